@@ -1,0 +1,106 @@
+// The boundary between the system's state (on document threads) and what a person sees. One
+// interface, two implementations: the Qt presentation (GUI issue, src/gui) and the headless one
+// below, which records what would be shown and answers boxes and dialogs from a script. When no
+// display exists the headless one is used and each box takes its default answer.
+//
+// Calls come from document threads (and task threads for boxes); implementations must be
+// thread-safe and must never block a document thread on the GUI thread except inside the modal
+// calls, whose answers arrive by posting to the caller's loop.
+#pragma once
+
+#include "platform/MessageLoop.h"
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace tw {
+
+class CModalDialog;
+
+class IPresentation {
+public:
+    virtual ~IPresentation() = default;
+
+    // A message box; returns IDOK, IDCANCEL, IDYES, IDNO... Runs a nested loop on the calling
+    // thread's CMessageLoop (if any) while it waits.
+    virtual int MessageBox(WindowHandle owner, const std::string& text, const std::string& caption,
+                           uint32_t style) = 0;
+
+    // A modal dialog has started (shown) / changed what it shows / ended (hidden).
+    virtual void DialogOpened(CModalDialog& dialog) = 0;
+    virtual void DialogChanged(CModalDialog& dialog) = 0;
+    virtual void DialogClosed(CModalDialog& dialog) = 0;
+    // WM_CLOSE reached a dialog: true when the presentation lets it close (it then ends it with
+    // IDCANCEL); false when the dialog ignores the request.
+    virtual bool DialogCloseRequested(CModalDialog& dialog) = 0;
+
+    // Top-level document frames: shown, titled, raised, gone. `frame` is the frame's handle.
+    virtual void FrameCreated(WindowHandle frame) = 0;
+    virtual void FrameTitle(WindowHandle frame, const std::string& title) = 0;
+    virtual void FrameToTop(WindowHandle frame) = 0;
+    virtual void FrameDestroyed(WindowHandle frame) = 0;
+    // Status bar text of a frame.
+    virtual void StatusText(WindowHandle frame, const std::string& text) = 0;
+};
+
+// The presentation in force for the process. Never null: the headless one until another is set.
+IPresentation& Presentation();
+void SetPresentation(std::shared_ptr<IPresentation> presentation);
+
+// Shows a message box through the presentation with the product name as caption.
+int ShowMessageBox(const std::string& text, uint32_t style = 0x30 /*MB_ICONWARNING*/, WindowHandle owner = 0);
+
+// Records everything and answers from a script; the default answer of a box is its first button
+// (IDOK, IDYES) unless a scripted answer is queued.
+class CHeadlessPresentation : public IPresentation {
+public:
+    struct Shown {
+        std::string kind; // "box", "dialog", "frame", "title", "status", "top", "closed", ...
+        std::string text;
+        WindowHandle window = 0;
+    };
+
+    int MessageBox(WindowHandle owner, const std::string& text, const std::string& caption,
+                   uint32_t style) override;
+    void DialogOpened(CModalDialog& dialog) override;
+    void DialogChanged(CModalDialog& dialog) override;
+    void DialogClosed(CModalDialog& dialog) override;
+    bool DialogCloseRequested(CModalDialog& dialog) override;
+    void FrameCreated(WindowHandle frame) override;
+    void FrameTitle(WindowHandle frame, const std::string& title) override;
+    void FrameToTop(WindowHandle frame) override;
+    void FrameDestroyed(WindowHandle frame) override;
+    void StatusText(WindowHandle frame, const std::string& text) override;
+
+    // Script: the next boxes answer these values, in order.
+    void QueueBoxAnswer(int answer);
+    // Script: when a dialog of this name opens, run `action` on the dialog's own thread (posted), for
+    // example to press OK or cancel it; `ignoreClose` makes WM_CLOSE be refused.
+    void OnDialog(const std::string& name, std::function<void(CModalDialog&)> action, bool ignoreClose = false);
+    // When set, everything shown is also printed to stderr (the reference host does this).
+    void SetEcho(bool echo);
+
+    std::vector<Shown> History() const;
+    std::vector<std::string> Boxes() const; // texts of the message boxes shown so far
+    void Clear();
+
+private:
+    void Record(const std::string& kind, const std::string& text, WindowHandle window);
+    mutable std::mutex m_mutex;
+    std::vector<Shown> m_history;
+    std::deque<int> m_boxAnswers;
+    struct Script {
+        std::function<void(CModalDialog&)> action;
+        bool ignoreClose = false;
+    };
+    std::map<std::string, Script> m_scripts;
+    bool m_echo = false;
+};
+
+} // namespace tw

@@ -1,0 +1,18 @@
+// The system's numbered English texts. Where a text names a Windows facility, the table holds the
+// Linux counterpart's name; that substitution list lives with the table and nowhere else.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace tw {
+
+// The text of string `id`, or an empty string when the table has none.
+std::string LoadString(uint32_t id);
+// The text with one printf-style %s / %d replaced ("An error occurred while reading ... %s.").
+std::string FormatString(uint32_t id, const std::string& argument);
+std::string FormatString(uint32_t id, int64_t argument);
+// printf into a std::string.
+std::string Format(const char* format, ...) __attribute__((format(printf, 1, 2)));
+
+} // namespace tw
