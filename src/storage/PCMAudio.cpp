@@ -1,0 +1,300 @@
+#include "storage/PCMAudio.h"
+
+#include "core/MediaData.h"
+#include "core/ObjectPool.h"
+#include "core/PeakData.h"
+#include "platform/Paths.h"
+#include "platform/Presentation.h"
+#include "platform/StringTable.h"
+#include "storage/Archive.h"
+#include "storage/BasicIO.h"
+#include "storage/ScanThread.h"
+#include "storage/TempFileManager.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <system_error>
+
+namespace tw {
+
+namespace {
+
+constexpr uint32_t kPeakFileFailed = 185;
+constexpr uint32_t kReadFailed = 141;
+constexpr int kFramesPerPeakRow = 256;
+// Peak rows are read in pieces no larger than this, so that a huge section never needs a count
+// beyond 32 bits.
+constexpr int64_t kPeakReadPiece = 1 << 30;
+
+typedef float Vec8 __attribute__((vector_size(32)));
+typedef int16_t Short8 __attribute__((vector_size(16)));
+typedef int32_t Int8 __attribute__((vector_size(32)));
+
+enum class OpenResult { ok, unreadable, noPeaks };
+
+// Reads `count` bytes in pieces that fit the 32-bit count of IBasicIO.
+bool ReadLarge(IBasicIO& io, uint8_t* target, int64_t count) {
+    bool ok = true;
+    while (count > 0) {
+        const int64_t piece = std::min(count, kPeakReadPiece);
+        ok = io.Read(target, static_cast<uint32_t>(piece)) && ok;
+        target += piece;
+        count -= piece;
+    }
+    return ok;
+}
+
+CPCMAudio* OpenStream(const std::string& path, OpenResult& result) {
+    result = OpenResult::unreadable;
+    IBasicIO* input = CTempFileManager::OpenThroughFilters(path, false);
+    if (!input)
+        return nullptr;
+    auto stream = std::make_unique<CPCMAudio>();
+    stream->SetFileName(path);
+    if (!stream->Attach(input)) {
+        result = OpenResult::noPeaks;
+        return nullptr;
+    }
+    result = OpenResult::ok;
+    return stream.release();
+}
+
+} // namespace
+
+CPCMAudio::~CPCMAudio() {
+    delete m_data;
+    delete m_peak;
+}
+
+CPCMAudio* CPCMAudio::Open(const std::string& path) {
+    OpenResult result;
+    return OpenStream(path, result);
+}
+
+CPCMAudio* CPCMAudio::OpenShared(const std::string& path, bool reportFailure) {
+    std::vector<CPCMAudio*> pooled;
+    ObjectPool().FindOfClass(pooled);
+    for (CPCMAudio* stream : pooled) {
+        if (stream->m_fileName == path) {
+            ObjectPool().AddRef(stream);
+            return stream;
+        }
+    }
+
+    OpenResult result;
+    CPCMAudio* stream = OpenStream(path, result);
+    if (!stream) {
+        // A stream whose peaks failed has told the user already.
+        if (reportFailure && result == OpenResult::unreadable)
+            ShowMessageBox(FormatString(kReadFailed, path));
+        return nullptr;
+    }
+    ObjectPool().AddRef(stream);
+    return stream;
+}
+
+bool CPCMAudio::Prepare(IBasicIO* data, IBasicIO* peak) {
+    m_data = data;
+    m_peak = peak;
+    if (!m_data)
+        return false;
+    if (m_fileName.empty())
+        m_fileName = m_data->GetFileName();
+    m_data->Seek(0);
+    m_next = 0;
+    m_nativeFormat = m_data->Format;
+    const WAVEFORMATEX& n = m_nativeFormat;
+    // A format that would make the conversion step outside its buffer is refused here, so that
+    // damaged headers cannot reach the sample loops.
+    const int bytesPerSample = n.wBitsPerSample / 8;
+    if (n.nChannels < 1 || n.nChannels > 8 || n.nBlockAlign == 0 || n.wBitsPerSample % 8 != 0 ||
+        bytesPerSample < 1 || bytesPerSample > 4 || n.nBlockAlign != n.nChannels * bytesPerSample)
+        return false;
+    m_format = WorkingFormatOf(n);
+    m_length = m_data->GetLength() / n.nBlockAlign;
+    return true;
+}
+
+bool CPCMAudio::Attach(IBasicIO* data, IBasicIO* peak) {
+    if (!Prepare(data, peak))
+        return false;
+    if (!m_peak) {
+        m_peak = m_peakManager.BuildModal(m_fileName, this);
+        if (!m_peak) {
+            ShowMessageBox(LoadString(kPeakFileFailed));
+            return false;
+        }
+    }
+    return true;
+}
+
+bool CPCMAudio::AttachBackground(IBasicIO* data, IBasicIO* peak, CScanThread*& scan) {
+    scan = nullptr;
+    if (!Prepare(data, peak))
+        return false;
+    if (!m_peak) {
+        scan = m_peakManager.OpenOrBuild(m_fileName, this, m_peak);
+        if (!m_peak) {
+            ShowMessageBox(LoadString(kPeakFileFailed));
+            return false;
+        }
+    }
+    return true;
+}
+
+bool CPCMAudio::IsTemporary() {
+    return m_data && m_data->DeleteOnClose;
+}
+
+void CPCMAudio::Convert(const uint8_t* source, float* target, int64_t samples) const {
+    int64_t i = 0;
+    switch (m_nativeFormat.wBitsPerSample) {
+    case 8:
+        for (; i < samples; ++i)
+            target[i] = static_cast<float>(static_cast<int>(source[i]) - 128) * (1.0f / 128.0f);
+        break;
+    case 16: {
+        const Vec8 scale = Vec8{} + 1.0f / 32768.0f;
+        for (; i + 8 <= samples; i += 8) {
+            Short8 v;
+            std::memcpy(&v, source + 2 * i, sizeof v);
+            const Vec8 f = __builtin_convertvector(v, Vec8) * scale;
+            std::memcpy(target + i, &f, sizeof f);
+        }
+        for (; i < samples; ++i) {
+            int16_t v;
+            std::memcpy(&v, source + 2 * i, 2);
+            target[i] = static_cast<float>(v) * (1.0f / 32768.0f);
+        }
+        break;
+    }
+    case 24:
+        for (; i < samples; ++i) {
+            const uint8_t* p = source + 3 * i;
+            const int32_t v = static_cast<int32_t>(p[0]) | (static_cast<int32_t>(p[1]) << 8) |
+                              (static_cast<int32_t>(static_cast<int8_t>(p[2])) * 65536);
+            target[i] = static_cast<float>(v) * (1.0f / 8388608.0f);
+        }
+        break;
+    case 32: {
+        const Vec8 scale = Vec8{} + 1.0f / 2147483648.0f;
+        for (; i + 8 <= samples; i += 8) {
+            Int8 v;
+            std::memcpy(&v, source + 4 * i, sizeof v);
+            const Vec8 f = __builtin_convertvector(v, Vec8) * scale;
+            std::memcpy(target + i, &f, sizeof f);
+        }
+        for (; i < samples; ++i) {
+            int32_t v;
+            std::memcpy(&v, source + 4 * i, 4);
+            target[i] = static_cast<float>(v) * (1.0f / 2147483648.0f);
+        }
+        break;
+    }
+    default:
+        // The filters deliver only the depths above; anything else reads as silence.
+        std::memset(target, 0, static_cast<size_t>(samples) * sizeof(float));
+        break;
+    }
+}
+
+CMediaData* CPCMAudio::ReadFrames(CSection section) {
+    std::lock_guard<std::mutex> guard(m_lock);
+    const int64_t align = m_nativeFormat.nBlockAlign;
+    const int64_t frameSize = m_format.nBlockAlign;
+    int64_t frames = std::max<int64_t>(section.SectionLength(), 0);
+    if (align == 0 || frames * std::max(align, frameSize) > INT32_MAX)
+        return new CMediaData(0, static_cast<int32_t>(std::max<int64_t>(frameSize, 1)));
+
+    const int64_t start = section.m_start;
+    const int64_t bytes = frames * align;
+    std::unique_ptr<uint8_t[]> raw(new uint8_t[static_cast<size_t>(std::max<int64_t>(bytes, 1))]);
+
+    // Frames before the start or past the end of the stream are silence and are never read.
+    const int64_t first = std::clamp<int64_t>(start, 0, m_length);
+    const int64_t last = std::clamp<int64_t>(start + frames, 0, m_length);
+    const int64_t leadBytes = std::clamp<int64_t>(first - start, 0, frames) * align;
+    const int64_t validBytes = std::max<int64_t>(last - first, 0) * align;
+    std::memset(raw.get(), 0, static_cast<size_t>(leadBytes));
+    std::memset(raw.get() + leadBytes + validBytes, 0, static_cast<size_t>(bytes - leadBytes - validBytes));
+    if (m_data) {
+        CBasicIOLock ioLock(*m_data);
+        if (m_next != first)
+            m_data->Seek(first * align);
+        if (validBytes > 0 && !m_data->Read(raw.get() + leadBytes, static_cast<uint32_t>(validBytes))) {
+            std::memset(raw.get() + leadBytes, 0, static_cast<size_t>(validBytes));
+            m_next = -1; // where the source stands is unknown now
+        } else {
+            // Reads that pass the end move the mark past it too, so the next read seeks anew.
+            m_next = start + frames;
+        }
+    }
+
+    auto* block = new CMediaData(frames, static_cast<int32_t>(frameSize));
+    Convert(raw.get(), block->GetFloats(), frames * m_nativeFormat.nChannels);
+    return block;
+}
+
+CPeakData* CPCMAudio::ReadPeaks(CSection section, bool blockMode) {
+    const int channels = std::max<int>(m_format.nChannels, 1);
+    auto* peaks = new CPeakData;
+    if (!blockMode) {
+        std::unique_ptr<CMediaData> data(ReadFrames(section));
+        const int64_t frames = data->GetFrameCount();
+        peaks->Allocate(static_cast<int32_t>(frames), channels, 1);
+        const float* samples = data->GetFloats();
+        PeakPair* rows = peaks->GetData();
+        for (int64_t i = 0; i < frames * channels; ++i)
+            rows[i] = PeakPair{samples[i], samples[i]};
+        return peaks;
+    }
+
+    const int64_t count = std::max<int64_t>(section.SectionLength() / kFramesPerPeakRow, 1);
+    peaks->Allocate(static_cast<int32_t>(std::min<int64_t>(count, INT32_MAX / (channels * 8))), channels,
+                    kFramesPerPeakRow);
+    auto* target = reinterpret_cast<uint8_t*>(peaks->GetData());
+    const int64_t bytes = static_cast<int64_t>(peaks->GetByteSize());
+    if (!m_peak || section.m_start < 0) {
+        std::memset(target, 0, static_cast<size_t>(bytes));
+        return peaks;
+    }
+    CBasicIOLock lock(*m_peak);
+    m_peak->Seek((section.m_start / kFramesPerPeakRow) * channels * 8);
+    ReadLarge(*m_peak, target, bytes);
+    return peaks;
+}
+
+bool CPCMAudio::SaveReference(CArchive& archive) {
+    if (!m_data || m_data->GetTypeName() == "RaffIO")
+        return false;
+    archive.WriteU8(kKindFile);
+    archive.WriteString(m_fileName);
+    return true;
+}
+
+CPCMAudio* CPCMAudio::LoadReference(CArchive& archive, uint8_t kind, std::string& path, bool allowRetry) {
+    if (kind != kKindFile)
+        return nullptr;
+    path = archive.ReadString();
+    CPCMAudio* stream = OpenShared(path, false);
+    if (!stream && allowRetry) {
+        // A project moved together with its audio finds the files beside it.
+        std::error_code ec;
+        const std::filesystem::path here = std::filesystem::current_path(ec);
+        const std::string name = FileNameOf(path);
+        if (!ec && !name.empty()) {
+            const std::string local = (here / name).string();
+            stream = OpenShared(local, false);
+            if (stream)
+                path = local;
+        }
+    }
+    if (!stream)
+        ShowMessageBox(FormatString(kReadFailed, path));
+    return stream;
+}
+
+} // namespace tw

@@ -1,0 +1,90 @@
+// The stream over a file or a region of the working container: integer PCM samples of 8, 16, 24 or
+// 32 bits in a data source, delivered as working-format floats, with peaks from a peak source.
+// Both sources are owned. Reads may come from several threads at once: one lock covers each
+// seek-and-read of the data source. Pooled: once in ObjectPool only its Release deletes a stream.
+#pragma once
+
+#include "core/MediaStream.h"
+#include "storage/PeakFileManager.h"
+
+#include <mutex>
+#include <string>
+
+namespace tw {
+
+class CArchive;
+class IBasicIO;
+class CScanThread;
+
+class CPCMAudio : public CMediaStream {
+public:
+    // Kinds of a stored stream reference (the byte SaveReference writes first).
+    static constexpr uint8_t kKindInContainer = 0;
+    static constexpr uint8_t kKindFile = 1;
+
+    CPCMAudio() = default;
+    ~CPCMAudio() override; // deletes both sources
+    CPCMAudio(const CPCMAudio&) = delete;
+    CPCMAudio& operator=(const CPCMAudio&) = delete;
+
+    // Opens `path` through the audio file filters and attaches it with synchronous peaks. Null when
+    // no filter reads the file or the peaks cannot be made (that message is shown). The result is
+    // not pooled yet; the caller owns it.
+    static CPCMAudio* Open(const std::string& path);
+    // One stream per file across documents: a pooled stream of exactly this path gets one more
+    // reference, otherwise the file is opened and pooled. The caller holds one reference. On
+    // failure string 141 is shown with the path (unless `reportFailure` is false) and null given.
+    static CPCMAudio* OpenShared(const std::string& path, bool reportFailure = true);
+
+    // Takes `data` (positioned at its first sample, Format set) and `peak` (or null) and makes the
+    // stream ready; without a peak source the peak file is found or built under a modal progress
+    // dialog. False for an unusable format, or when the peaks cannot be made (string 185 shown).
+    // The sources belong to the stream even when this fails.
+    bool Attach(IBasicIO* data, IBasicIO* peak = nullptr);
+    // The same, but a peak file that must be built is left to `scan`, which the caller runs on a
+    // low-priority thread (and cancels and waits for before it releases the stream). `scan` is null
+    // when the peaks were found or given.
+    bool AttachBackground(IBasicIO* data, IBasicIO* peak, CScanThread*& scan);
+
+    int32_t GetFrameSize() override { return m_format.nBlockAlign; }
+    int64_t GetLength() override { return m_length; }
+    CMediaData* ReadFrames(CSection section) override;
+    CPeakData* ReadPeaks(CSection section, bool blockMode) override;
+    const WAVEFORMATEX* GetFormat() override { return &m_format; }
+    const WAVEFORMATEX* GetNativeFormat() override { return &m_nativeFormat; }
+    bool IsGenerated() override { return false; }
+    // The temporary (delete-on-close) flag of the data source.
+    bool IsTemporary() override;
+
+    // Kind 1 (a file outside the container): u8 1, u32 byte count, UTF-16 path with terminator.
+    // False for a data source inside the container, whose reference the container writes.
+    bool SaveReference(CArchive& archive);
+    // Reads what follows the kind byte of a kind-1 reference and opens that file shared. When that
+    // fails and `allowRetry` is set, the file name alone is tried in the current directory. `path`
+    // receives the path read. Null when nothing could be opened (the message is shown). Throws
+    // CArchiveException on damaged bytes. Other kinds belong to their own loaders and give null.
+    static CPCMAudio* LoadReference(CArchive& archive, uint8_t kind, std::string& path, bool allowRetry);
+
+    // The path the stream was opened from (or its data source's file name). Set before Attach to
+    // key the peak file by another name than the data source's own.
+    const std::string& GetFileName() const { return m_fileName; }
+    void SetFileName(const std::string& path) { m_fileName = path; }
+    IBasicIO* GetDataSource() const { return m_data; }
+    IBasicIO* GetPeakSource() const { return m_peak; }
+
+private:
+    bool Prepare(IBasicIO* data, IBasicIO* peak);
+    void Convert(const uint8_t* source, float* target, int64_t samples) const;
+
+    IBasicIO* m_data = nullptr;
+    IBasicIO* m_peak = nullptr;
+    int64_t m_next = 0;
+    std::mutex m_lock;
+    WAVEFORMATEX m_nativeFormat{};
+    WAVEFORMATEX m_format{};
+    int64_t m_length = 0;
+    CPeakFileManager m_peakManager;
+    std::string m_fileName;
+};
+
+} // namespace tw

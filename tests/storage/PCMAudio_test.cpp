@@ -1,0 +1,238 @@
+#include "PeakTestSupport.h"
+
+#include "core/MediaData.h"
+#include "core/PeakData.h"
+#include "platform/Presentation.h"
+#include "storage/MemoryIO.h"
+#include "storage/PCMAudio.h"
+#include "storage/PeakFileManager.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+namespace tw {
+namespace {
+
+class PCMAudioTest : public ::testing::Test {
+protected:
+    // A stream over a generated WAV whose samples pass through a counting wrapper, with an empty
+    // anonymous peak file so that attaching reads nothing.
+    std::unique_ptr<CPCMAudio> Open(const WAVEFORMATEX& format, int64_t frames,
+                                    const std::function<int64_t(int64_t, int)>& sample) {
+        const std::string path = home.root + "/pcm" + std::to_string(++m_files) + ".wav";
+        test::WriteWav(path, format, frames, sample);
+        counter = new test::CountingIO(test::OpenWavSamples(path, format));
+        auto stream = std::make_unique<CPCMAudio>();
+        EXPECT_TRUE(stream->Attach(counter, peaks.CreatePeakFile("")));
+        counter->seeks = 0;
+        counter->reads = 0;
+        return stream;
+    }
+    static int64_t Ramp16(int64_t frame, int channel) { return (frame * 3 + channel * 1000) % 30000 - 15000; }
+
+    test::ScratchHome home;
+    CPeakFileManager peaks;
+    test::CountingIO* counter = nullptr;
+
+private:
+    int m_files = 0;
+};
+
+TEST_F(PCMAudioTest, Attach_DerivesTheWorkingFormatAndLength) {
+    auto stream = Open(test::PcmFormat(3, 22050, 24), 1001, [](int64_t, int) { return 0; });
+    const WAVEFORMATEX* working = stream->GetFormat();
+    EXPECT_EQ(working->wFormatTag, WAVE_FORMAT_IEEE_FLOAT);
+    EXPECT_EQ(working->nChannels, 3);
+    EXPECT_EQ(working->nSamplesPerSec, 22050u);
+    EXPECT_EQ(working->wBitsPerSample, 32);
+    EXPECT_EQ(working->nBlockAlign, 12);
+    EXPECT_EQ(working->nAvgBytesPerSec, 12u * 22050u);
+    EXPECT_EQ(stream->GetNativeFormat()->wBitsPerSample, 24);
+    EXPECT_EQ(stream->GetLength(), 1001);
+    EXPECT_EQ(stream->GetFrameSize(), 12);
+    EXPECT_EQ(stream->GetByteLength(), 1001 * 12);
+    EXPECT_FALSE(stream->IsGenerated());
+    EXPECT_FALSE(stream->IsTemporary());
+}
+
+TEST_F(PCMAudioTest, ReadFrames_EveryDepth_ScalesToFullScale) {
+    struct Case {
+        int bits;
+        std::vector<int64_t> raw;
+        std::vector<float> expected;
+    };
+    const std::vector<Case> cases = {
+        {8, {0, 128, 255, 64, 192, 1, 129, 127, 200, 20, 128}, {}},
+        {16, {-32768, 32767, 0, 1, -1, 16384, -16384, 100, 200, -300, 12345}, {}},
+        {24, {-8388608, 8388607, 0, 1, -1, 65536, -65536, 4194304, 77, -77, 123456}, {}},
+        {32, {INT32_MIN, INT32_MAX, 0, 1, -1, 65536, -65536, 1 << 30, 77, -77, 123456789}, {}},
+    };
+    for (const Case& c : cases) {
+        const int64_t frames = static_cast<int64_t>(c.raw.size()); // 11: one unrolled pass and a tail
+        auto stream =
+            Open(test::PcmFormat(1, 8000, c.bits), frames, [&](int64_t f, int) { return c.raw[f]; });
+        std::unique_ptr<CMediaData> data(stream->ReadFrames(CSection(0, frames)));
+        ASSERT_EQ(data->GetFrameCount(), frames);
+        for (int64_t i = 0; i < frames; ++i) {
+            double expected = 0;
+            switch (c.bits) {
+            case 8:
+                expected = (c.raw[i] - 128) / 128.0;
+                break;
+            case 16:
+                expected = c.raw[i] / 32768.0;
+                break;
+            case 24:
+                expected = c.raw[i] / 8388608.0;
+                break;
+            case 32:
+                expected = c.raw[i] / 2147483648.0;
+                break;
+            }
+            EXPECT_EQ(data->GetFloats()[i], static_cast<float>(expected)) << c.bits << " bits, sample " << i;
+        }
+    }
+}
+
+TEST_F(PCMAudioTest, ReadFrames_StartingPastTheEnd_ReturnsSilenceWithoutReading) {
+    auto stream = Open(test::PcmFormat(2, 44100, 16), 1000, Ramp16);
+    std::unique_ptr<CMediaData> data(stream->ReadFrames(CSection(1200, 1300)));
+    ASSERT_EQ(data->GetFrameCount(), 100);
+    EXPECT_EQ(data->GetFrameSize(), 8);
+    for (int i = 0; i < 200; ++i)
+        ASSERT_EQ(data->GetFloats()[i], 0.0f);
+    EXPECT_EQ(counter->reads, 0);
+}
+
+TEST_F(PCMAudioTest, ReadFrames_StraddlingTheEnd_GivesTheValidSamplesThenZeros) {
+    auto stream = Open(test::PcmFormat(2, 44100, 16), 1000, Ramp16);
+    std::unique_ptr<CMediaData> data(stream->ReadFrames(CSection(990, 1010)));
+    ASSERT_EQ(data->GetFrameCount(), 20);
+    for (int f = 0; f < 20; ++f) {
+        for (int c = 0; c < 2; ++c) {
+            const float expected = f < 10 ? Ramp16(990 + f, c) / 32768.0f : 0.0f;
+            EXPECT_EQ(data->GetFloats()[f * 2 + c], expected) << f;
+        }
+    }
+    EXPECT_EQ(counter->bytesRead, 10 * 4);
+
+    // The mark moved past the end, so coming back seeks again.
+    const int seeks = counter->seeks;
+    delete stream->ReadFrames(CSection(1010, 1020));
+    delete stream->ReadFrames(CSection(0, 10));
+    EXPECT_EQ(counter->seeks, seeks + 2);
+}
+
+TEST_F(PCMAudioTest, ReadFrames_AdjacentSections_SeekOnce) {
+    auto stream = Open(test::PcmFormat(2, 44100, 16), 10000, Ramp16);
+    for (int64_t start = 5000; start < 8000; start += 1000)
+        delete stream->ReadFrames(CSection(start, start + 1000));
+    EXPECT_EQ(counter->seeks, 1);
+    EXPECT_EQ(counter->reads, 3);
+
+    std::unique_ptr<CMediaData> data(stream->ReadFrames(CSection(8000, 8002)));
+    EXPECT_EQ(counter->seeks, 1);
+    EXPECT_EQ(data->GetFloats()[3], Ramp16(8001, 1) / 32768.0f);
+}
+
+TEST_F(PCMAudioTest, ReadFrames_BeforeTheStart_IsSilenceThenSamples) {
+    auto stream = Open(test::PcmFormat(1, 44100, 16), 100, Ramp16);
+    std::unique_ptr<CMediaData> data(stream->ReadFrames(CSection(-4, 4)));
+    ASSERT_EQ(data->GetFrameCount(), 8);
+    for (int i = 0; i < 4; ++i)
+        EXPECT_EQ(data->GetFloats()[i], 0.0f);
+    EXPECT_EQ(data->GetFloats()[5], Ramp16(1, 0) / 32768.0f);
+}
+
+TEST_F(PCMAudioTest, ReadPeaks_FineMode_OneRowPerFrameWithTheSampleTwice) {
+    auto stream = Open(test::PcmFormat(2, 44100, 16), 300, Ramp16);
+    std::unique_ptr<CPeakData> peaks(stream->ReadPeaks(CSection(10, 20), false));
+    ASSERT_EQ(peaks->GetCount(), 10);
+    EXPECT_EQ(peaks->GetFramesPerRow(), 1);
+    EXPECT_EQ(peaks->Row(3)[1].minimum, Ramp16(13, 1) / 32768.0f);
+    EXPECT_EQ(peaks->Row(3)[1].maximum, Ramp16(13, 1) / 32768.0f);
+}
+
+TEST_F(PCMAudioTest, ReadPeaks_BlockMode_ReadsRowsFromThePeakSource) {
+    const std::string path = home.root + "/rows.wav";
+    const WAVEFORMATEX format = test::PcmFormat(2, 44100, 16);
+    test::WriteWav(path, format, 256 * 8, Ramp16);
+    IBasicIO* peak = peaks.CreatePeakFile("");
+    std::vector<float> rows(8 * 2 * 2);
+    for (size_t i = 0; i < rows.size(); ++i)
+        rows[i] = static_cast<float>(i);
+    ASSERT_TRUE(peak->Write(rows.data(), static_cast<uint32_t>(rows.size() * 4)));
+    CPCMAudio stream;
+    ASSERT_TRUE(stream.Attach(test::OpenWavSamples(path, format), peak));
+
+    std::unique_ptr<CPeakData> some(stream.ReadPeaks(CSection(256 * 3 + 10, 256 * 6), true));
+    ASSERT_EQ(some->GetCount(), 2); // (1536 - 778) / 256
+    EXPECT_EQ(some->GetFramesPerRow(), 256);
+    EXPECT_EQ(some->Row(0)[0].minimum, 12.0f); // row 3, channel 0
+    EXPECT_EQ(some->Row(1)[1].maximum, 19.0f); // row 4, channel 1
+
+    std::unique_ptr<CPeakData> small(stream.ReadPeaks(CSection(512, 600), true));
+    ASSERT_EQ(small->GetCount(), 1);
+    EXPECT_EQ(small->Row(0)[1].minimum, 10.0f);
+}
+
+TEST_F(PCMAudioTest, Attach_UnusableFormat_IsRefused) {
+    const std::string path = home.root + "/bad.wav";
+    WAVEFORMATEX format = test::PcmFormat(2, 44100, 16);
+    test::WriteWav(path, format, 100, Ramp16);
+    for (auto damage :
+         {+[](WAVEFORMATEX& f) { f.nBlockAlign = 0; }, +[](WAVEFORMATEX& f) { f.nChannels = 0; },
+          +[](WAVEFORMATEX& f) { f.nBlockAlign = 1; }, +[](WAVEFORMATEX& f) { f.nChannels = 9; },
+          +[](WAVEFORMATEX& f) { f.wBitsPerSample = 12; }}) {
+        WAVEFORMATEX damaged = format;
+        damage(damaged);
+        CPCMAudio stream;
+        IBasicIO* data = test::OpenWavSamples(path, format);
+        data->Format = damaged;
+        EXPECT_FALSE(stream.Attach(data, peaks.CreatePeakFile("")));
+    }
+}
+
+TEST_F(PCMAudioTest, Attach_PeakFolderUnusable_ShowsThePeakMessageAndFails) {
+    const std::string path = home.root + "/nopeaks.wav";
+    const WAVEFORMATEX format = test::PcmFormat(1, 44100, 16);
+    test::WriteWav(path, format, 1000, Ramp16);
+    std::ofstream(home.root + "/file") << "x";
+    PutSettingString("Directories", "PeakFiles", home.root + "/file/peaks");
+    auto presentation = std::make_shared<CHeadlessPresentation>();
+    SetPresentation(presentation);
+
+    CPCMAudio stream;
+    EXPECT_FALSE(stream.Attach(test::OpenWavSamples(path, format)));
+    SetPresentation(std::make_shared<CHeadlessPresentation>());
+    ASSERT_EQ(presentation->Boxes().size(), 1u);
+    EXPECT_EQ(presentation->Boxes()[0],
+              "Unable to create peak file. Source disk is probably full or read only "
+              "(i.e. CD-ROM), or the peak file directory is invalid.");
+}
+
+TEST_F(PCMAudioTest, Attach_WithoutPeakSource_BuildsThePeakFileOfTheSource) {
+    const std::string path = home.root + "/build.wav";
+    const WAVEFORMATEX format = test::PcmFormat(1, 44100, 16);
+    test::WriteWav(path, format, 256 * 3 + 5, [](int64_t f, int) { return f == 300 ? 32767 : 0; });
+    CPCMAudio stream;
+    ASSERT_TRUE(stream.Attach(test::OpenWavSamples(path, format)));
+    std::unique_ptr<CPeakData> rows(stream.ReadPeaks(CSection(0, 768), true));
+    ASSERT_EQ(rows->GetCount(), 3);
+    EXPECT_EQ(rows->Row(0)[0].maximum, 0.0f);
+    EXPECT_EQ(rows->Row(1)[0].maximum, 32767 / 32768.0f);
+    EXPECT_EQ(test::ReadWholeFile(stream.GetPeakSource()->GetFileName()).size(),
+              static_cast<size_t>(CPeakFileManager::HeaderSize(path) + 3 * 8));
+}
+
+TEST_F(PCMAudioTest, IsTemporary_FollowsTheDataSource) {
+    auto stream = Open(test::PcmFormat(1, 44100, 16), 10, Ramp16);
+    EXPECT_FALSE(stream->IsTemporary());
+    stream->GetDataSource()->DeleteOnClose = true;
+    EXPECT_TRUE(stream->IsTemporary());
+    stream->GetDataSource()->DeleteOnClose = false;
+}
+
+} // namespace
+} // namespace tw
