@@ -15,7 +15,8 @@ class CLabelData : public CObject {
 public:
     CLabelData() = default;
     CLabelData(int64_t position, int32_t type, std::string first, std::string second)
-        : m_firstText(std::move(first)), m_secondText(std::move(second)), m_type(type), m_position(position) {}
+        : m_firstText(std::move(first)), m_secondText(std::move(second)), m_type(type), m_position(position) {
+    }
 
     std::string m_firstText;  // free text from a marker in a file ("artist")
     std::string m_secondText; // free text from a marker in a file ("title")
@@ -30,11 +31,12 @@ public:
     CLabelList(const CLabelList&) = delete;
     CLabelList& operator=(const CLabelList&) = delete;
 
-    // Takes ownership; keeps the order; a marker at an existing position replaces nothing and is
-    // refused (deleted), answering false.
+    // Takes ownership; keeps the order. A marker at an existing position replaces the old one,
+    // which is unlinked but not deleted (whoever replaces a marker still holds and deletes it).
+    // False only for null.
     bool Insert(CLabelData* label);
     bool Add(int64_t position, int32_t type, const std::string& first, const std::string& second);
-    bool Remove(CLabelData* label);  // unlinks, does not delete
+    bool Remove(CLabelData* label);         // unlinks, does not delete
     CLabelData* RemoveAt(int32_t position); // unlinks the first at that position; does not delete
     CLabelData* GetAt(int32_t index) const;
     int32_t GetCount() const { return static_cast<int32_t>(m_labels.size()); }

@@ -1,0 +1,84 @@
+#include "core/MediaEvent.h"
+
+#include "core/MEReadAccess.h"
+#include "core/MediaStream.h"
+#include "core/Transform.h"
+
+#include <cmath>
+#include <limits>
+
+namespace tw {
+
+int32_t TruncateToInt32(double value) {
+    if (!(value > -2147483649.0 && value < 2147483648.0))
+        return std::numeric_limits<int32_t>::min();
+    return static_cast<int32_t>(value);
+}
+
+namespace {
+
+int64_t TruncateToInt64(double value) {
+    if (!(value > -9223372036854775808.0 && value < 9223372036854775808.0))
+        return std::numeric_limits<int64_t>::min();
+    return static_cast<int64_t>(value);
+}
+
+} // namespace
+
+CMediaEvent::CMediaEvent(CMediaStream* stream, const CSection& source) : m_source(source), m_stream(stream) {}
+
+CMediaEvent::CMediaEvent(const CMediaEvent& other, const CSection& timeline, bool keep)
+    : CObject(other), m_pastedFlag(other.m_pastedFlag), m_chain(other.m_chain), m_stream(other.m_stream) {
+    if (keep) {
+        m_crossFade = other.m_crossFade;
+        m_spliceFlag = other.m_spliceFlag;
+    }
+    SetTimelineSection(timeline);
+}
+
+int32_t CMediaEvent::GetCrossFadeOut() const {
+    return TruncateToInt32(GetStretchFactor() * static_cast<double>(m_crossFade));
+}
+
+CSection CMediaEvent::GetTimelineSection() const {
+    if (m_source.SectionLength() < m_crossFade)
+        return CSection(m_source.m_start, m_source.m_start);
+    const double f = GetStretchFactor();
+    return CSection(TruncateToInt32(f * static_cast<double>(m_source.m_start)),
+                    TruncateToInt32(f * static_cast<double>(m_source.m_end - m_crossFade)));
+}
+
+CSection CMediaEvent::GetSourceSection() const {
+    return CSection(m_source.m_start, m_source.m_end - m_crossFade);
+}
+
+void CMediaEvent::SetTimelineSection(const CSection& timeline) {
+    const double f = GetStretchFactor();
+    m_source.m_start = TruncateToInt32(static_cast<double>(timeline.m_start) / f);
+    m_source.m_end =
+        static_cast<int64_t>(TruncateToInt32(static_cast<double>(timeline.m_end) / f)) + m_crossFade;
+}
+
+void CMediaEvent::SetCrossFade(int64_t documentFrames) {
+    int64_t fade = TruncateToInt64(static_cast<double>(documentFrames) / GetStretchFactor());
+    const int64_t length = m_stream != nullptr ? m_stream->GetLength() : 0;
+    if (length < fade)
+        fade = length;
+    int64_t end = m_source.m_end - m_crossFade + fade;
+    // Too little behind the cut: the visible part gets shorter by the difference.
+    if (length < end)
+        end = length;
+    m_source.m_end = end;
+    m_crossFade = fade;
+}
+
+CMEReadAccess* CMediaEvent::MakeReadAccess() const {
+    auto* access = new CMEReadAccess(m_stream, GetStretchFactor());
+    for (int32_t i = 0; i < m_chain.GetCount(); ++i) {
+        if (CTransformBase* transform = m_chain.GetAt(i))
+            access->AddInstance(transform->CreateReadInstance());
+    }
+    return access;
+}
+
+} // namespace tw

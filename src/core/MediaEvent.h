@@ -1,0 +1,69 @@
+// One entry of a document's edit list: take this range of this stream, run it through these
+// transforms, and overlap the next entry by `CrossFade` frames at the end.
+//
+// Two time axes meet here. The source range is in frames of the stream; the TimelineSection is in
+// document frames, which differ only when the chain stretches time by its factor f (output length
+// over input length). A TimelineSection is not anchored in the document: only its length counts
+// there, and an event's document position is the sum of the lengths of the events before it.
+//
+// The document-side conversions go through a signed 32-bit result, truncated toward zero, so a
+// TimelineSection is limited to 2^31 frames. Owned by its CEditedMedia; the stream and the
+// transforms are pooled and not owned.
+#pragma once
+
+#include "core/Object.h"
+#include "core/Section.h"
+#include "core/TransformChain.h"
+
+#include <cstdint>
+
+namespace tw {
+
+class CMediaStream;
+class CMEReadAccess;
+class CTransformBase;
+
+class CMediaEvent : public CObject {
+public:
+    // The section as source range as it stands; no fade, no flags, empty chain.
+    CMediaEvent(CMediaStream* stream, const CSection& source);
+    // Shares `other`'s stream, copies its chain and PastedFlag; with `keep` also its CrossFade and
+    // SpliceFlag. Then `timeline` is applied as by SetTimelineSection.
+    CMediaEvent(const CMediaEvent& other, const CSection& timeline, bool keep);
+
+    double GetStretchFactor() const { return m_chain.GetTimeRatio(); }
+    // The fade in document frames.
+    int32_t GetCrossFadeOut() const;
+    // Empty at the source start when the fade exceeds the source range.
+    CSection GetTimelineSection() const;
+    // The source range without the fade tail.
+    CSection GetSourceSection() const;
+    void SetTimelineSection(const CSection& timeline);
+    // Sets the overlap with the next event, in document frames. The visible end stays; the read
+    // range grows into the stream behind it, as far as the stream reaches.
+    void SetCrossFade(int64_t documentFrames);
+    void AddTransform(CTransformBase* transform) { m_chain.Add(transform); }
+    // A new read access (the caller owns it) with a read instance of each transform that gives one.
+    CMEReadAccess* MakeReadAccess() const;
+
+    CMediaStream* GetStream() const { return m_stream; }
+    const CTransformChain& GetChain() const { return m_chain; }
+    CTransformChain& GetChain() { return m_chain; }
+    const CSection& GetSourceRange() const { return m_source; }
+    int64_t GetCrossFade() const { return m_crossFade; }
+
+    bool m_spliceFlag = false; // follows a cut made with splice marking
+    bool m_pastedFlag = false; // brought in by a paste
+
+private:
+    int64_t m_crossFade = 0; // source frames of overlap with the next event
+    CSection m_source;       // source frames, fade tail included
+    CTransformChain m_chain;
+    CMediaStream* m_stream;
+};
+
+// Truncation toward zero into a signed 32-bit result. Values outside the range (and NaN) give
+// INT32_MIN, as the processor's truncating conversion does.
+int32_t TruncateToInt32(double value);
+
+} // namespace tw

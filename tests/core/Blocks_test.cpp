@@ -1,0 +1,131 @@
+// Sample blocks, peak tables and sections: the value types every other part leans on.
+#include "core/MediaData.h"
+#include "core/PeakData.h"
+#include "core/Section.h"
+
+#include <gtest/gtest.h>
+
+namespace tw {
+namespace {
+
+TEST(MediaData, Resize_ToFewerFrames_KeepsTheBufferAndLaterGrowthReallocates) {
+    CMediaData block(100, 8);
+    uint8_t* original = block.GetBuffer();
+    block.GetFloats()[0] = 0.25f;
+    block.GetFloats()[1] = -0.5f;
+
+    block.Resize(10, false);
+    EXPECT_EQ(block.GetBuffer(), original);
+    EXPECT_EQ(block.GetByteCount(), 80);
+    EXPECT_EQ(block.GetFrameCount(), 10);
+
+    block.Resize(50, true);
+    EXPECT_NE(block.GetBuffer(), original);
+    EXPECT_EQ(block.GetFrameCount(), 50);
+    EXPECT_FLOAT_EQ(block.GetFloats()[0], 0.25f);
+    EXPECT_FLOAT_EQ(block.GetFloats()[1], -0.5f);
+}
+
+TEST(MediaData, Resize_ToTheSameCount_StillTakesANewBuffer) {
+    CMediaData block(4, 4);
+    uint8_t* original = block.GetBuffer();
+    block.GetFloats()[3] = 1.0f;
+    block.Resize(4, true);
+    EXPECT_NE(block.GetBuffer(), original);
+    EXPECT_FLOAT_EQ(block.GetFloats()[3], 1.0f);
+}
+
+TEST(MediaData, AttachBuffer_IsAWindowThatResizeLeavesToItsOwner) {
+    float outer[16] = {};
+    outer[4] = 0.75f;
+    {
+        CMediaData view;
+        view.AttachBuffer(outer + 4, 6, 8);
+        EXPECT_EQ(view.GetFrameCount(), 6);
+        EXPECT_FLOAT_EQ(view.GetFloats()[0], 0.75f);
+        view.GetFloats()[1] = 0.5f;
+        // Growing replaces the window by an owned copy; the foreign memory is not freed.
+        view.Resize(8, true);
+        EXPECT_NE(view.GetFloats(), outer + 4);
+        EXPECT_FLOAT_EQ(view.GetFloats()[1], 0.5f);
+    }
+    EXPECT_FLOAT_EQ(outer[5], 0.5f);
+}
+
+TEST(MediaData, Tag_IsZeroAtConstructionAndKeptAsSet) {
+    CMediaData block(1, 4);
+    EXPECT_EQ(block.GetTag(), 0);
+    block.SetTag(7);
+    EXPECT_EQ(block.GetTag(), 7);
+}
+
+TEST(PeakData, Resize_ShrinksInPlaceAndGrowsKeepingRows) {
+    CPeakData peaks;
+    peaks.Allocate(4, 2, 256);
+    peaks.Row(1)[1] = PeakPair{-0.5f, 0.5f};
+    PeakPair* original = peaks.GetData();
+
+    peaks.Resize(2);
+    EXPECT_EQ(peaks.GetCount(), 2);
+    EXPECT_EQ(peaks.GetData(), original);
+    EXPECT_EQ(peaks.GetByteSize(), 2 * 2 * 8);
+
+    peaks.Resize(10);
+    EXPECT_EQ(peaks.GetCount(), 10);
+    EXPECT_FLOAT_EQ(peaks.Row(1)[1].minimum, -0.5f);
+    EXPECT_FLOAT_EQ(peaks.Row(1)[1].maximum, 0.5f);
+    EXPECT_EQ(peaks.GetRowSize(), 16);
+}
+
+TEST(Section, SlideInto_MovesTheRangeInsideTheLimitKeepingItsLength) {
+    CSection tail(90, 110);
+    tail.SlideInto(CSection(0, 100));
+    EXPECT_EQ(tail, CSection(80, 100));
+
+    CSection head(-5, 15);
+    head.SlideInto(CSection(0, 100));
+    EXPECT_EQ(head, CSection(0, 20));
+
+    CSection wide(0, 200);
+    wide.SlideInto(CSection(0, 100));
+    EXPECT_EQ(wide, CSection(0, 100));
+
+    CSection inside(10, 20);
+    inside.SlideInto(CSection(0, 100));
+    EXPECT_EQ(inside, CSection(10, 20));
+
+    // An equally long limit replaces the section even where it stood elsewhere.
+    CSection same(500, 600);
+    same.SlideInto(CSection(0, 100));
+    EXPECT_EQ(same, CSection(0, 100));
+}
+
+TEST(Section, SlideInto_LeavesAnInvertedSectionUnmended) {
+    CSection inverted(50, 40);
+    inverted.SlideInto(CSection(0, 100));
+    EXPECT_EQ(inverted.m_start, 50);
+    EXPECT_EQ(inverted.m_end, 40);
+    inverted.Normalize();
+    EXPECT_EQ(inverted, CSection(40, 50));
+}
+
+TEST(Section, Contains_IsHalfOpen) {
+    const CSection s(10, 20);
+    EXPECT_TRUE(s.Contains(10));
+    EXPECT_TRUE(s.Contains(19));
+    EXPECT_FALSE(s.Contains(20));
+    EXPECT_FALSE(s.Contains(9));
+}
+
+TEST(Section, Comparison_OrdersByStartThenEndIn64Bits) {
+    const int64_t big = int64_t{1} << 40;
+    EXPECT_TRUE(CSection(big, big + 1).IsGreaterThan(CSection(1, 2)));
+    EXPECT_FALSE(CSection(1, 2).IsGreaterThan(CSection(big, big + 1)));
+    EXPECT_TRUE(CSection(5, 9).IsGreaterThan(CSection(5, 8)));
+    EXPECT_FALSE(CSection(5, 8).IsGreaterThan(CSection(5, 8)));
+    EXPECT_TRUE(CSection(-1, 0) != CSection(-1, 1));
+    EXPECT_EQ(CSection(-7, 8).Centre(), 0);
+}
+
+} // namespace
+} // namespace tw

@@ -1,0 +1,136 @@
+// Small in-memory streams and transforms for the core tests: a stream over a float vector that
+// counts its reads, and transforms that scale, stretch or starve the blocks they get.
+#pragma once
+
+#include "core/MediaData.h"
+#include "core/MediaStream.h"
+#include "core/PeakData.h"
+#include "core/Transform.h"
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+namespace tw::test {
+
+// Frames are interleaved floats; sample i of the vector is frame i / channels.
+class VectorStream : public CMediaStream {
+public:
+    VectorStream(std::vector<float> samples, int channels, bool* deleted = nullptr)
+        : m_samples(std::move(samples)), m_deleted(deleted) {
+        WAVEFORMATEX native{};
+        native.wFormatTag = WAVE_FORMAT_PCM;
+        native.nChannels = static_cast<uint16_t>(channels);
+        native.nSamplesPerSec = 44100;
+        native.wBitsPerSample = 16;
+        native.nBlockAlign = static_cast<uint16_t>(channels * 2);
+        native.nAvgBytesPerSec = native.nBlockAlign * 44100u;
+        m_native = native;
+        m_format = WorkingFormatOf(native);
+    }
+    // A stream of `frames` mono frames whose sample n is n (exact in a float up to 2^24).
+    static VectorStream* Ramp(int64_t frames, bool* deleted = nullptr) {
+        std::vector<float> samples(static_cast<size_t>(frames));
+        for (size_t i = 0; i < samples.size(); ++i)
+            samples[i] = static_cast<float>(i);
+        return new VectorStream(std::move(samples), 1, deleted);
+    }
+    ~VectorStream() override {
+        if (m_deleted != nullptr)
+            *m_deleted = true;
+    }
+
+    int32_t GetFrameSize() override { return m_format.nBlockAlign; }
+    int64_t GetLength() override { return static_cast<int64_t>(m_samples.size()) / m_format.nChannels; }
+    CMediaData* ReadFrames(CSection section) override {
+        ++m_reads;
+        m_sections.push_back(section);
+        auto* block = new CMediaData(section.SectionLength(), GetFrameSize());
+        float* out = block->GetFloats();
+        const int64_t channels = m_format.nChannels;
+        for (int64_t f = 0; f < section.SectionLength(); ++f) {
+            const int64_t frame = section.m_start + f;
+            for (int64_t c = 0; c < channels; ++c) {
+                const bool inside = frame >= 0 && frame < GetLength();
+                out[f * channels + c] = inside ? m_samples[static_cast<size_t>(frame * channels + c)] : 0.0f;
+            }
+        }
+        return block;
+    }
+    CPeakData* ReadPeaks(CSection, bool) override { return nullptr; }
+    const WAVEFORMATEX* GetFormat() override { return &m_format; }
+    const WAVEFORMATEX* GetNativeFormat() override { return &m_native; }
+    bool IsGenerated() override { return false; }
+
+    int m_reads = 0;
+    std::vector<CSection> m_sections;
+
+private:
+    std::vector<float> m_samples;
+    WAVEFORMATEX m_native{};
+    WAVEFORMATEX m_format{};
+    bool* m_deleted;
+};
+
+// Keeps every `keep`-th frame of a mono block: a time ratio of 1 / keep. Read instances share the
+// counter of instances made.
+class DecimateTransform : public CTransformBase {
+public:
+    explicit DecimateTransform(int keep, int* instances = nullptr, bool* deleted = nullptr)
+        : m_keep(keep), m_instances(instances), m_deleted(deleted) {}
+    ~DecimateTransform() override {
+        if (m_deleted != nullptr)
+            *m_deleted = true;
+    }
+    CTransformBase* CreateReadInstance() override {
+        if (m_instances != nullptr)
+            ++*m_instances;
+        return new DecimateTransform(m_keep);
+    }
+    CMediaData* Process(CMediaData* input) override {
+        const int64_t frames = input->GetFrameCount() / m_keep;
+        auto* out = new CMediaData(frames, input->GetFrameSize());
+        for (int64_t i = 0; i < frames; ++i)
+            out->GetFloats()[i] = input->GetFloats()[i * m_keep];
+        return out;
+    }
+    double GetTimeRatio() override { return 1.0 / m_keep; }
+    std::string GetName() override { return "Decimate"; }
+
+private:
+    int m_keep;
+    int* m_instances;
+    bool* m_deleted;
+};
+
+// Multiplies in place; its read instances are plain copies.
+class GainTransform : public CTransformBase {
+public:
+    explicit GainTransform(float gain, bool* deleted = nullptr) : m_gain(gain), m_deleted(deleted) {}
+    ~GainTransform() override {
+        if (m_deleted != nullptr)
+            *m_deleted = true;
+    }
+    CTransformBase* CreateReadInstance() override { return new GainTransform(m_gain); }
+    CMediaData* Process(CMediaData* input) override {
+        const int32_t n = input->GetByteCount() / 4;
+        for (int32_t i = 0; i < n; ++i)
+            input->GetFloats()[i] *= m_gain;
+        return input;
+    }
+    std::string GetName() override { return "Gain"; }
+
+private:
+    float m_gain;
+    bool* m_deleted;
+};
+
+// Takes no part in reads: gives no read instance.
+class SilentPartner : public CTransformBase {
+public:
+    CTransformBase* CreateReadInstance() override { return nullptr; }
+    CMediaData* Process(CMediaData* input) override { return input; }
+    std::string GetName() override { return "None"; }
+};
+
+} // namespace tw::test
