@@ -6,6 +6,7 @@
 #include "storage/BasicIO.h"
 
 #include <memory>
+#include <string>
 
 namespace tw {
 
@@ -39,6 +40,9 @@ private:
     int64_t m_position = 0;
     bool m_lengthFixed = false;
     bool m_ownsFile = false;
+    // The path as it was at construction: closing the file object forgets its path, but a
+    // delete-on-close file must still go when this object does.
+    std::string m_path;
 };
 
 } // namespace tw
