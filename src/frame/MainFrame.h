@@ -1,0 +1,43 @@
+// The frame around one document's view, on the document's thread: it is the window the host
+// reaches (close, save query), it titles itself through the presentation and it owns the view.
+#pragma once
+
+#include "platform/Window.h"
+#include "view/ChildView.h"
+
+#include <functional>
+#include <string>
+
+namespace tw {
+
+class CMainFrame : public CWindow {
+public:
+    static constexpr uint32_t kCloseAllWindows = 32816;
+
+    CMainFrame() = default;
+    ~CMainFrame() override;
+
+    // Registers frame and view on the calling thread and shows the frame. False when the frame
+    // could not be created.
+    bool LoadFrame();
+    CChildView& GetView() { return m_view; }
+
+    void SetTitle(const std::string& title);
+    // Writes the message pane of the status bar.
+    void SetStatusText(const std::string& text);
+    // Called on the frame's thread once the frame window is gone (its objects may then be deleted,
+    // but not from inside this call's caller: post it).
+    void SetOnDestroyed(std::function<void()> onDestroyed) { m_onDestroyed = std::move(onDestroyed); }
+
+    intptr_t WindowProc(uint32_t message, uintptr_t wParam, intptr_t lParam) override;
+
+private:
+    intptr_t OnClose();
+    intptr_t OnQueryEndSession();
+
+    CChildView m_view;
+    std::function<void()> m_onDestroyed;
+    bool m_created = false;
+};
+
+} // namespace tw

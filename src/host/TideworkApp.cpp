@@ -1,0 +1,96 @@
+#include "host/TideworkApp.h"
+
+#include "host/HostServices.h"
+#include "storage/DirectoryManager.h"
+#include "storage/FileFilterManager.h"
+
+#include <cstdlib>
+#include <string>
+
+namespace tw {
+
+namespace {
+constexpr uint32_t kQuitApplication = 0x8000 + 0x101; // WM_APP range, private to this window
+constexpr int kPluginLibraryKey = 8;
+} // namespace
+
+// A window on the application's thread, so that a document thread can end that thread's loop
+// through a handle that stays safe to use after the loop is gone.
+class CTideworkApp::CApplicationWindow : public CWindow {
+public:
+    intptr_t WindowProc(uint32_t message, uintptr_t wParam, intptr_t lParam) override {
+        if (message == kQuitApplication) {
+            if (CMessageLoop* loop = CMessageLoop::Current())
+                loop->Quit(0);
+            return 0;
+        }
+        return CWindow::WindowProc(message, wParam, lParam);
+    }
+};
+
+CTideworkApp::CTideworkApp()
+    : m_instanceLock(kInstanceName), m_anotherInstance(m_instanceLock.AlreadyExisted()),
+      m_filterManager(std::make_unique<CFileFilterManager>()) {
+    SetDocumentHost(&HostServices());
+}
+
+CTideworkApp::~CTideworkApp() {
+    SetDocumentHost(nullptr);
+    // The window belongs to the application thread's loop, which may be long gone at unload.
+    if (m_applicationWindow)
+        (void)m_applicationWindow.release();
+}
+
+void CTideworkApp::InitInstance() {
+    std::call_once(m_initOnce, [] {
+        // The system registers its COM class factories here; the clip server's classes are the
+        // first to come, so the registry is empty until then.
+
+        // Libraries that sit beside plug-ins are found through the search path of the process.
+        CDirectoryManager directories;
+        const std::string folder = directories.GetDirectory(kPluginLibraryKey);
+        if (!folder.empty()) {
+            const char* old = std::getenv("PATH");
+            const std::string value = (old != nullptr ? std::string(old) : std::string()) + ":" + folder;
+            setenv("PATH", value.c_str(), 1);
+        }
+    });
+}
+
+CFileFilterManager* CTideworkApp::EnsureFilterManager() {
+    if (!m_filterManager)
+        m_filterManager = std::make_unique<CFileFilterManager>();
+    return m_filterManager.get();
+}
+
+void CTideworkApp::DeleteFilterManager() {
+    m_filterManager.reset();
+}
+
+void CTideworkApp::SetApplicationThread() {
+    if (CMessageLoop::Current() == nullptr || m_applicationWindow)
+        return;
+    auto window = std::make_unique<CApplicationWindow>();
+    if (window->Create(0) != 0)
+        m_applicationWindow = std::move(window);
+}
+
+void CTideworkApp::QuitApplicationThread() {
+    if (m_applicationWindow)
+        CWindow::PostMessage(m_applicationWindow->GetSafeHandle(), kQuitApplication);
+}
+
+bool CTideworkApp::HasApplicationLoop() const {
+    return m_applicationWindow && CWindow::IsWindow(m_applicationWindow->GetSafeHandle());
+}
+
+namespace {
+// Constructed when the module loads, like the system's application object.
+CTideworkApp theApp;
+} // namespace
+
+CTideworkApp& App() {
+    return theApp;
+}
+
+} // namespace tw

@@ -1,0 +1,10 @@
+#include "host/TideworkModule.h"
+
+namespace tw {
+
+CTideworkModule& CTideworkModule::Instance() {
+    static CTideworkModule module;
+    return module;
+}
+
+} // namespace tw

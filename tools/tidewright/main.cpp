@@ -1,0 +1,333 @@
+// tidewright: the reference host of libtidework.so. It knows nothing but the exported ABI: it
+// loads the library from its own folder, listens on its host link, starts the library, opens the
+// files named on its command line (or a new document), prints every notification it receives and
+// exits once no document runs any more.
+//
+//   tidewright [--close-after SECONDS] [FILE...]
+//
+// While it runs it reads commands from standard input: "open PATH", "close PATH", "quit".
+// SIGINT and SIGTERM close every document (tkShutdown) and it exits when they are gone.
+#include <tidework/tidework.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <dlfcn.h>
+#include <iostream>
+#include <mutex>
+#include <signal.h>
+#include <string>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+struct Exports {
+    decltype(&tkGetVersion) getVersion;
+    decltype(&tkInitDLL) initDLL;
+    decltype(&tkOpenFile) openFile;
+    decltype(&tkNewFile) newFile;
+    decltype(&tkCloseFile) closeFile;
+    decltype(&tkCheckForLostTempFiles) checkForLostTempFiles;
+    decltype(&tkQueryRunStatus) queryRunStatus;
+    decltype(&tkShutdown) shutdown;
+};
+
+std::mutex g_print;
+std::atomic<bool> g_stopRequested{false};
+
+void Print(const std::string& line) {
+    std::lock_guard<std::mutex> lock(g_print);
+    std::fprintf(stdout, "%s\n", line.c_str());
+    std::fflush(stdout);
+}
+
+std::u16string ToUtf16(const std::string& text) {
+    std::u16string out;
+    for (size_t i = 0; i < text.size();) {
+        const unsigned char c = static_cast<unsigned char>(text[i]);
+        uint32_t cp;
+        int extra;
+        if (c < 0x80) {
+            cp = c;
+            extra = 0;
+        } else if ((c >> 5) == 6) {
+            cp = c & 0x1F;
+            extra = 1;
+        } else if ((c >> 4) == 14) {
+            cp = c & 0x0F;
+            extra = 2;
+        } else if ((c >> 3) == 30) {
+            cp = c & 0x07;
+            extra = 3;
+        } else {
+            out.push_back(0xFFFD);
+            ++i;
+            continue;
+        }
+        if (extra > 0 && i + extra >= text.size()) {
+            out.push_back(0xFFFD);
+            break;
+        }
+        for (int k = 1; k <= extra; ++k)
+            cp = (cp << 6) | (static_cast<unsigned char>(text[i + k]) & 0x3F);
+        i += extra + 1;
+        if (cp >= 0x10000) {
+            cp -= 0x10000;
+            out.push_back(static_cast<char16_t>(0xD800 + (cp >> 10)));
+            out.push_back(static_cast<char16_t>(0xDC00 + (cp & 0x3FF)));
+        } else {
+            out.push_back(static_cast<char16_t>(cp));
+        }
+    }
+    return out;
+}
+
+std::string ToUtf8(const std::u16string& text) {
+    std::string out;
+    for (size_t i = 0; i < text.size(); ++i) {
+        uint32_t cp = text[i];
+        if (cp >= 0xD800 && cp < 0xDC00 && i + 1 < text.size() && text[i + 1] >= 0xDC00 &&
+            text[i + 1] < 0xE000) {
+            cp = 0x10000 + ((cp - 0xD800) << 10) + (text[i + 1] - 0xDC00);
+            ++i;
+        }
+        if (cp < 0x80) {
+            out.push_back(static_cast<char>(cp));
+        } else if (cp < 0x800) {
+            out.push_back(static_cast<char>(0xC0 | (cp >> 6)));
+            out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
+        } else if (cp < 0x10000) {
+            out.push_back(static_cast<char>(0xE0 | (cp >> 12)));
+            out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
+            out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
+        } else {
+            out.push_back(static_cast<char>(0xF0 | (cp >> 18)));
+            out.push_back(static_cast<char>(0x80 | ((cp >> 12) & 0x3F)));
+            out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
+            out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
+        }
+    }
+    return out;
+}
+
+// The host side of the link: a listening socket in the abstract namespace, one notification per
+// connection, answered with 1.
+class HostLinkListener {
+public:
+    explicit HostLinkListener(uint32_t hostWindow) {
+        m_fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        if (m_fd < 0)
+            return;
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        const std::string name = "tidework-host-" + std::to_string(hostWindow);
+        std::memcpy(address.sun_path + 1, name.data(), name.size());
+        const socklen_t length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size());
+        if (bind(m_fd, reinterpret_cast<sockaddr*>(&address), length) != 0 || listen(m_fd, 16) != 0) {
+            close(m_fd);
+            m_fd = -1;
+            return;
+        }
+        m_thread = std::thread([this] { Serve(); });
+    }
+    ~HostLinkListener() {
+        m_stop = true;
+        if (m_fd >= 0)
+            shutdown(m_fd, SHUT_RDWR);
+        if (m_thread.joinable())
+            m_thread.join();
+        if (m_fd >= 0)
+            close(m_fd);
+    }
+    bool IsListening() const { return m_fd >= 0; }
+
+private:
+    static bool ReadAll(int fd, void* target, size_t count) {
+        auto* p = static_cast<uint8_t*>(target);
+        while (count > 0) {
+            const ssize_t got = recv(fd, p, count, 0);
+            if (got <= 0)
+                return false;
+            p += got;
+            count -= static_cast<size_t>(got);
+        }
+        return true;
+    }
+    static uint32_t Le32(const uint8_t* b) {
+        return b[0] | (b[1] << 8) | (b[2] << 16) | (uint32_t(b[3]) << 24);
+    }
+
+    void Serve() {
+        while (!m_stop) {
+            const int client = accept4(m_fd, nullptr, nullptr, SOCK_CLOEXEC);
+            if (client < 0) {
+                if (m_stop)
+                    return;
+                continue;
+            }
+            timeval timeout{2, 0};
+            setsockopt(client, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
+            uint8_t header[8];
+            if (ReadAll(client, header, 8)) {
+                const uint32_t code = Le32(header);
+                const uint32_t bytes = Le32(header + 4);
+                if (bytes % 2 == 0 && bytes <= (1u << 20)) {
+                    std::vector<uint8_t> payload(bytes);
+                    if (ReadAll(client, payload.data(), bytes)) {
+                        std::u16string text;
+                        for (uint32_t i = 0; i + 1 < bytes; i += 2)
+                            text.push_back(static_cast<char16_t>(payload[i] | (payload[i + 1] << 8)));
+                        while (!text.empty() && text.back() == 0)
+                            text.pop_back();
+                        Print("notify " + std::to_string(code) + " " + ToUtf8(text));
+                        const uint8_t reply[4] = {1, 0, 0, 0};
+                        (void)send(client, reply, 4, MSG_NOSIGNAL);
+                    }
+                }
+            }
+            close(client);
+        }
+    }
+
+    int m_fd = -1;
+    std::atomic<bool> m_stop{false};
+    std::thread m_thread;
+};
+
+struct PrintingCloseCallback : ITkCloseCallback {
+    void OnDocumentClosed(const char16_t* path) override {
+        Print("closed \"" + ToUtf8(path != nullptr ? std::u16string(path) : std::u16string()) + "\"");
+    }
+};
+
+std::string OwnFolder() {
+    char buffer[4096];
+    const ssize_t length = readlink("/proc/self/exe", buffer, sizeof buffer - 1);
+    if (length <= 0)
+        return "./";
+    std::string path(buffer, static_cast<size_t>(length));
+    return path.substr(0, path.rfind('/') + 1);
+}
+
+template <class T> bool Resolve(void* library, const char* name, T& out) {
+    out = reinterpret_cast<T>(dlsym(library, name));
+    if (out == nullptr)
+        std::fprintf(stderr, "tidewright: %s is missing from the library\n", name);
+    return out != nullptr;
+}
+
+void OnSignal(int) {
+    g_stopRequested = true;
+}
+
+void Usage() {
+    std::fprintf(stderr, "usage: tidewright [--close-after SECONDS] [FILE...]\n");
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    double closeAfter = -1;
+    std::vector<std::string> files;
+    for (int i = 1; i < argc; ++i) {
+        const std::string arg = argv[i];
+        if (arg == "--close-after" && i + 1 < argc) {
+            char* end = nullptr;
+            closeAfter = std::strtod(argv[++i], &end);
+            if (end == argv[i] || *end != 0 || closeAfter < 0) {
+                Usage();
+                return 2;
+            }
+        } else if (arg == "--help" || arg == "-h") {
+            Usage();
+            return 0;
+        } else {
+            files.push_back(arg);
+        }
+    }
+
+    const std::string libraryPath = OwnFolder() + "libtidework.so";
+    void* library = dlopen(libraryPath.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (library == nullptr) {
+        std::fprintf(stderr, "tidewright: cannot load %s: %s\n", libraryPath.c_str(), dlerror());
+        return 1;
+    }
+    Exports tk{};
+    if (!Resolve(library, "tkGetVersion", tk.getVersion) || !Resolve(library, "tkInitDLL", tk.initDLL) ||
+        !Resolve(library, "tkOpenFile", tk.openFile) || !Resolve(library, "tkNewFile", tk.newFile) ||
+        !Resolve(library, "tkCloseFile", tk.closeFile) ||
+        !Resolve(library, "tkCheckForLostTempFiles", tk.checkForLostTempFiles) ||
+        !Resolve(library, "tkQueryRunStatus", tk.queryRunStatus) ||
+        !Resolve(library, "tkShutdown", tk.shutdown))
+        return 1;
+
+    struct sigaction action {};
+    action.sa_handler = OnSignal;
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+
+    const uint32_t pid = static_cast<uint32_t>(getpid());
+    HostLinkListener listener(pid);
+    if (!listener.IsListening())
+        std::fprintf(stderr, "tidewright: no host link; notifications will not be shown\n");
+    Print("library version " + std::to_string(tk.getVersion()));
+
+    HostInfo info{pid, pid, 1000};
+    if (tk.initDLL(&info) == 0) {
+        std::fprintf(stderr, "tidewright: the library did not start\n");
+        return 1;
+    }
+    PrintingCloseCallback callback;
+    if (tk.checkForLostTempFiles() != 0)
+        Print("recovered lost files");
+    if (files.empty()) {
+        Print("new " + std::to_string(tk.newFile(&callback, nullptr)));
+    } else {
+        for (const std::string& file : files)
+            Print("open " + std::to_string(tk.openFile(ToUtf16(file).c_str(), &callback)) + " \"" + file +
+                  "\"");
+    }
+
+    // Commands from standard input; the thread is left behind when the host exits.
+    std::thread([&tk, &callback] {
+        std::string line;
+        while (std::getline(std::cin, line)) {
+            if (line == "quit") {
+                g_stopRequested = true;
+            } else if (line.rfind("open ", 0) == 0) {
+                const std::string path = line.substr(5);
+                Print("open " + std::to_string(tk.openFile(ToUtf16(path).c_str(), &callback)) + " \"" + path +
+                      "\"");
+            } else if (line.rfind("close ", 0) == 0) {
+                const std::string path = line.substr(6);
+                Print("close " + std::to_string(tk.closeFile(ToUtf16(path).c_str())) + " \"" + path + "\"");
+            } else if (!line.empty()) {
+                std::fprintf(stderr, "tidewright: unknown command: %s\n", line.c_str());
+            }
+        }
+    }).detach();
+
+    const auto start = std::chrono::steady_clock::now();
+    bool shutDown = false;
+    while (tk.queryRunStatus() != 0) {
+        const double elapsed =
+            std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        if (!shutDown && (g_stopRequested || (closeAfter >= 0 && elapsed >= closeAfter))) {
+            tk.shutdown();
+            shutDown = true;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    if (!shutDown)
+        tk.shutdown();
+    Print("done");
+    // The library stays loaded: the stdin thread may still hold its exports.
+    std::fflush(stdout);
+    _exit(0);
+}
