@@ -103,6 +103,7 @@ void CEditedMedia::Clear() {
         ObjectPool().Release(transform);
     m_transforms.clear();
     m_labels.Clear();
+    m_walk = 0;
 }
 
 CMediaEvent* CEditedMedia::GetEventAt(int32_t index) const {
@@ -135,6 +136,17 @@ CMediaEvent* CEditedMedia::FindEvent(int64_t position, int32_t* index, int64_t* 
         acc += length;
     }
     return nullptr;
+}
+
+CMediaEvent* CEditedMedia::First() {
+    m_walk = 0;
+    return Next();
+}
+
+CMediaEvent* CEditedMedia::Next() {
+    if (m_walk >= m_events.size())
+        return nullptr;
+    return m_events[m_walk++];
 }
 
 CMediaStream* CEditedMedia::GetSourceAt(int32_t index) const {

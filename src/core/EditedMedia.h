@@ -46,7 +46,8 @@ public:
     void AddTransform(CTransformBase* transform);
     // Releases every source, deletes every event, releases every transform, deletes all markers.
     void Clear();
-    bool IsEmpty() const { return m_events.empty(); }
+    // No audio: no event, or only empty ones.
+    bool IsEmpty() const { return GetLength() == 0; }
 
     int32_t GetEventCount() const { return static_cast<int32_t>(m_events.size()); }
     CMediaEvent* GetEventAt(int32_t index) const;
@@ -56,6 +57,10 @@ public:
     // The event that holds document frame `position` (first whose end lies behind it), its index
     // and document start. Null when the position is at or behind the end.
     CMediaEvent* FindEvent(int64_t position, int32_t* index = nullptr, int64_t* eventStart = nullptr) const;
+    // Walk over the events; the place is kept in this object, so one walker at a time. Null after
+    // the last.
+    CMediaEvent* First();
+    CMediaEvent* Next();
     const std::vector<CMediaEvent*>& GetEvents() const { return m_events; }
     std::vector<CMediaEvent*>& GetEvents() { return m_events; }
 
@@ -77,6 +82,7 @@ private:
     std::vector<CMediaStream*> m_sources;
     std::vector<CMediaEvent*> m_events; // owned, in play order
     std::vector<CTransformBase*> m_transforms;
+    size_t m_walk = 0;
 };
 
 // The internal clipboard shared by all documents of the process; cleared when any document closes.

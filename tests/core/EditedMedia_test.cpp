@@ -24,6 +24,7 @@ TEST(EditedMedia, AddMedia_IntoAnEmptyDocument_MakesOneEventOfTheWholeStream) {
     CEditedMedia media;
     EXPECT_EQ(media.GetFormat(), nullptr);
     EXPECT_EQ(media.GetLength(), 0);
+    EXPECT_TRUE(media.IsEmpty());
     auto* stream = VectorStream::Ramp(1000);
     media.AddMedia(stream, 0);
     ASSERT_EQ(media.GetEventCount(), 1);
@@ -78,6 +79,11 @@ TEST(EditedMedia, AddMedia_AtTheStartOrTheEnd_LeavesAnEmptyEventBehind) {
     EXPECT_EQ(index, 1);
     EXPECT_EQ(start, 0);
     EXPECT_EQ(atEnd.FindEvent(1200), nullptr);
+
+    int walked = 0;
+    for (CMediaEvent* e = atEnd.First(); e != nullptr; e = atEnd.Next())
+        EXPECT_EQ(e, atEnd.GetEventAt(walked++));
+    EXPECT_EQ(walked, 3);
 }
 
 TEST(EditedMedia, AddMedia_IntoAFadedEvent_KeepsTheFadeOnBothPieces) {
