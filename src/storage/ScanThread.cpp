@@ -20,8 +20,9 @@ namespace {
 
 constexpr int kFramesPerBlock = 256;
 
-// Eight floats handled as one value; the compiler maps it to whatever vector width the target has.
-typedef float Vec8 __attribute__((vector_size(32)));
+// Four floats handled as one value: the width every target's vector unit has, so the compiler
+// keeps it in one register instead of splitting it.
+typedef float Vec4 __attribute__((vector_size(16)));
 
 // The walk as described, for one channel: the reference the fast path must equal.
 void WalkChannel(const float* samples, int channels, int frames, int channel, float& minimum,
@@ -39,23 +40,24 @@ void WalkChannel(const float* samples, int channels, int frames, int channel, fl
     maximum = mx;
 }
 
-// Eight frames are C vectors of eight floats; float j of vector k belongs to channel (8k + j) % C.
+// Eight frames are 2C vectors of four floats; float j of vector k belongs to channel (4k + j) % C.
 // Each lane keeps the walk's own rule (take a sample only when strictly beyond), so lanes may be
 // merged in any order: the result is the same set minimum and maximum. Only the choice between
 // +0.0 and -0.0 depends on order, so a channel whose result is zero is walked again plainly.
 template <int C> void ScanBlockOf(const float* samples, int frames, float* minimum, float* maximum) {
-    Vec8 mn[C];
-    Vec8 mx[C];
-    for (int k = 0; k < C; ++k) {
-        mn[k] = Vec8{} + 1.0f;
-        mx[k] = Vec8{} - 1.0f;
+    constexpr int kVectors = 2 * C;
+    Vec4 mn[kVectors];
+    Vec4 mx[kVectors];
+    for (int k = 0; k < kVectors; ++k) {
+        mn[k] = Vec4{} + 1.0f;
+        mx[k] = Vec4{} - 1.0f;
     }
     const int whole = frames & ~7;
     for (int f = 0; f < whole; f += 8) {
         const float* p = samples + static_cast<int64_t>(f) * C;
-        for (int k = 0; k < C; ++k) {
-            Vec8 v;
-            std::memcpy(&v, p + 8 * k, sizeof v);
+        for (int k = 0; k < kVectors; ++k) {
+            Vec4 v;
+            std::memcpy(&v, p + 4 * k, sizeof v);
             mn[k] = v < mn[k] ? v : mn[k];
             mx[k] = v > mx[k] ? v : mx[k];
         }
@@ -66,9 +68,9 @@ template <int C> void ScanBlockOf(const float* samples, int frames, float* minim
         lmn[c] = 1.0f;
         lmx[c] = -1.0f;
     }
-    for (int k = 0; k < C; ++k) {
-        for (int j = 0; j < 8; ++j) {
-            const int c = (8 * k + j) % C;
+    for (int k = 0; k < kVectors; ++k) {
+        for (int j = 0; j < 4; ++j) {
+            const int c = (4 * k + j) % C;
             if (mn[k][j] < lmn[c])
                 lmn[c] = mn[k][j];
             if (mx[k][j] > lmx[c])

@@ -5,14 +5,10 @@
 #include "platform/Paths.h"
 #include "platform/StringTable.h"
 #include "storage/DirectoryManager.h"
-#include "storage/FileIO.h"
-#include "storage/FormatTime.h"
-
-#if __has_include("storage/FileFilterManager.h")
 #include "storage/FileFilterManager.h"
+#include "storage/FileIO.h"
 #include "storage/FilteredInput.h"
-#define TW_HAVE_FILE_FILTERS 1
-#endif
+#include "storage/FormatTime.h"
 
 #include <cerrno>
 #include <memory>
@@ -20,22 +16,18 @@
 namespace tw {
 
 IBasicIO* CTempFileManager::OpenThroughFilters(const std::string& path, bool deleteOnClose) {
-#ifdef TW_HAVE_FILE_FILTERS
     CFileFilterManager* manager = CFileFilterManager::Instance();
     if (!manager)
         return nullptr;
-    auto created = manager->CreateInput();
-    std::unique_ptr<CFilteredInput> input;
-    if constexpr (requires { created.release(); })
-        input.reset(created.release());
-    else
-        input.reset(created);
-    if (!input || !input->OpenFile(path, deleteOnClose))
+    std::unique_ptr<CFilteredInput> input(manager->CreateInput());
+    if (!input)
         return nullptr;
+    if (!input->OpenFile(path, deleteOnClose)) {
+        // A reader that failed must not take the file with it.
+        input->DeleteOnClose = false;
+        return nullptr;
+    }
     return input.release();
-#else
-    return nullptr;
-#endif
 }
 
 bool CTempFileManager::MakeNameIn(const std::string& folder, std::string& out,
