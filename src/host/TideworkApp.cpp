@@ -68,11 +68,20 @@ void CTideworkApp::DeleteFilterManager() {
 }
 
 void CTideworkApp::SetApplicationThread() {
-    if (CMessageLoop::Current() == nullptr || m_applicationWindow)
+    CMessageLoop* loop = CMessageLoop::Current();
+    if (loop == nullptr)
         return;
+    if (m_applicationWindow && CWindow::LoopOf(m_applicationWindow->GetSafeHandle()) == loop)
+        return;
+    // The newest caller of tkInitDLL is the application thread. A window left on an earlier
+    // thread's loop belongs to that loop (which forgets it when it ends), so it is let go, not
+    // destroyed from here.
     auto window = std::make_unique<CApplicationWindow>();
-    if (window->Create(0) != 0)
-        m_applicationWindow = std::move(window);
+    if (window->Create(0) == 0)
+        return;
+    if (m_applicationWindow)
+        (void)m_applicationWindow.release();
+    m_applicationWindow = std::move(window);
 }
 
 void CTideworkApp::QuitApplicationThread() {

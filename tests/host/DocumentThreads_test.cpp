@@ -1,0 +1,228 @@
+// Document threads in-process, with the headless presentation scripted: what the user would see
+// (boxes, titles, dialogs) and what happens to the threads and their list.
+#include "HostHarness.h"
+
+#include "core/EditedMedia.h"
+#include "core/ObjectPool.h"
+#include "host/FileThreadList.h"
+#include "host/TKThread.h"
+#include "platform/Messages.h"
+#include "platform/ModalDialog.h"
+#include "platform/Presentation.h"
+#include "platform/Window.h"
+#include "storage/PCMAudio.h"
+
+#include <gtest/gtest.h>
+
+#include <tidework/tidework.h>
+
+#include <atomic>
+#include <chrono>
+#include <fstream>
+#include <future>
+
+using namespace hosttest;
+using namespace tw;
+
+namespace {
+
+class StubbornDialog : public CModalDialog {
+public:
+    std::string DialogName() const override { return "Stubborn"; }
+};
+
+class InProcess : public ::testing::Test {
+protected:
+    void SetUp() override {
+        presentation = std::make_shared<CHeadlessPresentation>();
+        SetPresentation(presentation);
+        HostInfo none{0, 0, 0};
+        ASSERT_EQ(tkInitDLL(&none), 1);
+    }
+    void TearDown() override {
+        tkSetAutoClose(0);
+        tkShutdown();
+        EXPECT_TRUE(WaitIdle());
+    }
+
+    static bool WaitIdle(int timeoutMs = 10000) {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+        while (tkQueryRunStatus() != 0) {
+            if (std::chrono::steady_clock::now() > end)
+                return false;
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        return true;
+    }
+
+    static std::vector<std::pair<WindowHandle, WindowHandle>> FramesAndViews() {
+        std::vector<std::pair<WindowHandle, WindowHandle>> out;
+        CFileThreadList& list = CFileThreadList::Instance();
+        std::lock_guard<std::recursive_mutex> lock(list.Lock());
+        for (CTKThread* thread : list.Threads())
+            out.emplace_back(thread->GetFrameHandle(), thread->GetViewHandle());
+        return out;
+    }
+
+    std::vector<std::string> Titles() const {
+        std::vector<std::string> titles;
+        for (const auto& shown : presentation->History())
+            if (shown.kind == "title")
+                titles.push_back(shown.text);
+        return titles;
+    }
+
+    std::shared_ptr<CHeadlessPresentation> presentation;
+};
+
+TEST_F(InProcess, DamagedFile_ShowsExactlyOneErrorBox_AndLeavesNoListEntry) {
+    const std::string path = NewFolder("damaged") + "/noise.wav";
+    std::ofstream(path, std::ios::binary) << "RIFF....WAVEthis is not a wave file at all";
+
+    EXPECT_EQ(tkOpenFile(U16(path).c_str(), nullptr), 5);
+    ASSERT_TRUE(WaitIdle());
+    EXPECT_TRUE(FramesAndViews().empty());
+    EXPECT_EQ(presentation->Boxes(),
+              std::vector<std::string>{"An error occurred while reading from the file " + path + "."});
+}
+
+TEST_F(InProcess, Titles_NameTheFile_OrTheProductForANewDocument) {
+    const std::string path = NewFolder("titles") + "/song.wav";
+    WriteWav16(path, 2, 44100, 4410, ToneSample);
+    ASSERT_EQ(tkNewFile(nullptr, nullptr), 0);
+    ASSERT_EQ(tkOpenFile(U16(path).c_str(), nullptr), 0);
+    const auto titles = Titles();
+    ASSERT_EQ(titles.size(), 2u);
+    EXPECT_EQ(titles[0], "Vond Tidewright");
+    EXPECT_EQ(titles[1], "song.wav - Vond Tidewright");
+}
+
+TEST_F(InProcess, Shutdown_EndsADialogThatIgnoresClose_WithCancelAfterAboutASecond) {
+    presentation->OnDialog(
+        "Stubborn", [](CModalDialog&) {}, /*ignoreClose=*/true);
+    ASSERT_EQ(tkNewFile(nullptr, nullptr), 0);
+    const auto docs = FramesAndViews();
+    ASSERT_EQ(docs.size(), 1u);
+    const WindowHandle frame = docs[0].first;
+
+    std::promise<int> result;
+    CWindow::LoopOf(frame)->PostCall([&result, frame] {
+        StubbornDialog dialog;
+        result.set_value(dialog.DoModal(frame));
+    });
+    while (CWindow::IsWindowEnabled(frame))
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+
+    const auto start = std::chrono::steady_clock::now();
+    tkShutdown();
+    const auto elapsed = std::chrono::steady_clock::now() - start;
+    auto future = result.get_future();
+    ASSERT_EQ(future.wait_for(std::chrono::seconds(5)), std::future_status::ready);
+    EXPECT_EQ(future.get(), IDCANCEL);
+    EXPECT_GE(elapsed, std::chrono::milliseconds(900));
+    EXPECT_LT(elapsed, std::chrono::seconds(4));
+    EXPECT_TRUE(WaitIdle());
+}
+
+TEST_F(InProcess, Shutdown_ClosesADialogThatAcceptsClose_WithoutWaiting) {
+    presentation->OnDialog(
+        "Stubborn", [](CModalDialog&) {}, /*ignoreClose=*/false);
+    ASSERT_EQ(tkNewFile(nullptr, nullptr), 0);
+    const WindowHandle frame = FramesAndViews().at(0).first;
+    std::promise<int> result;
+    CWindow::LoopOf(frame)->PostCall([&result, frame] {
+        StubbornDialog dialog;
+        result.set_value(dialog.DoModal(frame));
+    });
+    while (CWindow::IsWindowEnabled(frame))
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+
+    const auto start = std::chrono::steady_clock::now();
+    tkShutdown();
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(500));
+    EXPECT_EQ(result.get_future().get(), IDCANCEL);
+}
+
+TEST_F(InProcess, ClosingAnyDocument_EmptiesTheInternalClipboard_AndReleasesItsStreams) {
+    const std::string path = NewFolder("clip") + "/clip.wav";
+    WriteWav16(path, 2, 44100, 2048, ToneSample);
+    ASSERT_EQ(tkNewFile(nullptr, nullptr), 0);
+    ASSERT_EQ(tkNewFile(nullptr, nullptr), 0);
+
+    CPCMAudio* stream = CPCMAudio::Open(path);
+    ASSERT_NE(stream, nullptr);
+    ClipboardMedia().AddMedia(stream, 0);
+    ASSERT_FALSE(ClipboardMedia().IsEmpty());
+    ASSERT_EQ(ObjectPool().GetRefCount(stream), 1);
+
+    const WindowHandle firstFrame = FramesAndViews().at(0).first;
+    CWindow::SendMessage(firstFrame, WM_CLOSE);
+    while (FramesAndViews().size() != 1)
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    EXPECT_TRUE(ClipboardMedia().IsEmpty());
+    EXPECT_EQ(ObjectPool().GetRefCount(stream), 0);
+}
+
+TEST_F(InProcess, CloseAllWindows_ClosesEveryDocument_WhenNoneRefuses) {
+    ASSERT_EQ(tkNewFile(nullptr, nullptr), 0);
+    ASSERT_EQ(tkNewFile(nullptr, nullptr), 0);
+    ASSERT_EQ(tkNewFile(nullptr, nullptr), 0);
+    CWindow::PostMessage(FramesAndViews().at(1).first, WM_COMMAND, 32816);
+    EXPECT_TRUE(WaitIdle());
+}
+
+TEST_F(InProcess, CloseAllWindows_WithADialogUp_ClosesNothing) {
+    presentation->OnDialog(
+        "Stubborn", [](CModalDialog&) {}, true);
+    ASSERT_EQ(tkNewFile(nullptr, nullptr), 0);
+    ASSERT_EQ(tkNewFile(nullptr, nullptr), 0);
+    const auto docs = FramesAndViews();
+    std::atomic<bool> done{false};
+    CWindow::LoopOf(docs[0].first)->PostCall([&done, frame = docs[0].first] {
+        StubbornDialog dialog;
+        dialog.DoModal(frame);
+        done = true;
+    });
+    while (CWindow::IsWindowEnabled(docs[0].first))
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    CWindow::SendMessage(docs[1].first, WM_COMMAND, 32816);
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    EXPECT_EQ(FramesAndViews().size(), 2u);
+    bool raised = false;
+    for (const auto& shown : presentation->History())
+        raised = raised || (shown.kind == "top" && shown.window == docs[0].first);
+    EXPECT_TRUE(raised);
+}
+
+// The application thread is the one that called tkInitDLL; it runs a loop of its own here.
+int RunApplicationThread(int32_t autoClose, std::chrono::milliseconds patience) {
+    std::promise<int> outcome;
+    std::thread app([&] {
+        CMessageLoop loop;
+        HostInfo none{0, 0, 0};
+        tkInitDLL(&none);
+        tkSetAutoClose(autoClose);
+        std::thread([] {
+            tkNewFile(nullptr, nullptr);
+            tkCloseFile(u"");
+        }).detach();
+        const auto end = std::chrono::steady_clock::now() + patience;
+        bool quit = false;
+        while (!quit && std::chrono::steady_clock::now() < end)
+            quit = !loop.PumpFor(20);
+        outcome.set_value(quit ? 1 : 0);
+    });
+    app.join();
+    return outcome.get_future().get();
+}
+
+TEST_F(InProcess, AutoClose_Set_EndsTheApplicationLoopWithTheLastDocument) {
+    EXPECT_EQ(RunApplicationThread(1, std::chrono::seconds(5)), 1);
+}
+
+TEST_F(InProcess, AutoClose_Clear_KeepsTheApplicationLoopRunning) {
+    EXPECT_EQ(RunApplicationThread(0, std::chrono::milliseconds(800)), 0);
+    EXPECT_TRUE(WaitIdle());
+}
+
+} // namespace
