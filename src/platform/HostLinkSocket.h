@@ -16,8 +16,8 @@ enum class HostSendResult { Sent, NoHost, WrongPeer, Broken };
 
 // `payload` is sent with its terminator added. Time-outs bound every step (a hung host cannot hold
 // a document thread for ever). `reply` receives the host's answer when Sent.
-HostSendResult SendHostNotification(uint32_t hostWindow, bool checkPeer, uint32_t expectedPid,
-                                    uint32_t code, const std::u16string& payload, uint32_t* reply = nullptr);
+HostSendResult SendHostNotification(uint32_t hostWindow, bool checkPeer, uint32_t expectedPid, uint32_t code,
+                                    const std::u16string& payload, uint32_t* reply = nullptr);
 
 // The host side, for the reference host and the tests: listens on the socket for `hostWindow` and
 // calls `handler(code, text)` on its own thread for each well-formed notification; the handler's

@@ -12,10 +12,16 @@ namespace tw {
 
 class CModalDialog : public CWindow {
 public:
+    // Posted to a running dialog (wParam = result) ends it as EndDialog would; EndDialog called on
+    // another thread posts it, as the close sequence does for a dialog that ignores WM_CLOSE.
+    static constexpr uint32_t kEndDialogMessage = WM_APP + 0x3F00;
+
     ~CModalDialog() override;
 
     // The owner is disabled while the dialog runs and enabled again afterwards.
     int DoModal(WindowHandle owner = 0);
+    // On the dialog's thread: ends the nested loop with `result`. From another thread: posts
+    // kEndDialogMessage.
     void EndDialog(int result);
     bool IsRunning() const { return m_running; }
     int GetResult() const { return m_result; }
@@ -26,6 +32,9 @@ public:
     virtual std::string DialogName() const = 0;
     // Called on the dialog's thread right after it is registered, before it is shown.
     virtual void OnInitDialog() {}
+    // The caption the dialog shows now (a progress dialog's changes as it runs); the presentation
+    // reads it on DialogOpened and DialogChanged. Empty: the presentation's own title.
+    virtual std::string GetWindowText() const { return std::string(); }
 
     intptr_t WindowProc(uint32_t message, uintptr_t wParam, intptr_t lParam) override;
 

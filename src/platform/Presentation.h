@@ -82,7 +82,8 @@ public:
     void QueueBoxAnswer(int answer);
     // Script: when a dialog of this name opens, run `action` on the dialog's own thread (posted), for
     // example to press OK or cancel it; `ignoreClose` makes WM_CLOSE be refused.
-    void OnDialog(const std::string& name, std::function<void(CModalDialog&)> action, bool ignoreClose = false);
+    void OnDialog(const std::string& name, std::function<void(CModalDialog&)> action,
+                  bool ignoreClose = false);
     // When set, everything shown is also printed to stderr (the reference host does this).
     void SetEcho(bool echo);
 

@@ -28,6 +28,8 @@ public:
     bool WasCancelled() const { return m_cancelled; }
 
     std::string DialogName() const override { return "Progress"; }
+    std::string GetWindowText() const override { return m_titleText; }
+    void OnInitDialog() override;
 
 private:
     void OnTimer();

@@ -35,8 +35,11 @@ public:
 
     static bool IsWindow(WindowHandle handle);
     static bool IsWindowEnabled(WindowHandle handle);
+    // Enables or disables the window behind a handle, from any thread; false when it is gone.
+    static bool EnableWindow(WindowHandle handle, bool enable);
     static bool PostMessage(WindowHandle handle, uint32_t message, uintptr_t wParam = 0, intptr_t lParam = 0);
-    static intptr_t SendMessage(WindowHandle handle, uint32_t message, uintptr_t wParam = 0, intptr_t lParam = 0);
+    static intptr_t SendMessage(WindowHandle handle, uint32_t message, uintptr_t wParam = 0,
+                                intptr_t lParam = 0);
     // The object behind a handle; only meaningful on the owner thread.
     static CWindow* FromHandle(WindowHandle handle);
     // The most recent enabled popup owned (directly or through other popups) by `owner`, or
@@ -47,6 +50,7 @@ public:
 private:
     WindowHandle m_handle = 0;
     WindowHandle m_owner = 0;
+    bool m_destroying = false;
 };
 
 } // namespace tw

@@ -1,0 +1,178 @@
+#include "platform/Presentation.h"
+
+#include "platform/ModalDialog.h"
+#include "platform/StringTable.h"
+
+#include <cstdio>
+
+namespace tw {
+
+namespace {
+
+struct PresentationSlot {
+    std::mutex mutex;
+    std::shared_ptr<IPresentation> current;
+    // Replaced presentations stay alive: a thread may still be inside one of their calls.
+    std::vector<std::shared_ptr<IPresentation>> retired;
+};
+
+PresentationSlot& Slot() {
+    static PresentationSlot* slot = new PresentationSlot;
+    return *slot;
+}
+
+int DefaultAnswer(uint32_t style) {
+    switch (style & 0xF) {
+    case 2: // abort, retry, ignore
+        return IDABORT;
+    case 3: // yes, no, cancel
+    case 4: // yes, no
+        return IDYES;
+    case 5: // retry, cancel
+        return IDRETRY;
+    default: // ok; ok, cancel
+        return IDOK;
+    }
+}
+
+} // namespace
+
+IPresentation& Presentation() {
+    PresentationSlot& slot = Slot();
+    std::lock_guard<std::mutex> lock(slot.mutex);
+    if (!slot.current)
+        slot.current = std::make_shared<CHeadlessPresentation>();
+    return *slot.current;
+}
+
+void SetPresentation(std::shared_ptr<IPresentation> presentation) {
+    PresentationSlot& slot = Slot();
+    std::lock_guard<std::mutex> lock(slot.mutex);
+    if (slot.current)
+        slot.retired.push_back(slot.current);
+    slot.current = std::move(presentation);
+}
+
+int ShowMessageBox(const std::string& text, uint32_t style, WindowHandle owner) {
+    return Presentation().MessageBox(owner, text, LoadString(128), style);
+}
+
+void CHeadlessPresentation::Record(const std::string& kind, const std::string& text, WindowHandle window) {
+    bool echo;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_history.push_back(Shown{kind, text, window});
+        echo = m_echo;
+    }
+    if (echo)
+        std::fprintf(stderr, "[%s] %s\n", kind.c_str(), text.c_str());
+}
+
+int CHeadlessPresentation::MessageBox(WindowHandle owner, const std::string& text, const std::string& caption,
+                                      uint32_t style) {
+    Record("box", text, owner);
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (!m_boxAnswers.empty()) {
+        const int answer = m_boxAnswers.front();
+        m_boxAnswers.pop_front();
+        return answer;
+    }
+    return DefaultAnswer(style);
+}
+
+void CHeadlessPresentation::DialogOpened(CModalDialog& dialog) {
+    const std::string name = dialog.DialogName();
+    Record("dialog", name, dialog.GetSafeHandle());
+    std::function<void(CModalDialog&)> action;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        auto it = m_scripts.find(name);
+        if (it != m_scripts.end())
+            action = it->second.action;
+    }
+    if (!action)
+        return;
+    const WindowHandle handle = dialog.GetSafeHandle();
+    CMessageLoop* loop = CWindow::LoopOf(handle);
+    if (loop == nullptr)
+        return;
+    // Posted, so the script runs inside the dialog's own nested loop; the handle check skips it
+    // when the dialog has already ended by then.
+    CModalDialog* target = &dialog;
+    loop->PostCall([handle, target, action] {
+        if (CWindow::FromHandle(handle) == target && target->IsRunning())
+            action(*target);
+    });
+}
+
+void CHeadlessPresentation::DialogChanged(CModalDialog& dialog) {
+    const std::string text = dialog.GetWindowText();
+    Record("changed", text.empty() ? dialog.DialogName() : text, dialog.GetSafeHandle());
+}
+
+void CHeadlessPresentation::DialogClosed(CModalDialog& dialog) {
+    Record("closed", dialog.DialogName(), dialog.GetSafeHandle());
+}
+
+bool CHeadlessPresentation::DialogCloseRequested(CModalDialog& dialog) {
+    const std::string name = dialog.DialogName();
+    Record("closerequest", name, dialog.GetSafeHandle());
+    std::lock_guard<std::mutex> lock(m_mutex);
+    auto it = m_scripts.find(name);
+    return it == m_scripts.end() || !it->second.ignoreClose;
+}
+
+void CHeadlessPresentation::FrameCreated(WindowHandle frame) {
+    Record("frame", std::string(), frame);
+}
+void CHeadlessPresentation::FrameTitle(WindowHandle frame, const std::string& title) {
+    Record("title", title, frame);
+}
+void CHeadlessPresentation::FrameToTop(WindowHandle frame) {
+    Record("top", std::string(), frame);
+}
+void CHeadlessPresentation::FrameDestroyed(WindowHandle frame) {
+    Record("destroyed", std::string(), frame);
+}
+void CHeadlessPresentation::StatusText(WindowHandle frame, const std::string& text) {
+    Record("status", text, frame);
+}
+
+void CHeadlessPresentation::QueueBoxAnswer(int answer) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_boxAnswers.push_back(answer);
+}
+
+void CHeadlessPresentation::OnDialog(const std::string& name, std::function<void(CModalDialog&)> action,
+                                     bool ignoreClose) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_scripts[name] = Script{std::move(action), ignoreClose};
+}
+
+void CHeadlessPresentation::SetEcho(bool echo) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_echo = echo;
+}
+
+std::vector<CHeadlessPresentation::Shown> CHeadlessPresentation::History() const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_history;
+}
+
+std::vector<std::string> CHeadlessPresentation::Boxes() const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    std::vector<std::string> boxes;
+    for (const Shown& s : m_history)
+        if (s.kind == "box")
+            boxes.push_back(s.text);
+    return boxes;
+}
+
+void CHeadlessPresentation::Clear() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_history.clear();
+    m_boxAnswers.clear();
+    m_scripts.clear();
+}
+
+} // namespace tw

@@ -1,0 +1,168 @@
+#include "platform/ModalDialog.h"
+
+#include "platform/Event.h"
+#include "platform/Presentation.h"
+
+#include <future>
+#include <gtest/gtest.h>
+#include <thread>
+
+using namespace tw;
+
+namespace {
+
+class NamedDialog : public CModalDialog {
+public:
+    explicit NamedDialog(std::string name) : m_name(std::move(name)) {}
+    std::string DialogName() const override { return m_name; }
+    void OnInitDialog() override { initialised = true; }
+    bool initialised = false;
+
+private:
+    std::string m_name;
+};
+
+class Frame : public CWindow {};
+
+// Each test gets a fresh headless presentation.
+class ModalDialogTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        m_presentation = std::make_shared<CHeadlessPresentation>();
+        SetPresentation(m_presentation);
+    }
+    std::shared_ptr<CHeadlessPresentation> m_presentation;
+};
+
+} // namespace
+
+TEST_F(ModalDialogTest, DoModal_DisablesTheOwnerAndEndsWithTheScriptedAnswer) {
+    CMessageLoop loop;
+    Frame frame;
+    frame.Create();
+    bool ownerDisabledMeanwhile = false;
+    bool popupFound = false;
+    m_presentation->OnDialog("Ask", [&](CModalDialog& dialog) {
+        ownerDisabledMeanwhile = !frame.IsWindowEnabled();
+        popupFound = CWindow::GetLastActivePopup(frame.GetSafeHandle()) == dialog.GetSafeHandle();
+        dialog.OnOK();
+    });
+    NamedDialog dialog("Ask");
+    EXPECT_EQ(dialog.DoModal(frame.GetSafeHandle()), IDOK);
+    EXPECT_TRUE(dialog.initialised);
+    EXPECT_TRUE(ownerDisabledMeanwhile);
+    EXPECT_TRUE(popupFound);
+    EXPECT_TRUE(frame.IsWindowEnabled());
+    EXPECT_FALSE(CWindow::IsWindow(dialog.GetSafeHandle()));
+    EXPECT_EQ(CWindow::GetLastActivePopup(frame.GetSafeHandle()), frame.GetSafeHandle());
+    const auto history = m_presentation->History();
+    ASSERT_EQ(history.size(), 2u);
+    EXPECT_EQ(history[0].kind, "dialog");
+    EXPECT_EQ(history[0].text, "Ask");
+    EXPECT_EQ(history[1].kind, "closed");
+}
+
+TEST_F(ModalDialogTest, TimersAndPostedCalls_GoOnWhileTheDialogRuns) {
+    CMessageLoop loop;
+    int ticks = 0;
+    loop.SetThreadHandler([&](const Message& m) {
+        if (m.id == WM_TIMER)
+            ++ticks;
+    });
+    loop.SetTimer(0, 100, 5);
+    m_presentation->OnDialog("Wait", [&](CModalDialog& dialog) {
+        // End it from a plain thread after a while: EndDialog posts to the dialog's thread.
+        std::thread([&dialog] {
+            Sleep(80);
+            dialog.EndDialog(7);
+        }).detach();
+    });
+    NamedDialog dialog("Wait");
+    EXPECT_EQ(dialog.DoModal(), 7);
+    EXPECT_GE(ticks, 3);
+}
+
+TEST_F(ModalDialogTest, CloseSequence_ClosesPopupsAndEndsOnesThatIgnoreClose) {
+    // The document thread: a frame with a dialog open over it.
+    std::promise<WindowHandle> frameReady;
+    std::atomic<int> firstResult{-1}, secondResult{-1};
+    m_presentation->OnDialog(
+        "Stubborn", [](CModalDialog&) {}, /*ignoreClose=*/true);
+    std::thread document([&] {
+        CMessageLoop loop;
+        Frame frame;
+        frame.Create();
+        frameReady.set_value(frame.GetSafeHandle());
+        NamedDialog polite("Polite");
+        firstResult = polite.DoModal(frame.GetSafeHandle());
+        NamedDialog stubborn("Stubborn");
+        secondResult = stubborn.DoModal(frame.GetSafeHandle());
+        loop.Run();
+    });
+    const WindowHandle frame = frameReady.get_future().get();
+
+    // The closing thread, as the close sequence runs it.
+    int rounds = 0;
+    for (;;) {
+        Sleep(10);
+        if (CWindow::IsWindowEnabled(frame)) {
+            if (secondResult != -1)
+                break;
+            continue; // between the two dialogs
+        }
+        const WindowHandle popup = CWindow::GetLastActivePopup(frame);
+        if (popup == frame || popup == 0)
+            continue;
+        CWindow::SendMessage(popup, WM_CLOSE);
+        int wait = 0;
+        while (CWindow::IsWindow(popup) && wait++ < 10)
+            Sleep(20);
+        if (CWindow::IsWindow(popup))
+            CWindow::PostMessage(popup, CModalDialog::kEndDialogMessage, IDCANCEL);
+        ASSERT_LT(++rounds, 10);
+    }
+    EXPECT_EQ(firstResult.load(), IDCANCEL);
+    EXPECT_EQ(secondResult.load(), IDCANCEL);
+    CWindow::LoopOf(frame)->Quit(0);
+    document.join();
+    int closeRequests = 0;
+    for (const auto& shown : m_presentation->History())
+        closeRequests += shown.kind == "closerequest";
+    EXPECT_EQ(closeRequests, 2);
+}
+
+TEST_F(ModalDialogTest, NestedDialogs_TheNewestEnabledPopupIsFoundAndOwnersComeBackInOrder) {
+    CMessageLoop loop;
+    Frame frame;
+    frame.Create();
+    const WindowHandle f = frame.GetSafeHandle();
+    WindowHandle outerHandle = 0, seenInner = 0;
+    bool outerEnabledAfterInner = false;
+    m_presentation->OnDialog("Inner", [&](CModalDialog& inner) {
+        seenInner = CWindow::GetLastActivePopup(f);
+        EXPECT_FALSE(CWindow::IsWindowEnabled(outerHandle));
+        inner.OnOK();
+    });
+    m_presentation->OnDialog("Outer", [&](CModalDialog& outer) {
+        outerHandle = outer.GetSafeHandle();
+        NamedDialog inner("Inner");
+        EXPECT_EQ(inner.DoModal(outerHandle), IDOK);
+        outerEnabledAfterInner = CWindow::IsWindowEnabled(outerHandle);
+        EXPECT_FALSE(frame.IsWindowEnabled()) << "the frame stays disabled under the outer dialog";
+        outer.OnCancel();
+    });
+    NamedDialog outer("Outer");
+    EXPECT_EQ(outer.DoModal(f), IDCANCEL);
+    EXPECT_NE(seenInner, 0u);
+    EXPECT_NE(seenInner, outerHandle);
+    EXPECT_TRUE(outerEnabledAfterInner);
+    EXPECT_TRUE(frame.IsWindowEnabled());
+}
+
+TEST_F(ModalDialogTest, MessageBoxes_TakeScriptedAnswersThenTheirFirstButton) {
+    m_presentation->QueueBoxAnswer(IDNO);
+    EXPECT_EQ(ShowMessageBox("Delete?", MB_YESNO), IDNO);
+    EXPECT_EQ(ShowMessageBox("Delete again?", MB_YESNO), IDYES);
+    EXPECT_EQ(ShowMessageBox("Note"), IDOK);
+    EXPECT_EQ(m_presentation->Boxes(), (std::vector<std::string>{"Delete?", "Delete again?", "Note"}));
+}

@@ -1,0 +1,48 @@
+#include "platform/Utf.h"
+
+#include <gtest/gtest.h>
+
+using namespace tw;
+
+TEST(Utf, RoundTrip_KeepsEveryPlaneIntact) {
+    const std::string text = "Tidewright \xC3\xA9t\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x8E\xB5"; // é, €, 🎵
+    const std::u16string wide = ToUtf16(text);
+    EXPECT_EQ(wide, u"Tidewright \u00E9t\u00E9 \u20AC \U0001F3B5");
+    EXPECT_EQ(ToUtf8(wide), text);
+}
+
+TEST(Utf, ToUtf16_InvalidBytes_BecomeReplacementCharacters) {
+    EXPECT_EQ(ToUtf16("a\xFF"
+                      "b"),
+              u"a\uFFFDb");
+    EXPECT_EQ(ToUtf16("\xC0\xAF"), u"\uFFFD\uFFFD");   // overlong lead is never valid
+    EXPECT_EQ(ToUtf16("\xE0\x80\xAF"), u"\uFFFD");     // overlong three-byte form
+    EXPECT_EQ(ToUtf16("\xED\xA0\x80"), u"\uFFFD");     // encoded surrogate
+    EXPECT_EQ(ToUtf16("\xF4\x90\x80\x80"), u"\uFFFD"); // beyond U+10FFFF
+    EXPECT_EQ(ToUtf16("x\xE2\x82"), u"x\uFFFD");       // truncated at the end
+    EXPECT_EQ(ToUtf16("\xE2\x82"
+                      "A"),
+              u"\uFFFD"
+              u"A"); // truncated, decoding resumes at 'A'
+}
+
+TEST(Utf, ToUtf8_LoneSurrogates_BecomeReplacementCharacters) {
+    const char16_t lonelyHigh[] = {u'a', 0xD800, u'b', 0};
+    const char16_t lonelyLow[] = {0xDC00, 0};
+    EXPECT_EQ(ToUtf8(lonelyHigh), "a\xEF\xBF\xBD"
+                                  "b");
+    EXPECT_EQ(ToUtf8(lonelyLow), "\xEF\xBF\xBD");
+    EXPECT_EQ(ToUtf8(static_cast<const char16_t*>(nullptr)), "");
+}
+
+TEST(Utf, EmbeddedZero_IsKeptInViews) {
+    const std::string withZero("a\0b", 3);
+    EXPECT_EQ(ToUtf16(withZero).size(), 3u);
+}
+
+TEST(Utf, CaseFolding_TouchesAsciiLettersOnly) {
+    EXPECT_EQ(AsciiLower("PeakFiles \xC3\x89"), "peakfiles \xC3\x89");
+    EXPECT_TRUE(EqualsNoCase("Peakfiles", "PeakFiles"));
+    EXPECT_FALSE(EqualsNoCase("Peakfile", "PeakFiles"));
+    EXPECT_FALSE(EqualsNoCase("\xC3\xA9", "\xC3\x89")); // é and É differ: only ASCII folds
+}
