@@ -145,6 +145,28 @@ bool CPCMAudio::AttachBackground(IBasicIO* data, IBasicIO* peak, CScanThread*& s
     return true;
 }
 
+bool CPCMAudio::Reopen() {
+    std::lock_guard<std::mutex> guard(m_lock);
+    if (!m_data || m_fileName.empty())
+        return false;
+    // The copy comes first: it is the step that can fail without anything having moved.
+    IBasicIO* peaks = m_peak ? m_peakManager.CopyToAnonymous(m_peak) : nullptr;
+    if (m_peak && !peaks)
+        return false;
+    IBasicIO* moved = CTempFileManager().MoveToTemporary(m_fileName);
+    if (!moved) {
+        delete peaks;
+        return false;
+    }
+    delete m_data;
+    m_data = moved;
+    delete m_peak;
+    m_peak = peaks;
+    m_fileName = m_data->GetFileName();
+    m_next = -1; // the new source stands wherever it opened
+    return true;
+}
+
 bool CPCMAudio::IsTemporary() {
     return m_data && m_data->DeleteOnClose;
 }

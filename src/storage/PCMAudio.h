@@ -65,6 +65,13 @@ public:
     // CArchiveException on damaged bytes. Other kinds belong to their own loaders and give null.
     static CPCMAudio* LoadReference(CArchive& archive, uint8_t kind, std::string& path, bool allowRetry);
 
+    // The file behind the stream is about to be replaced (a save over it): the file is moved to a
+    // temporary name and read from there, and the peaks move to an anonymous copy, so that the
+    // stream keeps its samples and the old peak file can be rewritten for the new file. False when
+    // the file could not be moved or read there, or the peaks not copied; nothing changes then.
+    // Not while a scan of this stream runs.
+    bool Reopen();
+
     // The path the stream was opened from (or its data source's file name). Set before Attach to
     // key the peak file by another name than the data source's own.
     const std::string& GetFileName() const { return m_fileName; }

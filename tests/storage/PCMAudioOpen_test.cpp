@@ -2,6 +2,7 @@
 
 #include "core/MediaData.h"
 #include "core/ObjectPool.h"
+#include "core/PeakData.h"
 #include "platform/File.h"
 #include "platform/Presentation.h"
 #include "storage/Archive.h"
@@ -12,6 +13,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -127,6 +129,33 @@ TEST_F(PCMAudioOpenTest, MoveToTemporary_TheMovedBytesStayReadableAndGoWithTheRe
     EXPECT_TRUE(stream.IsTemporary());
     std::unique_ptr<CMediaData> data(stream.ReadFrames(CSection(499, 500)));
     EXPECT_EQ(data->GetFloats()[0], static_cast<float>((499 * 11) % 20000 - 10000) / 32768.0f);
+}
+
+TEST_F(PCMAudioOpenTest, Reopen_BeforeAnOverwrite_KeepsSamplesAndPeaksAndFreesThePath) {
+    const std::string path = Wav("reopen.wav", 256 * 4);
+    std::unique_ptr<CPCMAudio> stream(CPCMAudio::Open(path));
+    ASSERT_TRUE(stream);
+    const std::string peakFile = stream->GetPeakSource()->GetFileName();
+    std::unique_ptr<CPeakData> before(stream->ReadPeaks(CSection(0, 1024), true));
+    delete stream->ReadFrames(CSection(0, 10));
+
+    ASSERT_TRUE(stream->Reopen());
+    EXPECT_FALSE(CFile::Exists(path));
+    EXPECT_TRUE(stream->IsTemporary());
+    EXPECT_NE(stream->GetFileName(), path);
+    EXPECT_TRUE(stream->GetPeakSource()->DeleteOnClose);
+    EXPECT_TRUE(CFile::Exists(peakFile)); // kept for the new file's header
+
+    // Reading on where the last read stopped must not trust the old source's position.
+    std::unique_ptr<CMediaData> data(stream->ReadFrames(CSection(10, 11)));
+    EXPECT_EQ(data->GetFloats()[0], static_cast<float>((10 * 11) % 20000 - 10000) / 32768.0f);
+    std::unique_ptr<CPeakData> after(stream->ReadPeaks(CSection(0, 1024), true));
+    ASSERT_EQ(after->GetCount(), 4);
+    EXPECT_EQ(std::memcmp(after->GetData(), before->GetData(), after->GetByteSize()), 0);
+
+    const std::string temporary = stream->GetFileName();
+    stream.reset();
+    EXPECT_FALSE(CFile::Exists(temporary));
 }
 
 TEST_F(PCMAudioOpenTest, MoveToTemporary_NoFilterReadsIt_PutsTheFileBack) {
