@@ -12,6 +12,7 @@
 
 #include <cstring>
 #include <memory>
+#include <mutex>
 #include <vector>
 
 namespace tw {
@@ -21,6 +22,10 @@ namespace {
 constexpr char16_t kMagic[] = u"VondAudio - Peak files 3"; // 24 units + terminator = 50 bytes
 static_assert(sizeof(kMagic) == 50);
 constexpr uint32_t kShared = CFile::modeReadWrite | CFile::shareDenyNone;
+
+// Choosing a free name and creating the file there is one step for all threads of the process, so
+// that two streams made in the same millisecond never share a file.
+std::mutex g_createLock;
 
 void PutU16(std::vector<uint8_t>& out, uint16_t v) {
     out.push_back(static_cast<uint8_t>(v));
@@ -177,6 +182,7 @@ IBasicIO* CPeakFileManager::FindPeakFile(const std::string& path, uint32_t& slot
 IBasicIO* CPeakFileManager::CreatePeakFile(const std::string& path) {
     if (m_directory.empty())
         return nullptr;
+    std::lock_guard<std::mutex> guard(g_createLock);
     std::string name;
     if (path.empty()) {
         uint32_t number = GetTickCount();

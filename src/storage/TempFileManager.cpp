@@ -12,6 +12,7 @@
 
 #include <cerrno>
 #include <memory>
+#include <mutex>
 
 namespace tw {
 
@@ -59,7 +60,13 @@ bool CTempFileManager::MakeName(std::string& out, const std::string& sourcePath)
     return MakeNameIn(folder, out, sourcePath);
 }
 
+namespace {
+// A name is free only until its file exists: choosing and creating are one step per process.
+std::mutex g_createLock;
+} // namespace
+
 CFileIO* CTempFileManager::CreateFile() {
+    std::lock_guard<std::mutex> guard(g_createLock);
     std::string name;
     if (!MakeName(name))
         throw CFileException(CFileException::badPath, ENOENT, name);

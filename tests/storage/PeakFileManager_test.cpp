@@ -13,6 +13,8 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <set>
+#include <thread>
 
 namespace tw {
 namespace {
@@ -209,6 +211,26 @@ TEST_F(PeakFileManagerTest, AnonymousFiles_HaveAnEmptyPathAndGoWhenClosed) {
     const std::string name = first->GetFileName();
     first.reset();
     EXPECT_FALSE(CFile::Exists(name));
+}
+
+TEST_F(PeakFileManagerTest, AnonymousFiles_MadeOnSeveralThreadsAtOnce_NeverShareAName) {
+    std::vector<std::unique_ptr<IBasicIO>> made[4];
+    std::vector<std::thread> threads;
+    for (auto& list : made)
+        threads.emplace_back([&list] {
+            CPeakFileManager own;
+            for (int i = 0; i < 25; ++i)
+                list.emplace_back(own.CreatePeakFile(""));
+        });
+    for (auto& thread : threads)
+        thread.join();
+    std::set<std::string> names;
+    for (auto& list : made)
+        for (auto& io : list) {
+            ASSERT_TRUE(io);
+            names.insert(io->GetFileName());
+        }
+    EXPECT_EQ(names.size(), 100u);
 }
 
 TEST_F(PeakFileManagerTest, CopyToAnonymous_CopiesEveryRowThroughSeveralBuffers) {

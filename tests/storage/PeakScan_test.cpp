@@ -15,6 +15,7 @@
 #include <cstring>
 #include <memory>
 #include <random>
+#include <thread>
 
 namespace tw {
 namespace {
@@ -117,6 +118,44 @@ TEST_F(PeakScanTest, Run_WritesOneRowPerFullBlock_EqualToANaiveComputation) {
         NaiveRow(block.data(), channels, 256, expected);
         ASSERT_EQ(std::memcmp(&bytes[header + b * channels * 8], expected.data(), channels * 8), 0) << b;
     }
+}
+
+TEST_F(PeakScanTest, Run_WhileTheDisplayReadsRows_BothSeeConsistentRows) {
+    const std::string path = home.root + "/background.wav";
+    const WAVEFORMATEX format = test::PcmFormat(2, 44100, 16);
+    const int64_t frames = 256 * 2000;
+    test::WriteWav(path, format, frames, Sample);
+    CPCMAudio stream;
+    stream.SetFileName(path);
+    CScanThread* scan = nullptr;
+    ASSERT_TRUE(stream.AttachBackground(test::OpenWavSamples(path, format), nullptr, scan));
+    ASSERT_NE(scan, nullptr);
+    std::unique_ptr<CScanThread> owned(scan);
+
+    std::thread worker([&] { scan->Execute(); });
+    // Rows not yet written read as zeros; written rows must never come back torn.
+    int reads = 0;
+    while (!scan->IsFinished() || reads < 10) {
+        std::unique_ptr<CPeakData> rows(stream.ReadPeaks(CSection(0, frames), true));
+        ASSERT_EQ(rows->GetCount(), 2000);
+        for (int r = 0; r < rows->GetCount(); r += 97) {
+            const PeakPair pair = rows->Row(r)[1];
+            EXPECT_TRUE((pair.minimum == 0.0f && pair.maximum == 0.0f) || pair.minimum <= pair.maximum) << r;
+        }
+        ++reads;
+    }
+    worker.join();
+    EXPECT_EQ(owned->m_result.load(), 0);
+
+    std::unique_ptr<CPeakData> rows(stream.ReadPeaks(CSection(0, frames), true));
+    std::unique_ptr<CPeakData> fine(stream.ReadPeaks(CSection(256 * 1234, 256 * 1235), false));
+    float mn = 1.0f, mx = -1.0f;
+    for (int f = 0; f < 256; ++f) {
+        mn = std::min(mn, fine->Row(f)[0].minimum);
+        mx = std::max(mx, fine->Row(f)[0].maximum);
+    }
+    EXPECT_EQ(rows->Row(1234)[0].minimum, mn);
+    EXPECT_EQ(rows->Row(1234)[0].maximum, mx);
 }
 
 TEST_F(PeakScanTest, Run_StreamUnderOneBlock_LeavesTheHeaderAlone) {
