@@ -85,6 +85,7 @@ TW_EXPORT int32_t tkInitDLL(const HostInfo* info) {
         }
     }
     if (!loaded) {
+        app.m_started = 0;
         ShowMessageBox(LoadString(kFilterManagerMissing), MB_ICONERROR);
         {
             std::lock_guard<std::recursive_mutex> lock(CFileThreadList::Instance().Lock());
@@ -99,19 +100,22 @@ TW_EXPORT int32_t tkInitDLL(const HostInfo* info) {
             manager->SetPreferred("vtf", LoadString(kProjectFilesName));
     }
     // The transform manager joins here with the signal processing.
+    app.m_started = 1;
     return 1;
 }
 
 TW_EXPORT int32_t tkOpenFile(const char16_t* path, ITkCloseCallback* callback) {
     EnterModule();
-    if (App().m_initialised.load() == 0)
+    // Before a successful start no document can read a file; a host gets the failure at once
+    // instead of a thread that could never report ready.
+    if (App().m_started.load() == 0)
         return CTKThread::kOpenFailed;
     return StartDocument(ToUtf8(path), callback, nullptr);
 }
 
 TW_EXPORT int32_t tkNewFile(ITkCloseCallback* callback, const char16_t* commandLine) {
     EnterModule();
-    if (App().m_initialised.load() == 0)
+    if (App().m_started.load() == 0)
         return 0;
     WindowHandle view = 0;
     const int32_t result = StartDocument(std::string(), callback, &view);

@@ -284,3 +284,22 @@ TEST(HostLinkGone, NotificationsStopSilently_AndStayStopped) {
 }
 
 } // namespace
+
+namespace {
+
+TEST(StartWithoutFormatLibrary, InitFails_ReportsString230_AndNoDocumentOpens) {
+    Library lib = LoadPrivateCopy("no-formats", /*withFormatLibrary=*/false);
+    ASSERT_TRUE(lib.Complete());
+    const uint32_t window = Pid() + 0x50000000u;
+    HostListener listener(window);
+    HostInfo info{window, Pid(), 1000};
+    EXPECT_EQ(lib.InitDLL(&info), 0);
+    EXPECT_TRUE(listener.WaitFor(
+        TK_NOTIFY_ERROR, "ERROR:The audio file filter manager was not found. Please reinstall Vond."));
+    EXPECT_EQ(lib.OpenFile(u"/tmp/whatever.wav", nullptr), 5);
+    EXPECT_EQ(lib.NewFile(nullptr, nullptr), 0);
+    EXPECT_EQ(lib.QueryRunStatus(), 0);
+    EXPECT_EQ(listener.Count(TK_NOTIFY_STARTED), 0);
+}
+
+} // namespace

@@ -169,12 +169,13 @@ Library& SharedLibrary() {
     return library;
 }
 
-Library LoadPrivateCopy(const std::string& name) {
+Library LoadPrivateCopy(const std::string& name, bool withFormatLibrary) {
     const std::string folder = NewFolder(name);
     std::filesystem::copy_file(std::string(TW_OUTPUT_DIR) + "/libtidework.so", folder + "/libtidework.so");
     std::error_code ignored;
-    std::filesystem::create_directory_symlink(std::string(TW_OUTPUT_DIR) + "/FormatHost",
-                                              folder + "/FormatHost", ignored);
+    if (withFormatLibrary)
+        std::filesystem::create_directory_symlink(std::string(TW_OUTPUT_DIR) + "/FormatHost",
+                                                  folder + "/FormatHost", ignored);
     return Load(folder + "/libtidework.so");
 }
 

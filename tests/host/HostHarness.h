@@ -57,8 +57,9 @@ struct Library {
 
 // The library of the build tree, loaded once per process.
 Library& SharedLibrary();
-// A private copy of the library (own globals, own host link), with the format library beside it.
-Library LoadPrivateCopy(const std::string& name);
+// A private copy of the library (own globals, own host link), with or without the format library
+// beside it.
+Library LoadPrivateCopy(const std::string& name, bool withFormatLibrary = true);
 
 // The host side of the link, as a host application would run it.
 class HostListener {
