@@ -81,10 +81,5 @@ TEST_F(DirectoryManagerTest, MakeDirectory_AFileInTheWay_StopsAndFails) {
     EXPECT_FALSE(directories.GetDirectory(3, out));
 }
 
-TEST_F(DirectoryManagerTest, MakeDirectory_EmptyOrExisting_EndsAtOnce) {
-    EXPECT_FALSE(CDirectoryManager::MakeDirectory(""));
-    EXPECT_TRUE(CDirectoryManager::MakeDirectory(home.root));
-}
-
 } // namespace
 } // namespace tw

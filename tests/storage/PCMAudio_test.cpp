@@ -39,23 +39,6 @@ private:
     int m_files = 0;
 };
 
-TEST_F(PCMAudioTest, Attach_DerivesTheWorkingFormatAndLength) {
-    auto stream = Open(test::PcmFormat(3, 22050, 24), 1001, [](int64_t, int) { return 0; });
-    const WAVEFORMATEX* working = stream->GetFormat();
-    EXPECT_EQ(working->wFormatTag, WAVE_FORMAT_IEEE_FLOAT);
-    EXPECT_EQ(working->nChannels, 3);
-    EXPECT_EQ(working->nSamplesPerSec, 22050u);
-    EXPECT_EQ(working->wBitsPerSample, 32);
-    EXPECT_EQ(working->nBlockAlign, 12);
-    EXPECT_EQ(working->nAvgBytesPerSec, 12u * 22050u);
-    EXPECT_EQ(stream->GetNativeFormat()->wBitsPerSample, 24);
-    EXPECT_EQ(stream->GetLength(), 1001);
-    EXPECT_EQ(stream->GetFrameSize(), 12);
-    EXPECT_EQ(stream->GetByteLength(), 1001 * 12);
-    EXPECT_FALSE(stream->IsGenerated());
-    EXPECT_FALSE(stream->IsTemporary());
-}
-
 TEST_F(PCMAudioTest, ReadFrames_EveryDepth_ScalesToFullScale) {
     struct Case {
         int bits;
@@ -224,14 +207,6 @@ TEST_F(PCMAudioTest, Attach_WithoutPeakSource_BuildsThePeakFileOfTheSource) {
     EXPECT_EQ(rows->Row(1)[0].maximum, 32767 / 32768.0f);
     EXPECT_EQ(test::ReadWholeFile(stream.GetPeakSource()->GetFileName()).size(),
               static_cast<size_t>(CPeakFileManager::HeaderSize(path) + 3 * 8));
-}
-
-TEST_F(PCMAudioTest, IsTemporary_FollowsTheDataSource) {
-    auto stream = Open(test::PcmFormat(1, 44100, 16), 10, Ramp16);
-    EXPECT_FALSE(stream->IsTemporary());
-    stream->GetDataSource()->DeleteOnClose = true;
-    EXPECT_TRUE(stream->IsTemporary());
-    stream->GetDataSource()->DeleteOnClose = false;
 }
 
 } // namespace

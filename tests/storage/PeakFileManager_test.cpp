@@ -273,14 +273,6 @@ TEST_F(PeakFileManagerTest, UpdateHeader_AfterTheSourceChanged_MakesTheFileValid
     EXPECT_EQ(peaks.CheckPeakFile(path, hash, false), 2);
 }
 
-TEST_F(PeakFileManagerTest, Discard_RemovesTheFile) {
-    const std::string path = Source("discard.wav");
-    std::unique_ptr<IBasicIO> peak(peaks.CreatePeakFile(path));
-    const std::string name = peak->GetFileName();
-    CPeakFileManager::Discard(peak.get());
-    EXPECT_FALSE(CFile::Exists(name));
-}
-
 TEST_F(PeakFileManagerTest, CreatePeakFile_NoUsableDirectory_GivesNull) {
     std::ofstream(home.root + "/file") << "x";
     PutSettingString("Directories", "PeakFiles", home.root + "/file/peaks");
