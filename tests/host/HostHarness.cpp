@@ -1,5 +1,7 @@
 #include "HostHarness.h"
 
+#include <gtest/gtest.h>
+
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -31,8 +33,17 @@ std::string MakeRoot() {
     return base;
 }
 
-// Before any test (and before the library is loaded) the process points its folders here.
+// Before any test (and before the library is loaded) the process points its folders here; the
+// folder goes when the tests are done.
+class RootFolder : public ::testing::Environment {
+public:
+    void TearDown() override {
+        std::error_code ignored;
+        std::filesystem::remove_all(TestRoot(), ignored);
+    }
+};
 const std::string& g_root = TestRoot();
+::testing::Environment* const g_rootCleanup = ::testing::AddGlobalTestEnvironment(new RootFolder);
 
 void PutLe16(std::vector<uint8_t>& out, uint16_t v) {
     out.push_back(static_cast<uint8_t>(v));
@@ -246,11 +257,14 @@ void HostListener::Serve() {
                 const bool terminated = !text.empty() && text.back() == 0;
                 if (terminated)
                     text.pop_back();
+                {
+                    // Recorded before the reply: the sender returns from its send only after this.
+                    std::lock_guard<std::mutex> lock(m_mutex);
+                    m_notes.push_back({code, terminated ? U8(text) : "<unterminated>" + U8(text)});
+                    m_changed.notify_all();
+                }
                 const uint8_t reply[4] = {1, 0, 0, 0};
                 (void)send(client, reply, 4, MSG_NOSIGNAL);
-                std::lock_guard<std::mutex> lock(m_mutex);
-                m_notes.push_back({code, terminated ? U8(text) : "<unterminated>" + U8(text)});
-                m_changed.notify_all();
             }
         }
         close(client);

@@ -19,7 +19,8 @@ protected:
     void Connect(uint32_t protocol, uint32_t pid = static_cast<uint32_t>(getpid())) {
         CHostLink::Instance().Set(HostInfo{kWindow, pid, protocol});
     }
-    static constexpr uint32_t kWindow = 0x7A11u;
+    // One name per test process, so parallel runs do not compete for it.
+    const uint32_t kWindow = static_cast<uint32_t>(getpid()) + 0x60000000u;
     const std::string pid = std::to_string(getpid());
     HostListener listener{kWindow};
 };
