@@ -286,6 +286,21 @@ TEST_F(FilteredIOTest, DeleteOnClose_RemovesTheFileWithTheReader) {
     EXPECT_FALSE(std::filesystem::exists(path));
 }
 
+TEST_F(FilteredIOTest, Unload_WhileAReaderLives_LeavesTheReaderWorking) {
+    std::string path = folder_.File("kept.caf");
+    auto bytes = Pack(Tone(500, 2, 44100), 16);
+    ASSERT_TRUE(Save(path, PcmFormat(2, 44100, 16), bytes));
+    auto in = Load(path);
+    ASSERT_TRUE(in);
+    manager_.Unload();
+    EXPECT_EQ(manager_.CreateInput(), nullptr);
+    EXPECT_EQ(ReadAll(*in), bytes);
+    in.reset();
+    manager_.Initialise();
+    EXPECT_TRUE(manager_.IsLoaded());
+    EXPECT_NE(manager_.GetOpenFilter(), "");
+}
+
 TEST_F(FilteredIOTest, OpenFile_OfAnUnwritablePath_ShowsTheLibrarysMessageAndHandsOutTheStatus) {
     auto headless = std::make_shared<CHeadlessPresentation>();
     SetPresentation(headless);
