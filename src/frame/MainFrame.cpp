@@ -35,6 +35,10 @@ void CMainFrame::SetStatusText(const std::string& text) {
 }
 
 intptr_t CMainFrame::OnClose() {
+    // A modal dialog sits on the frame: the document cannot go from under it. The close sequence
+    // ends such dialogs before it closes a document.
+    if (!IsWindowEnabled())
+        return 0;
     if (!m_view.QuerySave())
         return 0;
     if (IDocumentHost* host = DocumentHost())

@@ -56,9 +56,10 @@ WindowHandle CFileThreadList::FindFrameByFirstUnit(const std::u16string& path) {
         if (!thread->IsLive())
             continue;
         const std::u16string documentPath = ToUtf16(thread->GetDocumentPath());
-        // Intended looseness, kept on purpose: only the first UTF-16 code unit is compared (the
-        // drive letter where the system was born), so documents that share it compete and the
-        // first listed wins. Do not "fix" this into a full comparison; hosts rely on it.
+        // Intended looseness, kept on purpose: only the first UTF-16 code unit is compared (a
+        // drive letter on Windows, '/' for every absolute path here), so documents that share it
+        // compete and the first listed wins. Do not "fix" this into a full comparison; hosts rely
+        // on the exact behaviour of these two exports.
         if (documentPath.c_str()[0] == path.c_str()[0])
             return thread->GetFrameHandle();
     }

@@ -135,10 +135,11 @@ void CTKThread::ThreadMain() {
 }
 
 bool CTKThread::InitInstance() {
-    // a. The COM runtime here needs no per-thread start.
+    // The COM runtime here needs no per-thread start.
     CFileThreadList& list = CFileThreadList::Instance();
 
-    // b. The filter manager, again: it answers at once when it stands.
+    // The filter manager, again: it answers at once when it stands (and is made anew when the
+    // last document took it down).
     bool loaded;
     {
         std::lock_guard<std::recursive_mutex> lock(list.Lock());
@@ -151,13 +152,13 @@ bool CTKThread::InitInstance() {
         return false;
     }
 
-    // c.
+    // Listed from here on: the exports can find this document once it is ready.
     {
         std::lock_guard<std::recursive_mutex> lock(list.Lock());
         list.Append(this);
     }
 
-    // d. The frame and its view.
+    // The frame and its view.
     m_frame = std::make_unique<CMainFrame>();
     CMainFrame* frame = m_frame.get();
     frame->SetOnDestroyed([this] {
@@ -174,9 +175,10 @@ bool CTKThread::InitInstance() {
     } else {
         CHostLink::Instance().ReportError("", 0);
     }
-    // e. The presentation gives each frame the product's icon itself.
+    // The presentation gives each frame the product's icon itself.
 
-    // f.
+    // A file that cannot be read: report ready with result 5, let the creator read it, then close
+    // this document like any other (the user has seen the error box already).
     if (!m_path.empty() && !frame->GetView().LoadFile(m_path)) {
         frame->GetView().SetClosing();
         m_result = kOpenFailed;
@@ -186,13 +188,11 @@ bool CTKThread::InitInstance() {
         return true;
     }
 
-    // g.
+    // A new document is titled with the product name; a loaded file titled itself.
     if (m_editedClip == nullptr && m_path.empty())
         frame->SetTitle(LoadString(kProductName));
-    // h.
     if (m_closeCallback != nullptr)
         frame->GetView().SetCloseCallback(m_closeCallback);
-    // i.
     {
         std::lock_guard<std::recursive_mutex> lock(list.Lock());
         list.m_lastWindow = m_frameWindow.load();
@@ -206,6 +206,17 @@ void CTKThread::OnThreadMessage(const Message& message) {
         return; // 100 (language) and others: no handler
     if (!IsLive() || !m_frame)
         return;
+    if (!m_frame->IsWindowEnabled()) {
+        // A dialog came up after the close sequence ended the others. Its modal loop runs below
+        // this handler, so it is ended here and the close comes back once that loop has unwound.
+        const WindowHandle popup = CWindow::GetLastActivePopup(m_frame->GetSafeHandle());
+        auto* dialog = dynamic_cast<CModalDialog*>(CWindow::FromHandle(popup));
+        if (dialog != nullptr && dialog->IsRunning()) {
+            dialog->EndDialog(IDCANCEL);
+            PostThreadMessage(kCloseMessage);
+            return;
+        }
+    }
     CHostLink::Instance().SendClosing(m_frame->GetView().GetFileName());
     m_frame->DestroyWindow();
 }
@@ -237,10 +248,9 @@ void CTKThread::CloseSequence() {
 }
 
 int CTKThread::ExitInstance() {
-    // 1. The clipboard's events may refer to this document's streams and transforms.
+    // The clipboard's events may refer to this document's streams and transforms.
     ClipboardMedia().Clear();
 
-    // 2.
     CFileThreadList& list = CFileThreadList::Instance();
     bool nowEmpty;
     {
@@ -254,15 +264,13 @@ int CTKThread::ExitInstance() {
             list.m_lastWindow = list.Threads().back()->GetFrameHandle();
         }
     }
-    // 3. Nothing to undo for COM here.
-
-    // 4.
+    // The last document gone: with AutoClose the host's application thread ends too.
     if (nowEmpty) {
         if (App().m_autoClose.load() != 0)
             App().QuitApplicationThread();
         return 0;
     }
-    // 5.
+    // Otherwise the first remaining document comes to the top.
     std::lock_guard<std::recursive_mutex> lock(list.Lock());
     if (!list.Threads().empty())
         Presentation().FrameToTop(list.Threads().front()->GetFrameHandle());

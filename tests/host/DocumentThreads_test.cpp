@@ -194,6 +194,27 @@ TEST_F(InProcess, CloseAllWindows_WithADialogUp_ClosesNothing) {
     EXPECT_TRUE(raised);
 }
 
+TEST_F(InProcess, CloseFile_WhileADialogIsUp_LeavesTheDocumentToTheCloseSequence) {
+    presentation->OnDialog(
+        "Stubborn", [](CModalDialog&) {}, /*ignoreClose=*/false);
+    ASSERT_EQ(tkNewFile(nullptr, nullptr), 0);
+    const WindowHandle frame = FramesAndViews().at(0).first;
+    std::promise<int> result;
+    CWindow::LoopOf(frame)->PostCall([&result, frame] {
+        StubbornDialog dialog;
+        result.set_value(dialog.DoModal(frame));
+    });
+    while (CWindow::IsWindowEnabled(frame))
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+
+    EXPECT_EQ(tkCloseFile(u""), 1); // it matched, but the frame refuses while its dialog runs
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_TRUE(CWindow::IsWindow(frame));
+    tkShutdown(); // the close sequence ends the dialog first
+    EXPECT_EQ(result.get_future().get(), IDCANCEL);
+    EXPECT_TRUE(WaitIdle());
+}
+
 // The application thread is the one that called tkInitDLL; it runs a loop of its own here.
 int RunApplicationThread(int32_t autoClose, std::chrono::milliseconds patience) {
     std::promise<int> outcome;
