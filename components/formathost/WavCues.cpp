@@ -25,11 +25,41 @@ void PutId(std::vector<uint8_t>& out, const char* id) {
 // A cue holds at most this many points; beyond it a file is taken as damaged.
 constexpr uint32_t kMaxCues = 65536;
 
+// Chunks of cues and labels larger than this are not read: no real file has them.
+constexpr uint32_t kMaxTextChunk = 16u << 20;
+
+bool IsUtf8(const std::string& text) {
+    size_t i = 0;
+    while (i < text.size()) {
+        auto c = static_cast<unsigned char>(text[i]);
+        size_t len = c < 0x80 ? 1 : (c >> 5) == 6 ? 2 : (c >> 4) == 14 ? 3 : (c >> 3) == 30 ? 4 : 0;
+        if (len == 0 || i + len > text.size())
+            return false;
+        for (size_t k = 1; k < len; ++k)
+            if ((static_cast<unsigned char>(text[i + k]) >> 6) != 2)
+                return false;
+        i += len;
+    }
+    return true;
+}
+
+// Label texts are UTF-8 when they parse as such; older files hold Latin-1, taken byte by byte.
 std::string TextOf(const std::vector<uint8_t>& bytes, size_t from, size_t to) {
     std::string text;
     for (size_t i = from; i < to && bytes[i] != 0; ++i)
         text.push_back(static_cast<char>(bytes[i]));
-    return text;
+    if (IsUtf8(text))
+        return text;
+    std::string converted;
+    for (unsigned char c : text) {
+        if (c < 0x80) {
+            converted.push_back(static_cast<char>(c));
+        } else {
+            converted.push_back(static_cast<char>(0xC0 | (c >> 6)));
+            converted.push_back(static_cast<char>(0x80 | (c & 0x3F)));
+        }
+    }
+    return converted;
 }
 
 } // namespace
@@ -49,6 +79,8 @@ std::vector<WavCue> ReadWavCues(const std::string& path) {
 
     std::vector<uint32_t> ids;
     std::map<uint32_t, WavCue> byId;
+    // Texts by cue id; joined at the end, since some writers put the list before the cue chunk.
+    std::map<uint32_t, std::pair<std::string, std::string>> texts;
     long pos = 12;
     while (pos + 8 <= size) {
         uint8_t chunk[8];
@@ -60,7 +92,7 @@ std::vector<WavCue> ReadWavCues(const std::string& path) {
             break; // a chunk that claims more than the file holds ends the walk
         bool isCue = std::memcmp(chunk, "cue ", 4) == 0;
         bool isList = std::memcmp(chunk, "LIST", 4) == 0;
-        if ((isCue || isList) && length >= 4) {
+        if ((isCue || isList) && length >= 4 && length <= kMaxTextChunk) {
             std::vector<uint8_t> body(length);
             if (std::fread(body.data(), 1, length, file.get()) != length)
                 break;
@@ -85,11 +117,8 @@ std::vector<WavCue> ReadWavCues(const std::string& path) {
                     bool note = std::memcmp(body.data() + sub, "note", 4) == 0;
                     if ((labl || note) && subLength >= 4) {
                         uint32_t id = Le32(body.data() + sub + 8);
-                        auto it = byId.find(id);
-                        if (it != byId.end()) {
-                            std::string text = TextOf(body, sub + 12, sub + 8 + subLength);
-                            (labl ? it->second.title : it->second.artist) = text;
-                        }
+                        std::string text = TextOf(body, sub + 12, sub + 8 + subLength);
+                        (labl ? texts[id].second : texts[id].first) = text;
                     }
                     sub += 8 + subLength + (subLength & 1);
                 }
@@ -97,8 +126,15 @@ std::vector<WavCue> ReadWavCues(const std::string& path) {
         }
         pos += 8 + static_cast<long>(length) + (length & 1);
     }
-    for (uint32_t id : ids)
-        cues.push_back(byId[id]);
+    for (uint32_t id : ids) {
+        WavCue cue = byId[id];
+        auto it = texts.find(id);
+        if (it != texts.end()) {
+            cue.artist = it->second.first;
+            cue.title = it->second.second;
+        }
+        cues.push_back(cue);
+    }
     return cues;
 }
 

@@ -308,7 +308,7 @@ TEST_F(FormatHostTest, Read_OfATruncatedDataChunk_DeliversWhatIsThereThenEndOfFi
     ASSERT_TRUE(WriteSndFile(path, SF_FORMAT_WAV | SF_FORMAT_PCM_16, 2, 44100, samples));
     auto bytes = ReadBytes(path);
     ASSERT_GT(bytes.size(), 2000u);
-    bytes.resize(bytes.size() - 1001); // cuts into the middle of a frame
+    bytes.erase(bytes.end() - 1001, bytes.end()); // cuts into the middle of a frame
     WriteBytes(path, bytes);
     auto source = Open(path);
     ASSERT_TRUE(source);
@@ -408,6 +408,46 @@ TEST_F(FormatHostTest, Cues_WithLyingChunkSizes_AreIgnoredAndTheFileStillOpens) 
     EXPECT_EQ(cues->GetCueCount(), 0);
     Describe(source.get());
     EXPECT_EQ(ReadAll(source.get(), 4096).size(), 200u);
+}
+
+TEST_F(FormatHostTest, Cues_OfOtherWriters_WithTheListFirstAndLatin1Texts_AreRead) {
+    std::string path = folder_.File("other.wav");
+    ASSERT_TRUE(WriteSndFile(path, SF_FORMAT_WAV | SF_FORMAT_PCM_16, 1, 8000, Tone(100, 1, 8000)));
+    auto bytes = ReadBytes(path);
+    auto put32 = [&](uint32_t v) {
+        for (int i = 0; i < 4; ++i)
+            bytes.push_back(static_cast<uint8_t>(v >> (8 * i)));
+    };
+    auto putId = [&](const char* id) { bytes.insert(bytes.end(), id, id + 4); };
+    putId("LIST");
+    put32(4 + 8 + 4 + 6);
+    putId("adtl");
+    putId("labl");
+    put32(4 + 6);
+    put32(7);
+    const uint8_t cafe[] = {'C', 'a', 'f', 0xE9, 0, 0}; // Latin-1, terminator, pad
+    bytes.insert(bytes.end(), cafe, cafe + 6);
+    putId("cue ");
+    put32(4 + 24);
+    put32(1);
+    put32(7);
+    put32(0);
+    putId("data");
+    put32(0);
+    put32(0);
+    put32(42);
+    uint32_t riff = static_cast<uint32_t>(bytes.size() - 8);
+    std::memcpy(bytes.data() + 4, &riff, 4);
+    WriteBytes(path, bytes);
+
+    auto source = Open(path);
+    ASSERT_TRUE(source);
+    auto cues = Query<IFormatCues>(source.get(), IID_IFormatCues);
+    ASSERT_TRUE(cues);
+    ASSERT_EQ(cues->GetCueCount(), 1);
+    EXPECT_EQ(cues->GetCueFrame(0), 42);
+    ASSERT_EQ(cues->GetFieldCount(0), 1);
+    EXPECT_EQ(std::u16string(cues->GetFieldValue(0, 0)), u"Caf\u00e9");
 }
 
 TEST_F(FormatHostTest, Write_InPiecesThatSplitFrames_StoresTheSameSamples) {
