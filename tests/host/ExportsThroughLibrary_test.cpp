@@ -185,11 +185,6 @@ TEST_F(LibraryHost, SelectLanguage_StoresTheSetting_AndLeavesOpenDocumentsAlone)
     EXPECT_EQ(lib.QueryRunStatus(), 1);
 }
 
-TEST_F(LibraryHost, SetAutoClose_AnswersTheValue) {
-    EXPECT_EQ(lib.SetAutoClose(1), 1);
-    EXPECT_EQ(lib.SetAutoClose(0), 0);
-}
-
 TEST_F(LibraryHost, PeakFile_AfterOpen_HoldsTheStoredHeaderAndOneRowPer256Frames) {
     constexpr uint32_t kFrames = 256 * 3 + 100; // the partial block gets no row
     const std::string path = NewWav("peaks.wav", kFrames);
