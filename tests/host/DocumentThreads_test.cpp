@@ -215,6 +215,13 @@ TEST_F(InProcess, CloseFile_WhileADialogIsUp_LeavesTheDocumentToTheCloseSequence
     EXPECT_TRUE(WaitIdle());
 }
 
+TEST_F(InProcess, CloseAllAndWait_ReturnsOnceEveryDocumentHasLeftTheList) {
+    ASSERT_EQ(tkNewFile(nullptr, nullptr), 0);
+    ASSERT_EQ(tkNewFile(nullptr, nullptr), 0);
+    CFileThreadList::Instance().CloseAllAndWait();
+    EXPECT_TRUE(FramesAndViews().empty());
+}
+
 // The application thread is the one that called tkInitDLL; it runs a loop of its own here.
 int RunApplicationThread(int32_t autoClose, std::chrono::milliseconds patience) {
     std::promise<int> outcome;
