@@ -42,7 +42,10 @@ CFileFilterManager* CFileFilterManager::Instance() {
 void CFileFilterManager::Initialise() {
     if (m_loaded)
         return;
-    Initialise(CDirectoryManager().GetDirectory(5) + kLibraryName);
+    std::string folder = CDirectoryManager().GetDirectory(5);
+    // Without the folder a bare name would send the loader searching the system's paths.
+    if (!folder.empty())
+        Initialise(folder + kLibraryName);
 }
 
 void CFileFilterManager::Initialise(const std::string& libraryPath) {
@@ -192,8 +195,11 @@ std::string CFileFilterManager::GetFilter(bool forReading, bool withAllEntry) {
         overall.pop_back();
 
     std::string result;
-    if (withAllEntry)
+    if (withAllEntry) {
         result = Format("%s (%s)|%s|", "All Audio Files", overall.c_str(), overall.c_str());
+        if (!forReading)
+            positions.insert(positions.begin(), -1); // the entry of all types writes no one type
+    }
     result += entries;
     if (!m_preferredExtension.empty()) {
         // The preferred entry is the first choice of the dialog.

@@ -185,6 +185,11 @@ TEST_F(FilterManagerTest, Filters_ListUsablePluginsInOrder_WithAllAudioFirstAndA
     EXPECT_EQ(manager_.PluginOfSavePosition(3), 7);
     EXPECT_EQ(manager_.PluginOfSavePosition(0), -1);
     EXPECT_EQ(manager_.PluginOfSavePosition(4), -1);
+
+    // A save list with the entry of all types keeps its positions on the right plug-ins.
+    EXPECT_EQ(manager_.GetFilter(false, true).rfind("All Audio Files (*.WAV;*.wav;*.flac)|", 0), 0u);
+    EXPECT_EQ(manager_.PluginOfSavePosition(1), -1);
+    EXPECT_EQ(manager_.PluginOfSavePosition(2), 1);
 }
 
 TEST_F(FilterManagerTest, SetPreferred_PutsTheEntryFirstAndIntoTheAllAudioList) {
