@@ -248,13 +248,14 @@ void CTKThread::CloseSequence() {
 }
 
 int CTKThread::ExitInstance() {
-    // The clipboard's events may refer to this document's streams and transforms.
-    ClipboardMedia().Clear();
-
     CFileThreadList& list = CFileThreadList::Instance();
     bool nowEmpty;
     {
         std::lock_guard<std::recursive_mutex> lock(list.Lock());
+        // The clipboard's events may refer to this document's streams and transforms. Documents
+        // that end together (a shutdown) would clear it at once, so the clear takes the list's
+        // lock too; it still happens before the thread leaves the list.
+        ClipboardMedia().Clear();
         list.Remove(this, nowEmpty);
         if (nowEmpty) {
             list.m_lastWindow = 0;

@@ -192,6 +192,9 @@ TEST_F(InProcess, CloseAllWindows_WithADialogUp_ClosesNothing) {
     for (const auto& shown : presentation->History())
         raised = raised || (shown.kind == "top" && shown.window == docs[0].first);
     EXPECT_TRUE(raised);
+    tkShutdown(); // ends the dialog before `done` goes out of scope
+    while (!done)
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
 }
 
 TEST_F(InProcess, CloseFile_WhileADialogIsUp_LeavesTheDocumentToTheCloseSequence) {
