@@ -8,11 +8,10 @@ namespace tw {
 CEvent::CEvent(bool manualReset, bool initiallySet) : m_manualReset(manualReset), m_set(initiallySet) {}
 
 void CEvent::Set() {
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        m_set = true;
-    }
-    // An auto-reset event releases one waiter; a manual one releases all.
+    // Notified under the lock: a waiter that wakes may destroy the event at once, so Set must not
+    // touch it after the mutex is released. An auto-reset event releases one waiter.
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_set = true;
     if (m_manualReset)
         m_cond.notify_all();
     else
