@@ -64,8 +64,13 @@ bool CChildView::LoadFile(const std::string& path) {
     // or built (under a progress dialog) in the process.
     auto stream = std::make_unique<CPCMAudio>();
     stream->SetFileName(path);
-    if (!stream->Attach(reader.release()) || IsClosing())
+    if (!stream->Attach(reader.release()))
         return fail();
+    if (IsClosing()) {
+        // The document is being closed while it loaded: give up without a prompt.
+        SetStatus(kIdleStatus);
+        return false;
+    }
 
     SetStatus(kIdleStatus);
     m_media.Clear();

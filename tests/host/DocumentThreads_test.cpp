@@ -86,7 +86,7 @@ TEST_F(InProcess, DamagedFile_ShowsExactlyOneErrorBox_AndLeavesNoListEntry) {
               std::vector<std::string>{"An error occurred while reading from the file " + path + "."});
 }
 
-TEST_F(InProcess, Titles_NameTheFile_OrTheProductForANewDocument) {
+TEST_F(InProcess, TitlesAndStatus_NameTheFileWhileAndAfterLoading_OrTheProductForANewDocument) {
     const std::string path = NewFolder("titles") + "/song.wav";
     WriteWav16(path, 2, 44100, 4410, ToneSample);
     ASSERT_EQ(tkNewFile(nullptr, nullptr), 0);
@@ -95,6 +95,11 @@ TEST_F(InProcess, Titles_NameTheFile_OrTheProductForANewDocument) {
     ASSERT_EQ(titles.size(), 2u);
     EXPECT_EQ(titles[0], "Vond Tidewright");
     EXPECT_EQ(titles[1], "song.wav - Vond Tidewright");
+    std::vector<std::string> status;
+    for (const auto& shown : presentation->History())
+        if (shown.kind == "status")
+            status.push_back(shown.text);
+    EXPECT_EQ(status, (std::vector<std::string>{"Loading file " + path + "...", "Ready"}));
 }
 
 TEST_F(InProcess, Shutdown_EndsADialogThatIgnoresClose_WithCancelAfterAboutASecond) {
