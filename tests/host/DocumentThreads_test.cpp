@@ -230,6 +230,21 @@ TEST_F(InProcess, CloseAllAndWait_ReturnsOnceEveryDocumentHasLeftTheList) {
     EXPECT_TRUE(FramesAndViews().empty());
 }
 
+TEST_F(InProcess, OpenFile_FromAThreadWithAMessageLoop_KeepsThatLoopDispatchingWhileItWaits) {
+    const std::string path = NewFolder("pump") + "/pump.wav";
+    WriteWav16(path, 2, 44100, 44100, ToneSample);
+    bool dispatched = false;
+    int32_t result = -1;
+    std::thread host([&] {
+        CMessageLoop loop;
+        loop.PostCall([&] { dispatched = true; });
+        result = tkOpenFile(U16(path).c_str(), nullptr);
+    });
+    host.join();
+    EXPECT_EQ(result, 0);
+    EXPECT_TRUE(dispatched);
+}
+
 // The application thread is the one that called tkInitDLL; it runs a loop of its own here.
 int RunApplicationThread(int32_t autoClose, std::chrono::milliseconds patience) {
     std::promise<int> outcome;
