@@ -213,3 +213,29 @@ TEST(ComRuntime, CoCreateInstance_FindsRegisteredClassesAndRefusesUnknownOnes) {
     EXPECT_EQ(none, nullptr);
     EXPECT_EQ(CoCreateInstance(kTestClass, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown, nullptr), E_POINTER);
 }
+
+// The test component's interface. Declared with external linkage, as interfaces shared between
+// modules are: with a local type the compiler may assume no object of another module implements it.
+struct ITestAnswer : IUnknown {
+    virtual int32_t Answer() = 0; // slot 3
+};
+
+TEST(ComRuntime, CoCreateInstance_LoadsAComponentModuleFromItsFolder) {
+    constexpr CLSID componentClass = {
+        0x8D6C1F40, 0x2B7E, 0x4C3A, {0x9E, 0x51, 0x0A, 0x1B, 0x2C, 0x3D, 0x4E, 0x5F}};
+    constexpr IID answerIid = {0x8D6C1F41, 0x2B7E, 0x4C3A, {0x9E, 0x51, 0x0A, 0x1B, 0x2C, 0x3D, 0x4E, 0x5F}};
+    ITestAnswer* answer = nullptr;
+    tw::AddComponentFolder(TW_TEST_COMPONENT_DIR);
+    ASSERT_EQ(CoCreateInstance(componentClass, nullptr, CLSCTX_INPROC_SERVER, answerIid,
+                               reinterpret_cast<void**>(&answer)),
+              S_OK);
+    EXPECT_EQ(answer->Answer(), 4711);
+    EXPECT_EQ(answer->Release(), 0u);
+    // A second creation uses the module already loaded; an interface it lacks is refused by it.
+    IUnknown* other = nullptr;
+    const IID missing = {1, 2, 3, {4, 5, 6, 7, 8, 9, 10, 11}};
+    EXPECT_EQ(CoCreateInstance(componentClass, nullptr, CLSCTX_INPROC_SERVER, missing,
+                               reinterpret_cast<void**>(&other)),
+              E_NOINTERFACE);
+    EXPECT_EQ(other, nullptr);
+}
