@@ -3,7 +3,9 @@
 #include "platform/ModalDialog.h"
 #include "platform/StringTable.h"
 
+#include <atomic>
 #include <cstdio>
+#include <thread>
 
 namespace tw {
 
@@ -54,7 +56,22 @@ void SetPresentation(std::shared_ptr<IPresentation> presentation) {
 }
 
 int ShowMessageBox(const std::string& text, uint32_t style, WindowHandle owner) {
-    return Presentation().MessageBox(owner, text, LoadString(128), style);
+    IPresentation& presentation = Presentation();
+    const std::string caption = LoadString(128);
+    CMessageLoop* loop = CMessageLoop::Current();
+    if (loop == nullptr || presentation.AnswersAtOnce())
+        return presentation.MessageBox(owner, text, caption, style);
+    std::atomic<bool> answered{false};
+    std::atomic<int> answer{IDCANCEL};
+    std::thread asker([&] {
+        answer = presentation.MessageBox(owner, text, caption, style);
+        answered = true;
+        loop->PostCall([] {}); // wakes the nested loop below so it sees the answer
+    });
+    loop->RunModal([&] { return answered.load(); });
+    // A quit ends the nested loop early; the box still has to be answered before we return.
+    asker.join();
+    return answer.load();
 }
 
 void CHeadlessPresentation::Record(const std::string& kind, const std::string& text, WindowHandle window) {

@@ -47,13 +47,19 @@ public:
     virtual void FrameDestroyed(WindowHandle frame) = 0;
     // Status bar text of a frame.
     virtual void StatusText(WindowHandle frame, const std::string& text) = 0;
+
+    // True when MessageBox returns without waiting for a person (a script), so ShowMessageBox
+    // need not keep the caller's loop going around it.
+    virtual bool AnswersAtOnce() const { return false; }
 };
 
 // The presentation in force for the process. Never null: the headless one until another is set.
 IPresentation& Presentation();
 void SetPresentation(std::shared_ptr<IPresentation> presentation);
 
-// Shows a message box through the presentation with the product name as caption.
+// Shows a message box through the presentation with the product name as caption. On a thread with a
+// CMessageLoop the box is asked from a helper thread while the caller's loop keeps dispatching
+// (timers, posted calls, sends), so a document thread stays responsive while a person decides.
 int ShowMessageBox(const std::string& text, uint32_t style = 0x30 /*MB_ICONWARNING*/, WindowHandle owner = 0);
 
 // Records everything and answers from a script; the default answer of a box is its first button
@@ -77,6 +83,7 @@ public:
     void FrameToTop(WindowHandle frame) override;
     void FrameDestroyed(WindowHandle frame) override;
     void StatusText(WindowHandle frame, const std::string& text) override;
+    bool AnswersAtOnce() const override { return true; }
 
     // Script: the next boxes answer these values, in order.
     void QueueBoxAnswer(int answer);

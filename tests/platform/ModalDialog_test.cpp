@@ -166,3 +166,33 @@ TEST_F(ModalDialogTest, MessageBoxes_TakeScriptedAnswersThenTheirFirstButton) {
     EXPECT_EQ(ShowMessageBox("Note"), IDOK);
     EXPECT_EQ(m_presentation->Boxes(), (std::vector<std::string>{"Delete?", "Delete again?", "Note"}));
 }
+
+TEST_F(ModalDialogTest, BoxOnADocumentThread_KeepsItsLoopServingUntilAPersonAnswers) {
+    // A presentation that waits for a person, here another thread's answer.
+    class SlowPresentation : public CHeadlessPresentation {
+    public:
+        bool AnswersAtOnce() const override { return false; }
+        int MessageBox(WindowHandle, const std::string&, const std::string& caption, uint32_t) override {
+            seenCaption = caption;
+            return answered.get_future().get();
+        }
+        std::promise<int> answered;
+        std::string seenCaption;
+    };
+    auto slow = std::make_shared<SlowPresentation>();
+    SetPresentation(slow);
+    CMessageLoop loop;
+    int served = 0;
+    loop.SetThreadHandler([&](const Message& m) {
+        if (++served == 3)
+            slow->answered.set_value(IDNO);
+    });
+    std::thread poster([&] {
+        for (int i = 0; i < 3; ++i)
+            loop.Post(Message{0, WM_USER, 0, 0});
+    });
+    EXPECT_EQ(ShowMessageBox("Save changes?", MB_YESNOCANCEL), IDNO);
+    poster.join();
+    EXPECT_EQ(served, 3);
+    EXPECT_EQ(slow->seenCaption, "Vond Tidewright");
+}
