@@ -181,7 +181,8 @@ TEST_F(PeakFileManagerTest, CheckPeakFile_DamagedOrForeignFiles_AreSkippedNotDel
     }
     // A header cut inside the path.
     std::vector<uint8_t> bytes = test::ReadWholeFile(peaks.SlotName(hash + 1));
-    bytes.resize(bytes.size() - 3);
+    ASSERT_GT(bytes.size(), 64u);
+    bytes.erase(bytes.end() - 3, bytes.end());
     std::ofstream(peaks.SlotName(hash + 1), std::ios::binary | std::ios::trunc)
         .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
     EXPECT_EQ(peaks.CheckPeakFile(path, hash, false), 1);
