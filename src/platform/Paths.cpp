@@ -61,10 +61,18 @@ std::string XdgRuntimeDir() {
     const std::string value = Env("XDG_RUNTIME_DIR");
     if (!value.empty() && value[0] == '/')
         return StripTrailingSlash(value);
-    // A private folder of our own when the session offers none.
+    // A private folder of our own when the session offers none. Lock files there decide whether
+    // another instance runs, so a folder planted by another user is not used.
     const std::string folder = "/tmp/tidework-" + std::to_string(::getuid());
     ::mkdir(folder.c_str(), 0700);
-    return folder;
+    struct stat st{};
+    if (::lstat(folder.c_str(), &st) == 0 && S_ISDIR(st.st_mode) && st.st_uid == ::getuid())
+        return folder;
+    const std::string own = XdgStateHome() + "/VondTidewright/Runtime";
+    ::mkdir((XdgStateHome()).c_str(), 0700);
+    ::mkdir((XdgStateHome() + "/VondTidewright").c_str(), 0700);
+    ::mkdir(own.c_str(), 0700);
+    return own;
 }
 
 std::string MusicFolder() {

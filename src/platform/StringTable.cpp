@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
+#include <iterator>
 #include <vector>
 
 namespace tw {
@@ -54,6 +55,8 @@ constexpr Entry kTable[] = {
     {219, "The file does not contain a VST plug-in."},
     {220, "VST Plug-In Files (*.dll)|*.dll|"},
     {221, "Unable to open recording device."},
+    {223, "The audio clip has been changed. Do you want to keep the changes? The source file will not be "
+          "overwritten."},
     {224, "Splice point move"},
     {226, "Some of the selected editing steps could not be deleted."},
     {230, "The audio file filter manager was not found. Please reinstall Vond."},
@@ -65,6 +68,7 @@ constexpr Entry kTable[] = {
     {270, "16 Bit (CD and DAT)"},
     {271, "24 Bit (HQ Mastering, packed)"},
     {272, "32 Bit (HQ Mastering, unpacked)"},
+    {273, "Nothing is selected. Do you want to select all?"},
     {275, "Reversing Audio"},
     {283, "Pause"},
     {285, "The signal processing library could not be loaded. Please reinstall the application."},
@@ -95,8 +99,17 @@ constexpr Entry kTable[] = {
     {626, "Accurate anti aliasing filter"},
     {791, "[APPLICATION_NAME_0] is running. Please close [APPLICATION_NAME_0] before you start "
           "[APPLICATION_NAME_1]."},
+    {32833, "Insert track split"},
     {57345, "Ready"},
 };
+
+constexpr bool IsSortedById() {
+    for (size_t i = 1; i < std::size(kTable); ++i)
+        if (kTable[i - 1].id >= kTable[i].id)
+            return false;
+    return true;
+}
+static_assert(IsSortedById(), "LoadString searches the table by halving: keep it sorted by id");
 
 // Texts naming a Windows facility, with the counterpart this platform uses. A whole-text entry
 // replaces a text that equals it; a prefix entry replaces the start of a text (device names).

@@ -10,6 +10,7 @@ TEST(StringTable, Texts_AreTheSystemsOwnWords) {
     EXPECT_EQ(LoadString(206), "Undo %s\tCtrl+Z");
     EXPECT_EQ(LoadString(128), "Vond Tidewright");
     EXPECT_EQ(LoadString(57345), "Ready");
+    EXPECT_EQ(LoadString(223).substr(0, 31), "The audio clip has been changed");
     EXPECT_EQ(LoadString(12345), "");
 }
 
