@@ -69,8 +69,8 @@ std::string XdgRuntimeDir() {
     if (::lstat(folder.c_str(), &st) == 0 && S_ISDIR(st.st_mode) && st.st_uid == ::getuid())
         return folder;
     const std::string own = XdgStateHome() + "/VondTidewright/Runtime";
-    ::mkdir((XdgStateHome()).c_str(), 0700);
-    ::mkdir((XdgStateHome() + "/VondTidewright").c_str(), 0700);
+    for (size_t slash = own.find('/', 1); slash != std::string::npos; slash = own.find('/', slash + 1))
+        ::mkdir(own.substr(0, slash).c_str(), 0700);
     ::mkdir(own.c_str(), 0700);
     return own;
 }
