@@ -464,6 +464,28 @@ TEST_F(FormatHostTest, Write_InPiecesThatSplitFrames_StoresTheSameSamples) {
     }
 }
 
+TEST_F(FormatHostTest, TextProperties_SetBeforeOpening_LandInTheFilesTags) {
+    for (const char* name : {"FLAC", "Ogg Vorbis", "AIFF"}) {
+        SCOPED_TRACE(name);
+        std::string path = folder_.File(std::string("tagged.") + (name[0] == 'F'   ? "flac"
+                                                                  : name[0] == 'O' ? "ogg"
+                                                                                   : "aiff"));
+        auto target = MakeTarget(name, {44100, 16, 2, 0x3});
+        auto props = Query<IFormatTargetProperties>(target.get(), IID_IFormatTargetProperties);
+        ASSERT_EQ(props->SetText(u"Title", u"Night \u00e9t\u00e9"), S_OK);
+        ASSERT_EQ(props->SetText(u"artist", u"Quartet"), S_OK);
+        ASSERT_TRUE(WriteThrough(target.get(), path, Pack(Tone(4410, 2, 44100), 16), 4096));
+        SF_INFO info{};
+        SNDFILE* check = sf_open(path.c_str(), SFM_READ, &info);
+        ASSERT_NE(check, nullptr);
+        const char* title = sf_get_string(check, SF_STR_TITLE);
+        const char* artist = sf_get_string(check, SF_STR_ARTIST);
+        EXPECT_STREQ(title ? title : "", "Night \xc3\xa9t\xc3\xa9");
+        EXPECT_STREQ(artist ? artist : "", "Quartet");
+        sf_close(check);
+    }
+}
+
 TEST_F(FormatHostTest, Close_WithAnUnfinishedFrame_ReportsAWriteFault) {
     auto target = MakeTarget("WAV", {44100, 16, 2, 0x3});
     auto file = Query<IFormatTargetFile>(target.get(), IID_IFormatTargetFile);
