@@ -36,8 +36,17 @@ CTideworkApp::CTideworkApp()
 
 CTideworkApp::~CTideworkApp() {
     SetDocumentHost(nullptr);
-    // The window belongs to the application thread's loop, which may be long gone at unload.
-    if (m_applicationWindow)
+    LetGoOfApplicationWindow();
+}
+
+void CTideworkApp::LetGoOfApplicationWindow() {
+    if (!m_applicationWindow)
+        return;
+    // A window whose loop has ended is forgotten by it and can go; one still registered on a
+    // living loop belongs to that thread, which alone may touch it, so it is left to that loop.
+    if (!CWindow::IsWindow(m_applicationWindow->GetSafeHandle()))
+        m_applicationWindow.reset();
+    else
         (void)m_applicationWindow.release();
 }
 
@@ -73,14 +82,11 @@ void CTideworkApp::SetApplicationThread() {
         return;
     if (m_applicationWindow && CWindow::LoopOf(m_applicationWindow->GetSafeHandle()) == loop)
         return;
-    // The newest caller of tkInitDLL is the application thread. A window left on an earlier
-    // thread's loop belongs to that loop (which forgets it when it ends), so it is let go, not
-    // destroyed from here.
+    // The newest caller of tkInitDLL is the application thread.
     auto window = std::make_unique<CApplicationWindow>();
     if (window->Create(0) == 0)
         return;
-    if (m_applicationWindow)
-        (void)m_applicationWindow.release();
+    LetGoOfApplicationWindow();
     m_applicationWindow = std::move(window);
 }
 

@@ -55,6 +55,7 @@ public:
 
 private:
     class CApplicationWindow;
+    void LetGoOfApplicationWindow();
 
     CInstanceLock m_instanceLock;
     bool m_anotherInstance;
