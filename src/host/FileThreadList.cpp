@@ -67,6 +67,9 @@ WindowHandle CFileThreadList::FindFrameByFirstUnit(const std::u16string& path) {
 }
 
 bool CFileThreadList::IsFileOpened(const std::string& path) {
+    // No file has an empty path; untitled documents are not "that file".
+    if (path.empty())
+        return false;
     std::lock_guard<std::recursive_mutex> lock(m_lock);
     for (CTKThread* thread : m_threads) {
         if (thread->IsLive() && EqualsNoCase(thread->GetDocumentPath(), path))

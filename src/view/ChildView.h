@@ -49,6 +49,9 @@ public:
 
     intptr_t WindowProc(uint32_t message, uintptr_t wParam, intptr_t lParam) override;
 
+    // The document's path; changed only through here, so that host threads see it too.
+    void SetFileName(const std::string& path);
+
     std::string m_fileName;
     CEditedMedia m_media;
     ITkCloseCallback* m_closeCallback = nullptr;
@@ -56,7 +59,6 @@ public:
     int32_t m_reloadPending = 0;
 
 private:
-    void SetFileName(const std::string& path);
     void UpdateTitle();
     void SetStatus(const std::string& text);
 

@@ -105,6 +105,8 @@ TEST_F(LibraryHost, QueryFileOpened_ComparesTheWholePathWithoutCase) {
 TEST_F(LibraryHost, QueryFileOpened_WithOnlyAnUntitledDocument_AnswersZero) {
     ASSERT_EQ(lib.NewFile(nullptr, nullptr), 0);
     EXPECT_EQ(lib.QueryFileOpened(u"/tmp/anything.wav"), 0);
+    EXPECT_EQ(lib.QueryFileOpened(u""), 0);
+    EXPECT_EQ(lib.QueryFileOpened(nullptr), 0);
     EXPECT_EQ(lib.QueryRunStatus(), 1);
 }
 
