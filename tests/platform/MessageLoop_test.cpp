@@ -154,17 +154,26 @@ TEST(MessageLoop, SendQueuedBehindAQuit_AnswersZeroInsteadOfHanging) {
 }
 
 TEST(MessageLoop, PendingSendsAtDestruction_AreAnsweredWithZero) {
+    class Answer : public CWindow {
+    public:
+        intptr_t WindowProc(uint32_t, uintptr_t, intptr_t) override { return 99; }
+    };
     auto loop = std::make_unique<CMessageLoop>(); // never run
+    Answer window;
+    const WindowHandle handle = window.Create();
     std::atomic<bool> returned{false};
+    std::atomic<intptr_t> answer{-1};
+    // Through the handle, so the sender never touches the loop object that goes away.
     std::thread sender([&] {
-        loop->Send(Message{0, WM_USER, 0, 0});
+        answer = CWindow::SendMessage(handle, WM_USER);
         returned = true;
     });
     Sleep(30);
     EXPECT_FALSE(returned.load());
     loop.reset();
     sender.join();
-    EXPECT_TRUE(returned.load());
+    EXPECT_EQ(answer.load(), 0);
+    EXPECT_FALSE(CWindow::IsWindow(handle)) << "a window goes with its loop";
 }
 
 TEST(MessageLoop, Timers_FireByIdAndPeriod_UntilKilled) {
