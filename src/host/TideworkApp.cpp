@@ -55,7 +55,8 @@ void CTideworkApp::InitInstance() {
         // The system registers its COM class factories here; the clip server's classes are the
         // first to come, so the registry is empty until then.
 
-        // Libraries that sit beside plug-ins are found through the search path of the process.
+        // The further-modules folder joins the process's search path, so helper programs that
+        // plug-ins start from beside them are found. Modules themselves are loaded by full path.
         CDirectoryManager directories;
         const std::string folder = directories.GetDirectory(kPluginLibraryKey);
         if (!folder.empty()) {

@@ -51,7 +51,6 @@ public:
     std::atomic<int32_t> m_initialised{0}; // 1 once tkInitDLL loaded the language resources
     std::atomic<int32_t> m_started{0};     // 1 once tkInitDLL succeeded: documents may open
     std::atomic<int32_t> m_autoClose{0};   // tkSetAutoClose
-    std::atomic<int32_t> m_status{-1};
 
 private:
     class CApplicationWindow;
