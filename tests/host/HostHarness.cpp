@@ -33,16 +33,16 @@ std::string MakeRoot() {
     return base;
 }
 
-// Before any test (and before the library is loaded) the process points its folders here; the
-// folder goes when the tests are done.
+// Before any test (and before the library is loaded) the process points its folders into a
+// folder of its own, which goes when the tests are done. Listing the tests makes no folder.
 class RootFolder : public ::testing::Environment {
 public:
+    void SetUp() override { (void)TestRoot(); }
     void TearDown() override {
         std::error_code ignored;
         std::filesystem::remove_all(TestRoot(), ignored);
     }
 };
-const std::string& g_root = TestRoot();
 ::testing::Environment* const g_rootCleanup = ::testing::AddGlobalTestEnvironment(new RootFolder);
 
 void PutLe16(std::vector<uint8_t>& out, uint16_t v) {
