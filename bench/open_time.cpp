@@ -14,9 +14,11 @@
 // Usage: open_time [seconds of audio, default 3600] [rounds, default 10]
 #include <tidework/tidework.h>
 
+#include "BenchWav.h"
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -33,53 +35,9 @@ using Clock = std::chrono::steady_clock;
 
 namespace {
 
-constexpr int kChannels = 2;
-constexpr int kRate = 44100;
+using bench::kChannels;
+using bench::kRate;
 constexpr double kBudgetMs = 50.0;
-
-void PutU16(std::vector<uint8_t>& out, uint32_t v) {
-    out.push_back(static_cast<uint8_t>(v));
-    out.push_back(static_cast<uint8_t>(v >> 8));
-}
-void PutU32(std::vector<uint8_t>& out, uint32_t v) {
-    PutU16(out, v & 0xffff);
-    PutU16(out, v >> 16);
-}
-
-bool WriteWav(const std::string& path, uint64_t frames) {
-    const uint64_t dataBytes = frames * kChannels * 2;
-    if (dataBytes + 36 > 0xFFFFFFFFull)
-        return false;
-    std::vector<uint8_t> header;
-    header.insert(header.end(), {'R', 'I', 'F', 'F'});
-    PutU32(header, static_cast<uint32_t>(36 + dataBytes));
-    header.insert(header.end(), {'W', 'A', 'V', 'E', 'f', 'm', 't', ' '});
-    PutU32(header, 16);
-    PutU16(header, 1);
-    PutU16(header, kChannels);
-    PutU32(header, kRate);
-    PutU32(header, kRate * kChannels * 2);
-    PutU16(header, kChannels * 2);
-    PutU16(header, 16);
-    header.insert(header.end(), {'d', 'a', 't', 'a'});
-    PutU32(header, static_cast<uint32_t>(dataBytes));
-
-    std::ofstream out(path, std::ios::binary);
-    out.write(reinterpret_cast<const char*>(header.data()), static_cast<std::streamsize>(header.size()));
-    // One second of a sweep-like pattern, repeated with a changing offset so no block is constant.
-    std::vector<int16_t> second(kRate * kChannels);
-    for (uint64_t done = 0; done < frames && out;) {
-        const uint64_t count = std::min<uint64_t>(kRate, frames - done);
-        for (uint64_t f = 0; f < count; ++f) {
-            const uint64_t n = done + f;
-            second[f * 2] = static_cast<int16_t>(((n * 37) % 60000) - 30000);
-            second[f * 2 + 1] = static_cast<int16_t>(((n * 53 + done / kRate) % 50000) - 25000);
-        }
-        out.write(reinterpret_cast<const char*>(second.data()), static_cast<std::streamsize>(count * 4));
-        done += count;
-    }
-    return static_cast<bool>(out);
-}
 
 std::u16string Utf16(const std::string& ascii) {
     return std::u16string(ascii.begin(), ascii.end());
@@ -150,7 +108,7 @@ int main(int argc, char** argv) {
     const std::string wav = folder + "/long.wav";
     const uint64_t frames = static_cast<uint64_t>(seconds * kRate);
     std::printf("writing %.0f s of stereo 16-bit audio (%.0f MB)...\n", seconds, frames * 4.0 / 1e6);
-    if (!WriteWav(wav, frames)) {
+    if (!bench::WriteTestWav(wav, static_cast<int64_t>(frames))) {
         std::fprintf(stderr, "open_time: cannot write %s\n", wav.c_str());
         return 1;
     }

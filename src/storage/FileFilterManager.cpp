@@ -1,5 +1,6 @@
 #include "storage/FileFilterManager.h"
 
+#include "platform/ComQuery.h"
 #include "platform/Settings.h"
 #include "platform/SharedLibrary.h"
 #include "platform/StringTable.h"
@@ -16,12 +17,6 @@ std::atomic<int> CFileFilterManager::s_liveObjects{0};
 namespace {
 constexpr const char* kLibraryName = "libformathost.so";
 
-template <class I> I* Query(IUnknown* object, const GUID& iid) {
-    void* out = nullptr;
-    if (!object || FAILED(object->QueryInterface(iid, &out)))
-        return nullptr;
-    return static_cast<I*>(out);
-}
 } // namespace
 
 CFileFilterManager::CFileFilterManager() {

@@ -1,6 +1,7 @@
 #include "storage/FilteredInput.h"
 
 #include "core/LabelList.h"
+#include "platform/ComQuery.h"
 #include "platform/Utf.h"
 #include "storage/AudioStatus.h"
 #include "storage/FileFilterManager.h"
@@ -10,15 +11,6 @@
 #include <cstring>
 
 namespace tw {
-
-namespace {
-template <class I> I* Query(IUnknown* object, const GUID& iid) {
-    void* out = nullptr;
-    if (!object || FAILED(object->QueryInterface(iid, &out)))
-        return nullptr;
-    return static_cast<I*>(out);
-}
-} // namespace
 
 CFilteredInput::CFilteredInput(IFormatHost* host) : m_host(host) {
     if (m_host)

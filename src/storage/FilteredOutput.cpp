@@ -1,6 +1,7 @@
 #include "storage/FilteredOutput.h"
 
 #include "core/LabelList.h"
+#include "platform/ComQuery.h"
 #include "platform/Presentation.h"
 #include "platform/StringTable.h"
 #include "platform/Utf.h"
@@ -8,15 +9,6 @@
 #include "storage/FileFilterManager.h"
 
 namespace tw {
-
-namespace {
-template <class I> I* Query(IUnknown* object, const GUID& iid) {
-    void* out = nullptr;
-    if (!object || FAILED(object->QueryInterface(iid, &out)))
-        return nullptr;
-    return static_cast<I*>(out);
-}
-} // namespace
 
 uint32_t CFilteredOutput::SpeakerMask(uint32_t channels) {
     switch (channels) {
