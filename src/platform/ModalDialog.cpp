@@ -37,8 +37,7 @@ int CModalDialog::DoModal(WindowHandle owner) {
 
 void CModalDialog::EndDialog(int result) {
     const WindowHandle handle = GetSafeHandle();
-    CMessageLoop* loop = handle != 0 ? CWindow::LoopOf(handle) : nullptr;
-    if (loop != nullptr && loop->ThreadId() != std::this_thread::get_id()) {
+    if (handle != 0 && !CWindow::IsOwnerThread(handle)) {
         CWindow::PostMessage(handle, kEndDialogMessage, static_cast<uintptr_t>(result));
         return;
     }

@@ -207,6 +207,11 @@ WindowHandle CWindow::GetLastActivePopup(WindowHandle owner) {
     return best != 0 ? best : owner;
 }
 
+bool CWindow::IsOwnerThread(WindowHandle handle) {
+    std::shared_ptr<LoopState> loop = LoopStateOf(handle);
+    return loop && loop->thread == std::this_thread::get_id();
+}
+
 CMessageLoop* CWindow::LoopOf(WindowHandle handle) {
     std::shared_ptr<LoopState> loop = LoopStateOf(handle);
     if (!loop)

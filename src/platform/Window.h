@@ -46,6 +46,8 @@ public:
     // `owner` itself when it has none, as the close sequence needs it. 0 when `owner` is gone.
     static WindowHandle GetLastActivePopup(WindowHandle owner);
     static CMessageLoop* LoopOf(WindowHandle handle);
+    // True when the calling thread is the one that owns the window (false when it is gone).
+    static bool IsOwnerThread(WindowHandle handle);
 
 private:
     WindowHandle m_handle = 0;
