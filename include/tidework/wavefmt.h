@@ -7,11 +7,11 @@
 
 #pragma pack(push, 1)
 struct WAVEFORMATEX {
-    uint16_t wFormatTag;      // 1 PCM, 3 IEEE float
+    uint16_t wFormatTag; // 1 PCM, 3 IEEE float
     uint16_t nChannels;
     uint32_t nSamplesPerSec;
     uint32_t nAvgBytesPerSec;
-    uint16_t nBlockAlign;     // bytes of one frame
+    uint16_t nBlockAlign; // bytes of one frame
     uint16_t wBitsPerSample;
     uint16_t cbSize;
 };

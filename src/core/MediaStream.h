@@ -18,9 +18,9 @@ class CArchiveWriter;
 
 class CMediaStream : public CObject {
 public:
-    virtual int32_t GetFrameSize() = 0;  // bytes of a working frame
+    virtual int32_t GetFrameSize() = 0; // bytes of a working frame
     virtual int64_t GetByteLength() { return GetLength() * GetFrameSize(); }
-    virtual int64_t GetLength() = 0;     // frames
+    virtual int64_t GetLength() = 0; // frames
     // A new block (caller deletes) in the working format. The section may run past the end: the
     // missing part is silence.
     virtual CMediaData* ReadFrames(CSection section) = 0;

@@ -65,7 +65,7 @@ std::string XdgRuntimeDir() {
     // another instance runs, so a folder planted by another user is not used.
     const std::string folder = "/tmp/tidework-" + std::to_string(::getuid());
     ::mkdir(folder.c_str(), 0700);
-    struct stat st{};
+    struct stat st {};
     if (::lstat(folder.c_str(), &st) == 0 && S_ISDIR(st.st_mode) && st.st_uid == ::getuid())
         return folder;
     const std::string own = XdgStateHome() + "/VondTidewright/Runtime";

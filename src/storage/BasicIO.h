@@ -21,11 +21,11 @@ public:
     IBasicIO(const IBasicIO&) = delete;
     IBasicIO& operator=(const IBasicIO&) = delete;
 
-    virtual int64_t GetLength() = 0;                        // bytes
-    virtual void Seek(int64_t position) = 0;                // absolute byte position
+    virtual int64_t GetLength() = 0;         // bytes
+    virtual void Seek(int64_t position) = 0; // absolute byte position
     virtual bool Write(const void* source, uint32_t count) = 0;
     virtual bool Read(void* target, uint32_t count) = 0;
-    virtual std::string GetTypeName() = 0;                  // "FileIO", "MemoryIO", "RaffIO", ...
+    virtual std::string GetTypeName() = 0; // "FileIO", "MemoryIO", "RaffIO", ...
     virtual std::string GetFileName() { return {}; }
     virtual void Close() {}
     virtual void Lock() { m_lock.lock(); }
