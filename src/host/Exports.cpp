@@ -126,7 +126,7 @@ TW_EXPORT int32_t tkNewFile(ITkCloseCallback* callback, const char16_t* commandL
 
 TW_EXPORT int32_t tkSaveFile(const char16_t* path) {
     EnterModule();
-    const WindowHandle frame = CFileThreadList::Instance().FindFrameByFirstUnit(ToUtf16(ToUtf8(path)));
+    const WindowHandle frame = CFileThreadList::Instance().FindFrameByFirstUnit(path != nullptr ? path : u"");
     if (frame == 0)
         return 1;
     return static_cast<int32_t>(CWindow::SendMessage(frame, WM_QUERYENDSESSION));
@@ -134,7 +134,7 @@ TW_EXPORT int32_t tkSaveFile(const char16_t* path) {
 
 TW_EXPORT int32_t tkCloseFile(const char16_t* path) {
     EnterModule();
-    const WindowHandle frame = CFileThreadList::Instance().FindFrameByFirstUnit(ToUtf16(ToUtf8(path)));
+    const WindowHandle frame = CFileThreadList::Instance().FindFrameByFirstUnit(path != nullptr ? path : u"");
     if (frame == 0)
         return 0;
     CWindow::SendMessage(frame, WM_CLOSE);

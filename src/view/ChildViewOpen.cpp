@@ -17,13 +17,6 @@ namespace {
 
 constexpr uint32_t kReadFailed = 141; // "An error occurred while reading from the file %s."
 
-template <class T> CFilteredInput* TakeInput(T&& input) {
-    if constexpr (requires { input.release(); })
-        return input.release();
-    else
-        return input;
-}
-
 // File kinds go by the last three characters of the path, without regard to case.
 bool IsProjectPath(const std::string& path) {
     if (path.size() < 3)
@@ -54,7 +47,7 @@ bool CChildView::LoadFile(const std::string& path) {
     CFileFilterManager* manager = CFileFilterManager::Instance();
     if (manager == nullptr)
         return fail();
-    std::unique_ptr<CFilteredInput> reader(TakeInput(manager->CreateInput()));
+    std::unique_ptr<CFilteredInput> reader(manager->CreateInput());
     if (!reader || !reader->OpenFile(path, false))
         return fail();
     CLabelList labels;
