@@ -94,17 +94,6 @@ TEST(ComRuntime, Bstr_HasItsByteLengthBeforeItAndATerminatorAfter) {
     SysFreeString(nullptr);
 }
 
-TEST(ComRuntime, Layouts_MatchWindowsX64) {
-    EXPECT_EQ(sizeof(SAFEARRAY), 32u);
-    EXPECT_EQ(offsetof(SAFEARRAY, cbElements), 4u);
-    EXPECT_EQ(offsetof(SAFEARRAY, cLocks), 8u);
-    EXPECT_EQ(offsetof(SAFEARRAY, pvData), 16u);
-    EXPECT_EQ(offsetof(SAFEARRAY, rgsabound), 24u);
-    EXPECT_EQ(sizeof(VARIANT), 24u);
-    EXPECT_EQ(offsetof(VARIANT, llVal), 8u);
-    EXPECT_EQ(sizeof(GUID), 16u);
-}
-
 TEST(ComRuntime, SafeArrayVector_HasElementSizesFeaturesAndBounds) {
     struct Case {
         VARTYPE vt;

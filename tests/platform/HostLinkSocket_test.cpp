@@ -61,7 +61,7 @@ std::vector<uint8_t> Header(uint32_t code, uint32_t bytes) {
 
 } // namespace
 
-TEST(HostLink, Notification_ArrivesWithCodeTextAndReply) {
+TEST(HostLink, Notification_ArrivesWithCodeTextAndReply_AndWithoutAListenerIsNoHost) {
     Received received;
     const uint32_t window = UniqueWindow();
     CHostLinkListener listener(window, [&](uint32_t code, const std::u16string& text) {
@@ -81,9 +81,6 @@ TEST(HostLink, Notification_ArrivesWithCodeTextAndReply) {
     EXPECT_EQ(received.items[0].first, 4u);
     EXPECT_EQ(received.items[0].second, payload);
     EXPECT_EQ(received.items[1].second, u"");
-}
-
-TEST(HostLink, NoListener_IsNoHost) {
     EXPECT_EQ(SendHostNotification(UniqueWindow(), false, 0, 1, u"x"), HostSendResult::NoHost);
 }
 

@@ -26,7 +26,7 @@ public:
             if (setup)
                 setup(loop);
             ready.set_value(&loop);
-            m_exitCode = loop.Run();
+            loop.Run();
         });
         m_loop = future.get();
     }
@@ -38,13 +38,17 @@ public:
         }
     }
     CMessageLoop& Loop() { return *m_loop; }
-    int ExitCode() const { return m_exitCode; }
     std::thread& Thread() { return m_thread; }
 
 private:
     std::thread m_thread;
     CMessageLoop* m_loop = nullptr;
-    int m_exitCode = -1;
+};
+
+// A window that answers every message with 99.
+class Answer : public CWindow {
+public:
+    intptr_t WindowProc(uint32_t, uintptr_t, intptr_t) override { return 99; }
 };
 
 } // namespace
@@ -73,14 +77,6 @@ TEST(MessageLoop, PostedMessagesAndCalls_ArriveInOrderOnTheLoopThread) {
         EXPECT_EQ(seen[i], id % 10 == 0 ? id : static_cast<int>(WM_USER) + id);
     }
     EXPECT_EQ(handlerThread, worker.Thread().get_id());
-}
-
-TEST(MessageLoop, QuitCode_IsWhatRunReturns_AndLaterPostsAreRefused) {
-    LoopThread worker;
-    CMessageLoop& loop = worker.Loop();
-    loop.Quit(42);
-    worker.Thread().join();
-    EXPECT_EQ(worker.ExitCode(), 42);
 }
 
 TEST(MessageLoop, SendFromAnotherThread_WaitsForTheAnswer) {
@@ -129,10 +125,6 @@ TEST(MessageLoop, TwoLoopsSendingToEachOther_DoNotDeadlock) {
 }
 
 TEST(MessageLoop, SendQueuedBehindAQuit_AnswersZeroInsteadOfHanging) {
-    class Answer : public CWindow {
-    public:
-        intptr_t WindowProc(uint32_t, uintptr_t, intptr_t) override { return 99; }
-    };
     std::unique_ptr<Answer> window;
     CEvent release(true, false);
     LoopThread worker([&](CMessageLoop& loop) {
@@ -154,10 +146,6 @@ TEST(MessageLoop, SendQueuedBehindAQuit_AnswersZeroInsteadOfHanging) {
 }
 
 TEST(MessageLoop, PendingSendsAtDestruction_AreAnsweredWithZero) {
-    class Answer : public CWindow {
-    public:
-        intptr_t WindowProc(uint32_t, uintptr_t, intptr_t) override { return 99; }
-    };
     auto loop = std::make_unique<CMessageLoop>(); // never run
     Answer window;
     const WindowHandle handle = window.Create();
