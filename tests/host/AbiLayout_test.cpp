@@ -21,6 +21,8 @@ TEST(Abi, ComTypes_KeepTheirWindowsFieldOffsets) {
     EXPECT_EQ(offsetof(GUID, Data2), 4u);
     EXPECT_EQ(offsetof(GUID, Data3), 6u);
     EXPECT_EQ(offsetof(GUID, Data4), 8u);
+    EXPECT_EQ(offsetof(SAFEARRAY, cbElements), 4u);
+    EXPECT_EQ(offsetof(SAFEARRAY, cLocks), 8u);
     EXPECT_EQ(offsetof(SAFEARRAY, pvData), 16u);
     EXPECT_EQ(offsetof(SAFEARRAY, rgsabound), 24u);
     EXPECT_EQ(offsetof(VARIANT, llVal), 8u);

@@ -16,7 +16,6 @@
 
 #include <tidework/tidework.h>
 
-#include <atomic>
 #include <chrono>
 #include <fstream>
 #include <future>
@@ -72,6 +71,20 @@ protected:
         return titles;
     }
 
+    // Runs a "Stubborn" dialog over the frame on its document thread and waits until it is up;
+    // the future gives the dialog's result.
+    static std::future<int> ShowDialogOver(WindowHandle frame) {
+        auto result = std::make_shared<std::promise<int>>();
+        std::future<int> future = result->get_future();
+        CWindow::LoopOf(frame)->PostCall([result, frame] {
+            StubbornDialog dialog;
+            result->set_value(dialog.DoModal(frame));
+        });
+        while (CWindow::IsWindowEnabled(frame))
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        return future;
+    }
+
     std::shared_ptr<CHeadlessPresentation> presentation;
 };
 
@@ -108,20 +121,11 @@ TEST_F(InProcess, Shutdown_EndsADialogThatIgnoresClose_WithCancelAfterAboutASeco
     ASSERT_EQ(tkNewFile(nullptr, nullptr), 0);
     const auto docs = FramesAndViews();
     ASSERT_EQ(docs.size(), 1u);
-    const WindowHandle frame = docs[0].first;
-
-    std::promise<int> result;
-    CWindow::LoopOf(frame)->PostCall([&result, frame] {
-        StubbornDialog dialog;
-        result.set_value(dialog.DoModal(frame));
-    });
-    while (CWindow::IsWindowEnabled(frame))
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    auto future = ShowDialogOver(docs[0].first);
 
     const auto start = std::chrono::steady_clock::now();
     tkShutdown();
     const auto elapsed = std::chrono::steady_clock::now() - start;
-    auto future = result.get_future();
     ASSERT_EQ(future.wait_for(std::chrono::seconds(5)), std::future_status::ready);
     EXPECT_EQ(future.get(), IDCANCEL);
     EXPECT_GE(elapsed, std::chrono::milliseconds(900));
@@ -133,19 +137,12 @@ TEST_F(InProcess, Shutdown_ClosesADialogThatAcceptsClose_WithoutWaiting) {
     presentation->OnDialog(
         "Stubborn", [](CModalDialog&) {}, /*ignoreClose=*/false);
     ASSERT_EQ(tkNewFile(nullptr, nullptr), 0);
-    const WindowHandle frame = FramesAndViews().at(0).first;
-    std::promise<int> result;
-    CWindow::LoopOf(frame)->PostCall([&result, frame] {
-        StubbornDialog dialog;
-        result.set_value(dialog.DoModal(frame));
-    });
-    while (CWindow::IsWindowEnabled(frame))
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    auto result = ShowDialogOver(FramesAndViews().at(0).first);
 
     const auto start = std::chrono::steady_clock::now();
     tkShutdown();
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(500));
-    EXPECT_EQ(result.get_future().get(), IDCANCEL);
+    EXPECT_EQ(result.get(), IDCANCEL);
 }
 
 TEST_F(InProcess, ClosingAnyDocument_EmptiesTheInternalClipboard_AndReleasesItsStreams) {
@@ -168,28 +165,13 @@ TEST_F(InProcess, ClosingAnyDocument_EmptiesTheInternalClipboard_AndReleasesItsS
     EXPECT_EQ(ObjectPool().GetRefCount(stream), 0);
 }
 
-TEST_F(InProcess, CloseAllWindows_ClosesEveryDocument_WhenNoneRefuses) {
-    ASSERT_EQ(tkNewFile(nullptr, nullptr), 0);
-    ASSERT_EQ(tkNewFile(nullptr, nullptr), 0);
-    ASSERT_EQ(tkNewFile(nullptr, nullptr), 0);
-    CWindow::PostMessage(FramesAndViews().at(1).first, WM_COMMAND, 32816);
-    EXPECT_TRUE(WaitIdle());
-}
-
 TEST_F(InProcess, CloseAllWindows_WithADialogUp_ClosesNothing) {
     presentation->OnDialog(
         "Stubborn", [](CModalDialog&) {}, true);
     ASSERT_EQ(tkNewFile(nullptr, nullptr), 0);
     ASSERT_EQ(tkNewFile(nullptr, nullptr), 0);
     const auto docs = FramesAndViews();
-    std::atomic<bool> done{false};
-    CWindow::LoopOf(docs[0].first)->PostCall([&done, frame = docs[0].first] {
-        StubbornDialog dialog;
-        dialog.DoModal(frame);
-        done = true;
-    });
-    while (CWindow::IsWindowEnabled(docs[0].first))
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    auto result = ShowDialogOver(docs[0].first);
     CWindow::SendMessage(docs[1].first, WM_COMMAND, 32816);
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
     EXPECT_EQ(FramesAndViews().size(), 2u);
@@ -197,9 +179,8 @@ TEST_F(InProcess, CloseAllWindows_WithADialogUp_ClosesNothing) {
     for (const auto& shown : presentation->History())
         raised = raised || (shown.kind == "top" && shown.window == docs[0].first);
     EXPECT_TRUE(raised);
-    tkShutdown(); // ends the dialog before `done` goes out of scope
-    while (!done)
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    tkShutdown();
+    EXPECT_EQ(result.get(), IDCANCEL);
 }
 
 TEST_F(InProcess, CloseFile_WhileADialogIsUp_LeavesTheDocumentToTheCloseSequence) {
@@ -207,26 +188,25 @@ TEST_F(InProcess, CloseFile_WhileADialogIsUp_LeavesTheDocumentToTheCloseSequence
         "Stubborn", [](CModalDialog&) {}, /*ignoreClose=*/false);
     ASSERT_EQ(tkNewFile(nullptr, nullptr), 0);
     const WindowHandle frame = FramesAndViews().at(0).first;
-    std::promise<int> result;
-    CWindow::LoopOf(frame)->PostCall([&result, frame] {
-        StubbornDialog dialog;
-        result.set_value(dialog.DoModal(frame));
-    });
-    while (CWindow::IsWindowEnabled(frame))
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    auto result = ShowDialogOver(frame);
 
     EXPECT_EQ(tkCloseFile(u""), 1); // it matched, but the frame refuses while its dialog runs
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     EXPECT_TRUE(CWindow::IsWindow(frame));
     tkShutdown(); // the close sequence ends the dialog first
-    EXPECT_EQ(result.get_future().get(), IDCANCEL);
+    EXPECT_EQ(result.get(), IDCANCEL);
     EXPECT_TRUE(WaitIdle());
 }
 
-TEST_F(InProcess, CloseAllAndWait_ReturnsOnceEveryDocumentHasLeftTheList) {
+TEST_F(InProcess, CloseAll_ByCommandOrAndWait_ClosesEveryDocument_WhenNoneRefuses) {
+    for (int i = 0; i < 3; ++i)
+        ASSERT_EQ(tkNewFile(nullptr, nullptr), 0);
+    CWindow::PostMessage(FramesAndViews().at(1).first, WM_COMMAND, 32816);
+    EXPECT_TRUE(WaitIdle());
+
     ASSERT_EQ(tkNewFile(nullptr, nullptr), 0);
     ASSERT_EQ(tkNewFile(nullptr, nullptr), 0);
-    CFileThreadList::Instance().CloseAllAndWait();
+    CFileThreadList::Instance().CloseAllAndWait(); // returns once every document has left the list
     EXPECT_TRUE(FramesAndViews().empty());
 }
 

@@ -67,11 +67,6 @@ protected:
     Library& lib = SharedLibrary();
 };
 
-TEST_F(LibraryHost, Version_IsAlways100) {
-    EXPECT_EQ(lib.GetVersion(), 100u);
-    EXPECT_EQ(lib.GetVersion(), 100u);
-}
-
 TEST_F(LibraryHost, OpenFile_OnAGeneratedWav_AnswersZeroAfterStartedAndOpenedNotifications) {
     const std::string path = NewWav("tone.wav");
     RecordingCallback callback;
@@ -94,17 +89,14 @@ TEST_F(LibraryHost, OpenFile_OnAGeneratedWav_AnswersZeroAfterStartedAndOpenedNot
     EXPECT_EQ(lib.QueryFileOpened(U16(path).c_str()), 0);
 }
 
-TEST_F(LibraryHost, QueryFileOpened_ComparesTheWholePathWithoutCase) {
+TEST_F(LibraryHost, QueryFileOpened_ComparesTheWholePathWithoutCase_AndNeverMatchesAnUntitledDocument) {
     const std::string path = NewWav("Case.wav");
     ASSERT_EQ(lib.OpenFile(U16(path).c_str(), nullptr), 0);
     EXPECT_EQ(lib.QueryFileOpened(U16(Upper(path)).c_str()), 1);
     EXPECT_EQ(lib.QueryFileOpened(U16(path + "x").c_str()), 0);
     EXPECT_EQ(lib.QueryFileOpened(U16(path.substr(0, path.size() - 1)).c_str()), 0);
-}
-
-TEST_F(LibraryHost, QueryFileOpened_WithOnlyAnUntitledDocument_AnswersZero) {
+    // An untitled document matches no path, not even an empty one.
     ASSERT_EQ(lib.NewFile(nullptr, nullptr), 0);
-    EXPECT_EQ(lib.QueryFileOpened(u"/tmp/anything.wav"), 0);
     EXPECT_EQ(lib.QueryFileOpened(u""), 0);
     EXPECT_EQ(lib.QueryFileOpened(nullptr), 0);
     EXPECT_EQ(lib.QueryRunStatus(), 1);
@@ -126,10 +118,12 @@ TEST_F(LibraryHost, CloseFile_MatchesOnTheFirstCharacterOnly_AndTheFirstListedWi
     EXPECT_EQ(Listener().Count(TK_NOTIFY_CLOSING), 1);
 }
 
-TEST_F(LibraryHost, SaveAndClose_WithoutAMatchingDocument_AnswerOneAndZero) {
+TEST_F(LibraryHost, SaveCloseAndOpen_WithoutAMatchingDocumentOrFile_Answer1_0And5) {
     EXPECT_EQ(lib.SaveFile(u"/nothing/open.wav"), 1);
     EXPECT_EQ(lib.CloseFile(u"/nothing/open.wav"), 0);
     EXPECT_EQ(lib.QueryRunStatus(), 0);
+    EXPECT_EQ(lib.OpenFile(u"/no/such/file.wav", nullptr), 5);
+    EXPECT_TRUE(lib.WaitUntilIdle());
 }
 
 TEST_F(LibraryHost, SaveFile_OnAnUnchangedDocument_AnswersTheFramesYes) {
@@ -154,11 +148,6 @@ TEST_F(LibraryHost, OpenFile_OnADamagedFile_Answers5_ReportsTheFailure_AndLeaves
     // The library still opens good files afterwards.
     const std::string good = NewWav("after-damage.wav");
     EXPECT_EQ(lib.OpenFile(U16(good).c_str(), nullptr), 0);
-}
-
-TEST_F(LibraryHost, OpenFile_OnAMissingFile_Answers5) {
-    EXPECT_EQ(lib.OpenFile(u"/no/such/file.wav", nullptr), 5);
-    EXPECT_TRUE(lib.WaitUntilIdle());
 }
 
 TEST_F(LibraryHost, Shutdown_ClosesEveryDocument_EachTellingTheHost) {
@@ -238,7 +227,8 @@ TEST_F(LibraryHost, PeakFile_AfterOpen_HoldsTheStoredHeaderAndOneRowPer256Frames
     }
 }
 
-TEST_F(LibraryHost, ComServer_HasNoClassesYet_AndCanUnload) {
+TEST_F(LibraryHost, Version_Is100_AndTheComServerHasNoClassesYetAndCanUnload) {
+    EXPECT_EQ(lib.GetVersion(), 100u);
     const GUID unknown = {0x12345678, 0x1234, 0x5678, {1, 2, 3, 4, 5, 6, 7, 8}};
     void* out = reinterpret_cast<void*>(1);
     EXPECT_EQ(lib.GetClassObject(&unknown, &IID_IClassFactory, &out), CLASS_E_CLASSNOTAVAILABLE);
