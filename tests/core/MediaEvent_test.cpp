@@ -17,43 +17,37 @@ using test::DecimateTransform;
 using test::GainTransform;
 using test::VectorStream;
 
-TEST(MediaEvent, CrossFade_LongerThanTheSourceRange_LeavesAnEmptyTimelineAtTheSourceStart) {
+TEST(MediaEvent, SetCrossFade_GrowsTheReadRange_HeldToWhatTheStreamHas) {
     std::unique_ptr<VectorStream> stream(VectorStream::Ramp(1000));
-    // The last 100 frames of the stream, asked to fade over 150: the read range cannot grow, so
-    // the fade swallows the whole event.
-    CMediaEvent event(stream.get(), CSection(900, 1000));
-    event.SetCrossFade(150);
-    EXPECT_EQ(event.GetCrossFade(), 150);
-    EXPECT_EQ(event.GetSourceRange(), CSection(900, 1000));
-    EXPECT_EQ(event.GetTimelineSection(), CSection(900, 900));
-    EXPECT_EQ(event.GetTimelineSection().SectionLength(), 0);
-}
-
-TEST(MediaEvent, SetCrossFadeZero_GivesTheTailBack) {
-    std::unique_ptr<VectorStream> stream(VectorStream::Ramp(10000));
-    CMediaEvent event(stream.get(), CSection(0, 1000));
+    CMediaEvent event(stream.get(), CSection(0, 600));
     event.SetCrossFade(250);
-    EXPECT_EQ(event.GetSourceRange(), CSection(0, 1250));
-    EXPECT_EQ(event.GetSourceSection(), CSection(0, 1000));
+    EXPECT_EQ(event.GetSourceRange(), CSection(0, 850));
+    EXPECT_EQ(event.GetSourceSection(), CSection(0, 600));
     EXPECT_EQ(event.GetCrossFadeOut(), 250);
+    // Zero gives the tail back.
     event.SetCrossFade(0);
-    EXPECT_EQ(event.GetSourceRange(), CSection(0, 1000));
+    EXPECT_EQ(event.GetSourceRange(), CSection(0, 600));
     EXPECT_EQ(event.GetCrossFade(), 0);
-}
 
-TEST(MediaEvent, SetCrossFade_IsHeldToWhatTheStreamHas) {
-    std::unique_ptr<VectorStream> stream(VectorStream::Ramp(1000));
-    CMediaEvent event(stream.get(), CSection(0, 900));
     // Longer than the whole stream: the fade is cut to the stream's length, the end to the stream.
-    event.SetCrossFade(5000);
-    EXPECT_EQ(event.GetCrossFade(), 1000);
-    EXPECT_EQ(event.GetSourceRange().m_end, 1000);
+    CMediaEvent whole(stream.get(), CSection(0, 900));
+    whole.SetCrossFade(5000);
+    EXPECT_EQ(whole.GetCrossFade(), 1000);
+    EXPECT_EQ(whole.GetSourceRange().m_end, 1000);
 
     // Too little behind the cut shortens the visible part by the difference.
     CMediaEvent cut(stream.get(), CSection(0, 900));
     cut.SetCrossFade(200);
     EXPECT_EQ(cut.GetSourceRange(), CSection(0, 1000));
     EXPECT_EQ(cut.GetTimelineSection(), CSection(0, 800));
+
+    // The last 100 frames, asked to fade over 150: the read range cannot grow, so the fade
+    // swallows the whole event and leaves an empty timeline at the source start.
+    CMediaEvent tail(stream.get(), CSection(900, 1000));
+    tail.SetCrossFade(150);
+    EXPECT_EQ(tail.GetCrossFade(), 150);
+    EXPECT_EQ(tail.GetSourceRange(), CSection(900, 1000));
+    EXPECT_EQ(tail.GetTimelineSection(), CSection(900, 900));
 }
 
 TEST(MediaEvent, HalfSpeedStretch_DoublesTheSourceBehindATimelineSection) {

@@ -7,7 +7,7 @@
 namespace tw {
 namespace {
 
-TEST(ObjectPool, Release_DeletesOnlyAtTheLastReference) {
+TEST(ObjectPool, Release_DeletesOnlyAtTheLastReference_AndIgnoresObjectsNotPooled) {
     CObjectPool pool;
     bool deleted = false;
     auto* stream = test::VectorStream::Ramp(10, &deleted);
@@ -20,16 +20,14 @@ TEST(ObjectPool, Release_DeletesOnlyAtTheLastReference) {
     pool.Release(stream);
     EXPECT_TRUE(deleted);
     EXPECT_EQ(pool.GetCount(), 0);
-}
 
-TEST(ObjectPool, Release_OfAnObjectThatIsNotPooled_DoesNothing) {
-    CObjectPool pool;
-    bool deleted = false;
-    test::VectorStream stream({0.0f}, 1, &deleted);
-    pool.Release(&stream);
+    // An object the pool never held is left alone.
+    bool foreignDeleted = false;
+    test::VectorStream foreign({0.0f}, 1, &foreignDeleted);
+    pool.Release(&foreign);
     pool.Release(nullptr);
-    EXPECT_FALSE(deleted);
-    EXPECT_EQ(pool.GetRefCount(&stream), 0);
+    EXPECT_FALSE(foreignDeleted);
+    EXPECT_EQ(pool.GetRefCount(&foreign), 0);
 }
 
 TEST(ObjectPool, FindOfClass_ListsPooledObjectsOfThatClassInPoolOrder) {

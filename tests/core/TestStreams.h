@@ -76,12 +76,7 @@ private:
 // counter of instances made.
 class DecimateTransform : public CTransformBase {
 public:
-    explicit DecimateTransform(int keep, int* instances = nullptr, bool* deleted = nullptr)
-        : m_keep(keep), m_instances(instances), m_deleted(deleted) {}
-    ~DecimateTransform() override {
-        if (m_deleted != nullptr)
-            *m_deleted = true;
-    }
+    explicit DecimateTransform(int keep, int* instances = nullptr) : m_keep(keep), m_instances(instances) {}
     CTransformBase* CreateReadInstance() override {
         if (m_instances != nullptr)
             ++*m_instances;
@@ -100,7 +95,6 @@ public:
 private:
     int m_keep;
     int* m_instances;
-    bool* m_deleted;
 };
 
 // Multiplies in place; its read instances are plain copies.
