@@ -33,7 +33,7 @@ TEST_F(DirectoryManagerTest, GetDirectory_NothingStored_MakesTheXdgDefaultsWithO
         EXPECT_TRUE(fs::is_directory(folder)) << folder;
 }
 
-TEST_F(DirectoryManagerTest, GetDirectory_StoredPathMissing_MakesItLevelByLevel) {
+TEST_F(DirectoryManagerTest, GetDirectory_StoredPathMissing_MakesItLevelByLevelWithOneTrailingSeparator) {
     const std::string stored = home.root + "/work/a/b/c";
     directories.SetDirectory(3, stored);
 
@@ -43,11 +43,9 @@ TEST_F(DirectoryManagerTest, GetDirectory_StoredPathMissing_MakesItLevelByLevel)
     EXPECT_TRUE(fs::is_directory(stored));
     // The default is made as well, so that switching back never finds a missing folder.
     EXPECT_TRUE(fs::is_directory(home.root + "/XDG_STATE_HOME/VondTidewright/Temporary"));
-}
 
-TEST_F(DirectoryManagerTest, GetDirectory_StoredPathWithSeveralSeparators_KeepsExactlyOne) {
     directories.SetDirectory(1, home.root + "/presets///");
-    EXPECT_EQ(directories.GetDirectory(1), home.root + "/presets/");
+    EXPECT_EQ(directories.GetDirectory(1), home.root + "/presets/") << "exactly one separator";
 }
 
 TEST_F(DirectoryManagerTest, SetDirectory_PeakFolder_IsWrittenAsPeakfilesAndReadBack) {
@@ -58,13 +56,11 @@ TEST_F(DirectoryManagerTest, SetDirectory_PeakFolder_IsWrittenAsPeakfilesAndRead
     EXPECT_EQ(directories.GetDirectory(2), home.root + "/peaks/");
 }
 
-TEST_F(DirectoryManagerTest, SetDirectory_KeysBeyondFour_AreIgnored) {
+TEST_F(DirectoryManagerTest, SetDirectory_KeysBeyondFour_AreIgnored_AndUnknownKeysFail) {
     directories.SetDirectory(7, home.root + "/elsewhere");
     EXPECT_EQ(directories.GetDirectory(7), home.root + "/XDG_DATA_HOME/VondTidewright/Templates/");
     EXPECT_FALSE(fs::exists(home.root + "/elsewhere"));
-}
 
-TEST_F(DirectoryManagerTest, GetDirectory_UnknownKey_Fails) {
     std::string out = "unchanged";
     EXPECT_FALSE(directories.GetDirectory(0, out));
     EXPECT_FALSE(directories.GetDirectory(10, out));

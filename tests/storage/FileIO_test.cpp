@@ -72,7 +72,6 @@ TEST_F(FileIOTest, BaseOffset_MakesAWindowFromThatByteOn) {
     ASSERT_TRUE(io.Read(b, 1));
     EXPECT_EQ(b[0], ByteAt(150));
     EXPECT_EQ(io.GetFileName(), path);
-    EXPECT_EQ(io.GetTypeName(), "FileIO");
 }
 
 TEST_F(FileIOTest, Write_WithAFixedLength_IsClippedAndFailsAtTheEnd) {

@@ -17,7 +17,6 @@ TEST(MemoryIO, Open_TakesTheBlockAndTheFormatWhenGiven) {
     EXPECT_EQ(io.GetLength(), 64);
     EXPECT_EQ(io.GetBase(), block->data());
     EXPECT_TRUE(SameFormat(io.GetPrivateFormat(), format));
-    EXPECT_EQ(io.GetTypeName(), "MemoryIO");
 
     CMemoryIO empty;
     EXPECT_FALSE(empty.Open(nullptr, nullptr));
@@ -31,14 +30,11 @@ TEST(MemoryIO, ReadAndWrite_CopyAtThePositionAndAdvance) {
     io.Seek(6);
     EXPECT_TRUE(io.Write(data, 4));
     EXPECT_TRUE(io.Write(data, 2));
-    EXPECT_EQ((*block)[6], 1);
-    EXPECT_EQ((*block)[10], 1);
-    EXPECT_EQ((*block)[11], 2);
-
     uint8_t back[6] = {};
     io.Seek(6);
     EXPECT_TRUE(io.Read(back, 6));
     EXPECT_EQ(std::memcmp(back, "\x01\x02\x03\x04\x01\x02", 6), 0);
+    EXPECT_EQ(std::memcmp(block->data() + 6, back, 6), 0);
 }
 
 TEST(MemoryIO, TransfersOutsideTheBlock_TouchNothingOutsideIt) {
