@@ -4,51 +4,61 @@
 
 namespace fh {
 
+// One loop per width: the width is chosen once per call, not once per sample, so each loop is
+// simple enough for the compiler to vectorise.
 void UnpackSamples(const uint8_t* in, int32_t* out, size_t count, uint32_t bits) {
-    for (size_t i = 0; i < count; ++i) {
-        uint32_t v = 0;
-        switch (bits) {
-        case 8:
-            v = static_cast<uint32_t>(static_cast<uint8_t>(in[i] ^ 0x80)) << 24;
-            break;
-        case 16:
-            v = (uint32_t(in[2 * i]) | uint32_t(in[2 * i + 1]) << 8) << 16;
-            break;
-        case 24:
-            v = (uint32_t(in[3 * i]) | uint32_t(in[3 * i + 1]) << 8 | uint32_t(in[3 * i + 2]) << 16) << 8;
-            break;
-        default:
-            v = uint32_t(in[4 * i]) | uint32_t(in[4 * i + 1]) << 8 | uint32_t(in[4 * i + 2]) << 16 |
-                uint32_t(in[4 * i + 3]) << 24;
-            break;
-        }
-        out[i] = static_cast<int32_t>(v);
+    switch (bits) {
+    case 8:
+        for (size_t i = 0; i < count; ++i)
+            out[i] = static_cast<int32_t>(static_cast<uint32_t>(static_cast<uint8_t>(in[i] ^ 0x80)) << 24);
+        break;
+    case 16:
+        for (size_t i = 0; i < count; ++i)
+            out[i] = static_cast<int32_t>((uint32_t(in[2 * i]) | uint32_t(in[2 * i + 1]) << 8) << 16);
+        break;
+    case 24:
+        for (size_t i = 0; i < count; ++i)
+            out[i] = static_cast<int32_t>(
+                (uint32_t(in[3 * i]) | uint32_t(in[3 * i + 1]) << 8 | uint32_t(in[3 * i + 2]) << 16) << 8);
+        break;
+    default:
+        for (size_t i = 0; i < count; ++i)
+            out[i] = static_cast<int32_t>(uint32_t(in[4 * i]) | uint32_t(in[4 * i + 1]) << 8 |
+                                          uint32_t(in[4 * i + 2]) << 16 | uint32_t(in[4 * i + 3]) << 24);
+        break;
     }
 }
 
 void PackSamples(const int32_t* in, uint8_t* out, size_t count, uint32_t bits) {
-    for (size_t i = 0; i < count; ++i) {
-        auto v = static_cast<uint32_t>(in[i]);
-        switch (bits) {
-        case 8:
-            out[i] = static_cast<uint8_t>((v >> 24) ^ 0x80);
-            break;
-        case 16:
+    switch (bits) {
+    case 8:
+        for (size_t i = 0; i < count; ++i)
+            out[i] = static_cast<uint8_t>((static_cast<uint32_t>(in[i]) >> 24) ^ 0x80);
+        break;
+    case 16:
+        for (size_t i = 0; i < count; ++i) {
+            auto v = static_cast<uint32_t>(in[i]);
             out[2 * i] = static_cast<uint8_t>(v >> 16);
             out[2 * i + 1] = static_cast<uint8_t>(v >> 24);
-            break;
-        case 24:
+        }
+        break;
+    case 24:
+        for (size_t i = 0; i < count; ++i) {
+            auto v = static_cast<uint32_t>(in[i]);
             out[3 * i] = static_cast<uint8_t>(v >> 8);
             out[3 * i + 1] = static_cast<uint8_t>(v >> 16);
             out[3 * i + 2] = static_cast<uint8_t>(v >> 24);
-            break;
-        default:
+        }
+        break;
+    default:
+        for (size_t i = 0; i < count; ++i) {
+            auto v = static_cast<uint32_t>(in[i]);
             out[4 * i] = static_cast<uint8_t>(v);
             out[4 * i + 1] = static_cast<uint8_t>(v >> 8);
             out[4 * i + 2] = static_cast<uint8_t>(v >> 16);
             out[4 * i + 3] = static_cast<uint8_t>(v >> 24);
-            break;
         }
+        break;
     }
 }
 

@@ -10,8 +10,37 @@
 namespace fh {
 
 namespace {
+
+// Frames converted per libsndfile call, and read ahead when a caller asks for less than a frame.
 constexpr sf_count_t kChunkFrames = 4096;
+
+// True when the bytes libsndfile reads raw from `file` are already the delivered layout: integer
+// PCM of 8 bits unsigned, 16, 24 or 32 bits, little-endian, stored plainly in a RIFF-family
+// container. Other containers may hold these subtypes compressed (FLAC) or big-endian (AIFF).
+bool StoresDeliveredLayout(SNDFILE* file, const SF_INFO& info) {
+    switch (info.format & SF_FORMAT_TYPEMASK) {
+    case SF_FORMAT_WAV:
+    case SF_FORMAT_WAVEX:
+    case SF_FORMAT_RF64:
+    case SF_FORMAT_W64:
+        break;
+    default:
+        return false;
+    }
+    switch (info.format & SF_FORMAT_SUBMASK) {
+    case SF_FORMAT_PCM_U8:
+    case SF_FORMAT_PCM_16:
+    case SF_FORMAT_PCM_24:
+    case SF_FORMAT_PCM_32:
+        break;
+    default:
+        return false;
+    }
+    // A big-endian RIFF file (or a big-endian host) needs the conversion.
+    return sf_command(file, SFC_RAW_DATA_NEEDS_ENDSWAP, nullptr, 0) == SF_FALSE;
 }
+
+} // namespace
 
 CSource::CSource(SNDFILE* file, const SF_INFO& info, bool hasCues, std::vector<WavCue> cues)
     : m_file(file), m_info(info), m_hasCues(hasCues) {
@@ -21,6 +50,7 @@ CSource::CSource(SNDFILE* file, const SF_INFO& info, bool hasCues, std::vector<W
     // Float and compressed data are read as doubles and scaled here: libsndfile's own float to
     // integer reading rounds the values as they stand or scales by the file's peak.
     m_viaDouble = StoredBits(info.format & SF_FORMAT_SUBMASK) == 0;
+    m_raw = file && !m_viaDouble && StoresDeliveredLayout(file, info);
     for (auto& c : cues) {
         Cue cue{c.frame, {}};
         if (!c.artist.empty())
@@ -100,6 +130,28 @@ sf_count_t CSource::ReadFrames(sf_count_t frames) {
     return got;
 }
 
+int64_t CSource::ReadInto(uint8_t* out, sf_count_t frames) {
+    if (m_raw) {
+        sf_count_t got = sf_read_raw(m_file, out, frames * m_blockAlign);
+        if (got <= 0)
+            return sf_error(m_file) != SF_ERR_NO_ERROR ? -1 : 0;
+        const sf_count_t rest = got % m_blockAlign;
+        if (rest != 0) {
+            // The file ended inside a frame. libsndfile counts only whole frames, so the file is put
+            // back at the frame it stands on before the part is read again as the next frame.
+            got -= rest;
+            sf_seek(m_file, sf_seek(m_file, 0, SEEK_CUR), SEEK_SET);
+        }
+        return got;
+    }
+    m_ints.resize(static_cast<size_t>(frames) * m_info.channels);
+    sf_count_t got = ReadFrames(frames);
+    if (got <= 0)
+        return sf_error(m_file) != SF_ERR_NO_ERROR ? -1 : 0;
+    PackSamples(m_ints.data(), out, static_cast<size_t>(got) * m_info.channels, m_bits);
+    return got * m_blockAlign;
+}
+
 bool CSource::Read(void* buffer, uint32_t bytes, uint32_t* delivered, IFormatStatus** status) {
     if (delivered)
         *delivered = 0;
@@ -114,29 +166,35 @@ bool CSource::Read(void* buffer, uint32_t bytes, uint32_t* delivered, IFormatSta
     auto* out = static_cast<uint8_t*>(buffer);
     uint32_t done = 0;
     while (done < bytes) {
-        if (m_pendingAt == m_pending.size()) {
-            sf_count_t want =
-                std::min<sf_count_t>(kChunkFrames, (bytes - done + m_blockAlign - 1) / m_blockAlign);
-            m_ints.resize(static_cast<size_t>(want) * m_info.channels);
-            sf_count_t got = ReadFrames(want);
-            if (got <= 0) {
-                if (sf_error(m_file) != SF_ERR_NO_ERROR) {
-                    Report(status, FH_E_READ_FAULT, sf_strerror(m_file));
-                    if (delivered)
-                        *delivered = done;
-                    return done > 0;
-                }
-                break;
-            }
-            size_t samples = static_cast<size_t>(got) * m_info.channels;
-            m_pending.resize(samples * (m_bits / 8));
-            PackSamples(m_ints.data(), m_pending.data(), samples, m_bits);
+        if (m_pendingAt < m_pending.size()) {
+            size_t take = std::min<size_t>(bytes - done, m_pending.size() - m_pendingAt);
+            std::memcpy(out + done, m_pending.data() + m_pendingAt, take);
+            m_pendingAt += take;
+            done += static_cast<uint32_t>(take);
+            continue;
+        }
+        // Whole frames go straight into the caller's buffer; less than a frame is read ahead by a
+        // chunk and handed out from m_pending, so that tiny reads stay cheap.
+        const sf_count_t whole = (bytes - done) / m_blockAlign;
+        int64_t got;
+        if (whole > 0) {
+            got = ReadInto(out + done, m_raw ? whole : std::min(whole, kChunkFrames));
+        } else {
+            m_pending.resize(static_cast<size_t>(kChunkFrames) * m_blockAlign);
+            got = ReadInto(m_pending.data(), kChunkFrames);
+            m_pending.resize(static_cast<size_t>(std::max<int64_t>(got, 0)));
             m_pendingAt = 0;
         }
-        size_t take = std::min<size_t>(bytes - done, m_pending.size() - m_pendingAt);
-        std::memcpy(out + done, m_pending.data() + m_pendingAt, take);
-        m_pendingAt += take;
-        done += static_cast<uint32_t>(take);
+        if (got < 0) {
+            Report(status, FH_E_READ_FAULT, sf_strerror(m_file));
+            if (delivered)
+                *delivered = done;
+            return done > 0;
+        }
+        if (got == 0)
+            break;
+        if (whole > 0)
+            done += static_cast<uint32_t>(got);
     }
     if (delivered)
         *delivered = done;

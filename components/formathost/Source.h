@@ -1,5 +1,6 @@
 // A file opened for reading: delivers integer PCM of the file's width (float and compressed data as
-// 32 bits), any byte count at a time, and the file's cues where the format has them.
+// 32 bits), any byte count at a time, and the file's cues where the format has them. Little-endian
+// integer PCM in the RIFF family is delivered as the file stores it, without conversion.
 #pragma once
 
 #include "ComObject.h"
@@ -46,6 +47,9 @@ private:
     };
     const Cue* CueAt(int32_t cue) const;
     sf_count_t ReadFrames(sf_count_t frames); // into m_ints
+    // Up to `frames` whole frames into `out` in the delivered layout; the bytes that came (whole
+    // frames), 0 at the end of the data, -1 on a fault.
+    int64_t ReadInto(uint8_t* out, sf_count_t frames);
 
     SNDFILE* m_file;
     SF_INFO m_info;
@@ -60,6 +64,9 @@ private:
     std::vector<int32_t> m_ints;
     std::vector<double> m_doubles;
     bool m_viaDouble = false;
+    // The stored bytes are the delivered bytes: read with sf_read_raw straight into the caller's
+    // buffer.
+    bool m_raw = false;
 };
 
 } // namespace fh

@@ -559,4 +559,112 @@ TEST_F(FormatHostTest, CreateWriter_RefusesWidthsItCannotLayOutAndForeignPlugins
     EXPECT_NE(host_->CreateWriter(nullptr, target.put(), &ok), S_OK);
 }
 
+// libsndfile's own converted read of the whole file, packed to the delivered layout: what the source
+// delivered before little-endian integer files were passed through unconverted.
+std::vector<uint8_t> ConvertedRead(const std::string& path, int bits) {
+    SF_INFO info{};
+    SNDFILE* file = sf_open(path.c_str(), SFM_READ, &info);
+    if (!file)
+        return {};
+    std::vector<int32_t> samples(static_cast<size_t>(info.frames * info.channels));
+    samples.resize(static_cast<size_t>(sf_readf_int(file, samples.data(), info.frames) * info.channels));
+    sf_close(file);
+    return Pack(samples, bits);
+}
+
+TEST_F(FormatHostTest, Read_OfEveryContainerAndWidth_EqualsTheConvertedSamples_AfterSeeksAndSplitFrames) {
+    const struct {
+        const char* extension;
+        int major;
+    } containers[] = {{"wav", SF_FORMAT_WAV},  {"wav", SF_FORMAT_WAVEX}, {"rf64", SF_FORMAT_RF64},
+                      {"w64", SF_FORMAT_W64},  {"aiff", SF_FORMAT_AIFF}, {"caf", SF_FORMAT_CAF},
+                      {"flac", SF_FORMAT_FLAC}};
+    const struct {
+        int subtype;
+        int bits;
+    } widths[] = {{SF_FORMAT_PCM_U8, 8},
+                  {SF_FORMAT_PCM_S8, 8},
+                  {SF_FORMAT_PCM_16, 16},
+                  {SF_FORMAT_PCM_24, 24},
+                  {SF_FORMAT_PCM_32, 32}};
+    constexpr int kChannels = 3; // frames of 3, 6, 9 and 12 bytes: odd sizes split samples
+    constexpr int64_t kFrames = 5000;
+    constexpr int64_t kSeekFrame = 1234;
+    int tried = 0;
+    for (const auto& container : containers) {
+        for (const auto& width : widths) {
+            SF_INFO info{};
+            info.samplerate = 44100;
+            info.channels = kChannels;
+            info.format = container.major | width.subtype;
+            if (!sf_format_check(&info))
+                continue;
+            SCOPED_TRACE(std::to_string(container.major) + " " + std::to_string(width.subtype));
+            ++tried;
+            std::string path = folder_.File("each" + std::to_string(tried) + "." + container.extension);
+            SNDFILE* file = sf_open(path.c_str(), SFM_WRITE, &info);
+            ASSERT_NE(file, nullptr);
+            auto samples = Tone(kFrames, kChannels, 44100, 0.9);
+            ASSERT_EQ(sf_writef_int(file, samples.data(), kFrames), kFrames);
+            // Set after the samples, the text lands in a chunk behind them, which no read may deliver.
+            sf_set_string(file, SF_STR_COMMENT, "trailing chunk");
+            sf_close(file);
+
+            const auto expected = ConvertedRead(path, width.bits);
+            const size_t frameBytes = static_cast<size_t>(kChannels * width.bits / 8);
+            ASSERT_EQ(expected.size(), static_cast<size_t>(kFrames) * frameBytes);
+            auto source = Open(path);
+            ASSERT_TRUE(source);
+            ASSERT_EQ(Describe(source.get()).bits, static_cast<uint32_t>(width.bits));
+
+            // One read asking for more than there is, then pieces that split frames and samples.
+            uint32_t code = 0;
+            EXPECT_EQ(ReadAll(source.get(), 1 << 20, &code), expected);
+            EXPECT_EQ(code, FH_E_END_OF_FILE);
+            auto seek = Query<IFormatSourceSeek>(source.get(), IID_IFormatSourceSeek);
+            ASSERT_EQ(seek->SeekFrame(0), S_OK);
+            EXPECT_EQ(ReadAll(source.get(), 1000), expected);
+
+            // From the middle, after a read that left part of a frame waiting.
+            auto read = Query<IFormatSourceRead>(source.get(), IID_IFormatSourceRead);
+            ASSERT_EQ(seek->SeekFrame(10), S_OK);
+            uint8_t scrap[5];
+            uint32_t got = 0;
+            ASSERT_TRUE(read->Read(scrap, sizeof scrap, &got, nullptr));
+            EXPECT_TRUE(std::equal(scrap, scrap + got, expected.begin() + 10 * frameBytes));
+            ASSERT_EQ(seek->SeekFrame(kSeekFrame), S_OK);
+            std::vector<uint8_t> middle(static_cast<size_t>(100) * frameBytes);
+            ASSERT_TRUE(read->Read(middle.data(), static_cast<uint32_t>(middle.size()), &got, nullptr));
+            ASSERT_EQ(got, middle.size());
+            EXPECT_TRUE(std::equal(middle.begin(), middle.end(), expected.begin() + kSeekFrame * frameBytes));
+            auto rest = ReadAll(source.get(), 4096);
+            EXPECT_TRUE(
+                rest.size() == expected.size() - (kSeekFrame + 100) * frameBytes &&
+                std::equal(rest.begin(), rest.end(), expected.begin() + (kSeekFrame + 100) * frameBytes));
+        }
+    }
+    EXPECT_GE(tried, 20); // every RIFF-family width and the converted containers were covered
+}
+
+TEST_F(FormatHostTest, Read_OfAWideFileCutInsideAFrame_DeliversTheWholeFramesThenEndOfFile) {
+    for (int subtype : {SF_FORMAT_PCM_24, SF_FORMAT_PCM_32}) {
+        std::string path = folder_.File("cut" + std::to_string(subtype) + ".wav");
+        ASSERT_TRUE(WriteSndFile(path, SF_FORMAT_WAV | subtype, 3, 22050, Tone(700, 3, 22050)));
+        const int bits = subtype == SF_FORMAT_PCM_24 ? 24 : 32;
+        const auto full = ConvertedRead(path, bits);
+        auto bytes = ReadBytes(path);
+        bytes.resize(bytes.size() - 5); // the last frame loses part of its last sample
+        WriteBytes(path, bytes);
+        auto source = Open(path);
+        ASSERT_TRUE(source);
+        const int64_t frames = Describe(source.get()).frames;
+        EXPECT_EQ(frames, 699);
+        uint32_t code = 0;
+        auto data = ReadAll(source.get(), 1 << 16, &code);
+        EXPECT_EQ(code, FH_E_END_OF_FILE);
+        ASSERT_EQ(static_cast<int64_t>(data.size()), frames * 3 * bits / 8);
+        EXPECT_TRUE(std::equal(data.begin(), data.end(), full.begin()));
+    }
+}
+
 } // namespace
