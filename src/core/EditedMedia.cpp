@@ -1,13 +1,46 @@
 #include "core/EditedMedia.h"
 
 #include "core/MediaEvent.h"
+#include "core/MediaListener.h"
 #include "core/MediaStream.h"
 #include "core/ObjectPool.h"
 #include "core/Transform.h"
 
+#include <algorithm>
+#include <stdexcept>
+
 namespace tw {
 
+namespace {
+
+int64_t TimelineLength(const CMediaEvent* event) {
+    return event->GetTimelineSection().SectionLength();
+}
+
+// The odd sense is deliberate: equal counts, and no position where both hold the same transform.
+// Two plain chains match; two events under one shared effect do not.
+bool ChainsMatch(const CTransformChain& a, const CTransformChain& b) {
+    if (a.GetCount() != b.GetCount())
+        return false;
+    for (int32_t i = 0; i < a.GetCount(); ++i) {
+        if (a.GetAt(i) == b.GetAt(i))
+            return false;
+    }
+    return true;
+}
+
+std::ptrdiff_t At(size_t index) {
+    return static_cast<std::ptrdiff_t>(index);
+}
+
+} // namespace
+
 CEditedMedia::~CEditedMedia() {
+    while (!m_listeners.empty()) {
+        IMediaListener* listener = m_listeners.back();
+        m_listeners.pop_back();
+        listener->Release();
+    }
     Clear();
     m_lastInstance = nullptr;
 }
@@ -90,15 +123,344 @@ void CEditedMedia::AddTransform(CTransformBase* transform) {
     ObjectPool().AddRef(transform);
 }
 
+int32_t CEditedMedia::Find(int64_t position, bool orEqual, int64_t* acc) const {
+    int64_t sum = 0;
+    for (size_t i = 0; i < m_events.size(); ++i) {
+        const int64_t end = sum + TimelineLength(m_events[i]);
+        if (end > position || (orEqual && end == position)) {
+            *acc = sum;
+            return static_cast<int32_t>(i);
+        }
+        sum = end;
+    }
+    *acc = sum;
+    return -1;
+}
+
+void CEditedMedia::ShareSourcesOf(const CEditedMedia& other) {
+    for (CMediaStream* stream : other.m_sources) {
+        if (std::find(m_sources.begin(), m_sources.end(), stream) == m_sources.end()) {
+            m_sources.push_back(stream);
+            ObjectPool().AddRef(stream);
+        }
+    }
+    for (CTransformBase* transform : other.m_transforms) {
+        if (std::find(m_transforms.begin(), m_transforms.end(), transform) == m_transforms.end()) {
+            m_transforms.push_back(transform);
+            ObjectPool().AddRef(transform);
+        }
+    }
+}
+
+void CEditedMedia::EraseEvent(size_t index) {
+    // Nothing outside the list keeps an event across an edit (reads are stopped first), so an
+    // event taken out is freed at once.
+    delete m_events[index];
+    m_events.erase(m_events.begin() + At(index));
+}
+
+void CEditedMedia::ApplyTransform(const CSection& s, CTransformBase* transform) {
+    if (transform == nullptr)
+        return;
+    transform->SetLength(s.SectionLength());
+    AddTransform(transform);
+
+    int64_t acc = 0;
+    const int32_t first = Find(s.m_start, false, &acc);
+    if (first < 0)
+        return;
+    std::vector<CMediaEvent*> covered;
+    size_t i = static_cast<size_t>(first);
+    while (i < m_events.size()) {
+        CMediaEvent* event = m_events[i];
+        const CSection a = event->GetTimelineSection();
+        const int64_t off = a.m_start - acc;
+        const int64_t b = std::max(off + s.m_start, a.m_start);
+        const int64_t e = std::min(off + s.m_end, a.m_end);
+        acc += a.SectionLength();
+        const int32_t fade = event->GetCrossFadeOut();
+        if (b != a.m_start) {
+            // The leading piece ends where the effect begins, with no fade into it.
+            event->SetCrossFade(0);
+            auto* lead = new CMediaEvent(*event, CSection(a.m_start, b), true);
+            event->SetCrossFade(fade);
+            m_events.insert(m_events.begin() + At(i), lead);
+            ++i;
+            event->SetTimelineSection(CSection(b, a.m_end));
+        }
+        if (e != a.m_end) {
+            event->SetCrossFade(0);
+            auto* trail = new CMediaEvent(*event, CSection(e, a.m_end), true);
+            trail->SetCrossFade(fade);
+            m_events.insert(m_events.begin() + At(i) + 1, trail);
+            event->SetTimelineSection(CSection(event->GetTimelineSection().m_start, e));
+            ++i;
+        }
+        covered.push_back(event);
+        ++i;
+        if (acc >= s.m_end)
+            break;
+    }
+    for (CMediaEvent* event : covered)
+        event->AddTransform(transform);
+}
+
+void CEditedMedia::CopyTo(CEditedMedia& d, const CSection& s) {
+    if (&d == this)
+        throw std::invalid_argument("CopyTo: a document cannot be copied into itself");
+    d.Clear();
+    d.ShareSourcesOf(*this);
+    if (m_events.empty())
+        return;
+    int64_t acc = 0;
+    const int32_t first = Find(s.m_start, false, &acc);
+    if (first < 0)
+        return;
+
+    size_t i = static_cast<size_t>(first);
+    CMediaEvent* event = m_events[i];
+    CSection a = event->GetTimelineSection();
+    int64_t off = a.m_start - acc;
+    if (acc + a.SectionLength() > s.m_end) {
+        d.m_events.push_back(new CMediaEvent(*event, CSection(off + s.m_start, off + s.m_end), true));
+    } else {
+        d.m_events.push_back(new CMediaEvent(*event, CSection(off + s.m_start, a.m_end), true));
+        acc += a.SectionLength();
+        for (++i; i < m_events.size(); ++i) {
+            event = m_events[i];
+            a = event->GetTimelineSection();
+            if (acc + a.SectionLength() > s.m_end) {
+                off = a.m_start - acc;
+                if (off + s.m_end != a.m_start)
+                    d.m_events.push_back(new CMediaEvent(*event, CSection(a.m_start, off + s.m_end), true));
+                break;
+            }
+            d.m_events.push_back(new CMediaEvent(*event, a, true));
+            acc += a.SectionLength();
+        }
+    }
+
+    d.m_labels.Clear();
+    for (int32_t k = 0; k < m_labels.GetCount(); ++k) {
+        const CLabelData* label = m_labels.GetAt(k);
+        if (s.Contains(label->m_position))
+            d.m_labels.Add(label->m_position, label->m_type, std::string(), std::string());
+    }
+}
+
+void CEditedMedia::DeleteSection(const CSection& s, bool markSplice) {
+    int64_t acc = 0;
+    const int32_t found = Find(s.m_start, true, &acc);
+    if (found < 0)
+        return;
+    size_t i = static_cast<size_t>(found);
+    CMediaEvent* event = m_events[i];
+    const CSection a = event->GetTimelineSection();
+    const int64_t off = a.m_start - acc;
+
+    if (acc + a.SectionLength() > s.m_end) {
+        // The cut lies inside one event: the part behind it becomes a new event without the fade.
+        auto* tail = new CMediaEvent(*event, CSection(off + s.m_end, a.m_end), false);
+        if (markSplice)
+            tail->m_spliceFlag = true;
+        event->SetTimelineSection(CSection(a.m_start, off + s.m_start));
+        m_events.insert(m_events.begin() + At(i) + 1, tail);
+        return;
+    }
+
+    acc += a.SectionLength();
+    event->SetTimelineSection(CSection(a.m_start, off + s.m_start));
+    if (TimelineLength(event) <= 0)
+        EraseEvent(i);
+    else
+        ++i;
+    if (m_events.empty())
+        return;
+
+    while (i < m_events.size() && acc + TimelineLength(m_events[i]) < s.m_end) {
+        acc += TimelineLength(m_events[i]);
+        EraseEvent(i);
+    }
+    if (i >= m_events.size())
+        return;
+    CMediaEvent* follower = m_events[i];
+    const CSection b = follower->GetTimelineSection();
+    follower->SetTimelineSection(CSection(b.m_start - acc + s.m_end, b.m_end));
+    if (TimelineLength(follower) <= 0) {
+        EraseEvent(i);
+        return;
+    }
+    if (markSplice)
+        follower->m_spliceFlag = true;
+}
+
+void CEditedMedia::InsertMedia(CEditedMedia& other, int64_t position, bool markPasted) {
+    if (&other == this)
+        throw std::invalid_argument("InsertMedia: a document cannot be inserted into itself");
+    if (markPasted) {
+        for (CMediaEvent* event : other.m_events) {
+            event->m_spliceFlag = false;
+            event->m_pastedFlag = true;
+        }
+    }
+    ShareSourcesOf(other);
+
+    int64_t acc = 0;
+    const int32_t found = Find(position, false, &acc);
+    size_t insertAt = 0; // in front of this index
+    if (found >= 0) {
+        const size_t i = static_cast<size_t>(found);
+        CMediaEvent* event = m_events[i];
+        const CSection a = event->GetTimelineSection();
+        const int64_t q = a.m_start - acc + position;
+        if (q != a.m_start) {
+            auto* rest = new CMediaEvent(*event, CSection(q, a.m_end), false);
+            event->SetTimelineSection(CSection(a.m_start, q));
+            m_events.insert(m_events.begin() + At(i) + 1, rest);
+            insertAt = i + 1;
+        } else {
+            insertAt = i;
+        }
+    }
+    // Past the end nothing is found and the material goes to the head; the paste command holds
+    // its position below the end for that reason.
+    std::vector<CMediaEvent*> copies;
+    copies.reserve(other.m_events.size());
+    for (const CMediaEvent* event : other.m_events)
+        copies.push_back(new CMediaEvent(*event, event->GetTimelineSection(), true));
+    m_events.insert(m_events.begin() + At(insertAt), copies.begin(), copies.end());
+}
+
+int64_t CEditedMedia::MoveSplice(CMediaEvent* event, int64_t delta) {
+    const auto it = std::find(m_events.begin(), m_events.end(), event);
+    if (it == m_events.end() || it + 1 == m_events.end())
+        return 0;
+    CMediaEvent* next = *(it + 1);
+    const CSection a = event->GetTimelineSection();
+    const CSection b = next->GetTimelineSection();
+    const double fE = event->GetStretchFactor();
+    const double fF = next->GetStretchFactor();
+    int64_t m = TruncateToInt32(static_cast<double>(delta) / fE);
+    const int64_t streamLength = event->GetStream() != nullptr ? event->GetStream()->GetLength() : 0;
+    const int64_t limit = TruncateToInt32(static_cast<double>(streamLength) * fE);
+    if (a.m_end + m > limit)
+        m = limit - a.m_end;
+    if (a.m_end + m < a.m_start)
+        m = a.m_start - a.m_end;
+    if (b.m_start + m < 0)
+        m = -b.m_start;
+    if (b.m_start + m > b.m_end)
+        m = b.m_end - b.m_start;
+    const int64_t moved = TruncateToInt32(static_cast<double>(m) * fE);
+    event->SetTimelineSection(CSection(a.m_start, a.m_end + moved));
+    next->SetTimelineSection(CSection(b.m_start + TruncateToInt32(static_cast<double>(m) * fF), b.m_end));
+    return moved;
+}
+
+void CEditedMedia::RemoveTransform(CTransformBase* transform) {
+    for (CMediaEvent* event : m_events)
+        event->GetChain().Remove(transform);
+    Compact();
+}
+
+void CEditedMedia::Compact() {
+    size_t i = 0;
+    while (i < m_events.size()) {
+        CMediaEvent* event = m_events[i];
+        if (event->GetSourceSection().SectionLength() <= 0) {
+            EraseEvent(i);
+            if (i >= m_events.size())
+                throw std::invalid_argument("Compact: no event behind a deleted last event");
+            // The walk steps once more here: the event behind the deleted one goes unexamined,
+            // and the pair after it has nothing to join with.
+            ++i;
+            continue;
+        }
+        if (i + 1 >= m_events.size())
+            return;
+        CMediaEvent* next = m_events[i + 1];
+        const bool joinable = event->GetStream() == next->GetStream() &&
+                              event->GetSourceSection().m_end == next->GetSourceSection().m_start &&
+                              ChainsMatch(event->GetChain(), next->GetChain());
+        if (joinable) {
+            next->SetTimelineSection(
+                CSection(event->GetTimelineSection().m_start, next->GetTimelineSection().m_end));
+            EraseEvent(i);
+        } else {
+            ++i;
+        }
+    }
+}
+
+CSection CEditedMedia::SectionOfTransform(const CTransformBase* transform) const {
+    CSection hull(2147483647, 0);
+    int64_t acc = 0;
+    for (const CMediaEvent* event : m_events) {
+        const int64_t length = TimelineLength(event);
+        if (event->GetChain().Contains(transform)) {
+            hull.m_start = std::min(hull.m_start, acc);
+            hull.m_end = std::max(hull.m_end, acc + length);
+        }
+        acc += length;
+    }
+    return hull;
+}
+
+void CEditedMedia::PrepareTransforms() {
+    // Reset is told nothing of the format: the transforms were formatted when they were applied,
+    // and the document's format does not change under them.
+    (void)GetFormat();
+    for (CTransformBase* transform : m_transforms)
+        transform->Reset();
+}
+
+void CEditedMedia::ClearEvents() {
+    for (CMediaEvent* event : m_events)
+        delete event;
+    m_events.clear();
+    m_walk = 0;
+}
+
+bool CEditedMedia::UsesTemporaries() const {
+    return std::any_of(m_sources.begin(), m_sources.end(),
+                       [](CMediaStream* stream) { return stream->IsTemporary(); });
+}
+
+void CEditedMedia::AddListener(IMediaListener* listener) {
+    if (listener == nullptr ||
+        std::find(m_listeners.begin(), m_listeners.end(), listener) != m_listeners.end())
+        return;
+    listener->AddRef();
+    m_listeners.push_back(listener);
+}
+
+void CEditedMedia::RemoveListener(IMediaListener* listener) {
+    const auto it = std::find(m_listeners.begin(), m_listeners.end(), listener);
+    if (it == m_listeners.end())
+        return;
+    m_listeners.erase(it);
+    listener->Release();
+}
+
+bool CEditedMedia::NotifyListeners(bool change, const char16_t* path, int64_t progress) {
+    if (m_listeners.empty())
+        return false;
+    if (change)
+        return m_listeners.front()->OnMediaChanged(path, progress) != 1;
+    for (IMediaListener* listener : m_listeners) {
+        if (listener->QueryKeepChanges() == 1)
+            return false;
+    }
+    return true;
+}
+
 void CEditedMedia::Clear() {
     // Events hold pointers only, so the order of the releases does not matter to them; a stream or
     // transform listed twice holds two references and is released twice.
     for (CMediaStream* stream : m_sources)
         ObjectPool().Release(stream);
     m_sources.clear();
-    for (CMediaEvent* event : m_events)
-        delete event;
-    m_events.clear();
+    ClearEvents();
     for (CTransformBase* transform : m_transforms)
         ObjectPool().Release(transform);
     m_transforms.clear();

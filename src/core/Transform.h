@@ -8,6 +8,7 @@
 
 #include "core/Object.h"
 
+#include <cstdint>
 #include <string>
 
 namespace tw {
@@ -26,6 +27,12 @@ public:
     virtual CMediaData* Process(CMediaData* input) = 0;
     // Output length over input length; 1.0 unless the transform stretches time.
     virtual double GetTimeRatio() { return 1.0; }
+    // The number of document frames this transform covers, told when it is applied; envelopes
+    // (fades) spread over it. A transform without an envelope ignores it.
+    virtual void SetLength(int64_t frames) { (void)frames; }
+    // Drops the running state (delay lines, envelope position) and keeps the parameters. A
+    // stateless transform has nothing to drop.
+    virtual void Reset() {}
     virtual std::string GetName() = 0;
 };
 
