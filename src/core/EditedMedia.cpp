@@ -287,8 +287,12 @@ void CEditedMedia::DeleteSection(const CSection& s, bool markSplice) {
     const CSection b = follower->GetTimelineSection();
     follower->SetTimelineSection(CSection(b.m_start - acc + s.m_end, b.m_end));
     if (TimelineLength(follower) <= 0) {
+        // The cut ended exactly on this event's end: the mark belongs to the event now behind
+        // the cut, if there is one.
         EraseEvent(i);
-        return;
+        if (i >= m_events.size())
+            return;
+        follower = m_events[i];
     }
     if (markSplice)
         follower->m_spliceFlag = true;
