@@ -1,0 +1,32 @@
+#include "dsp/FftwPlanner.h"
+
+#include <map>
+#include <memory>
+
+namespace tw {
+
+std::mutex& FftwPlannerMutex() {
+    static std::mutex mutex;
+    return mutex;
+}
+
+const FftwRealPlans& GetRealPlans(int size) {
+    // Node-based map: references handed out stay valid while other sizes are added.
+    static std::map<int, FftwRealPlans> cache;
+    std::lock_guard<std::mutex> lock(FftwPlannerMutex());
+    auto found = cache.find(size);
+    if (found != cache.end())
+        return found->second;
+    // Planned on a scratch buffer (estimate mode leaves it untouched), executed later on the
+    // caller's arrays through the new-array interface, hence no alignment assumption.
+    float* scratch = fftwf_alloc_real(static_cast<size_t>(size) + 2);
+    auto* spectrum = reinterpret_cast<fftwf_complex*>(scratch);
+    FftwRealPlans plans;
+    plans.size = size;
+    plans.forward = fftwf_plan_dft_r2c_1d(size, scratch, spectrum, FFTW_ESTIMATE | FFTW_UNALIGNED);
+    plans.inverse = fftwf_plan_dft_c2r_1d(size, spectrum, scratch, FFTW_ESTIMATE | FFTW_UNALIGNED);
+    fftwf_free(scratch);
+    return cache.emplace(size, plans).first->second;
+}
+
+} // namespace tw
