@@ -7,12 +7,19 @@ namespace tw {
 
 namespace {
 
+// One draw of 0..32767, the range the noise scaling below is made for, whatever RAND_MAX the C
+// library has: the top fifteen bits of its draw.
+int Rand15() {
+    constexpr unsigned kStep = (static_cast<unsigned>(RAND_MAX) + 1u) / 32768u;
+    return static_cast<int>(static_cast<unsigned>(std::rand()) / kStep);
+}
+
 // Triangular noise from three uniform draws, centred on zero: three values of 0..32767 average
 // 49150.5, which is 0.25 of 196602.
 double DitherNoise() {
-    const int r1 = std::rand();
-    const int r2 = std::rand();
-    const int r3 = std::rand();
+    const int r1 = Rand15();
+    const int r2 = Rand15();
+    const int r3 = Rand15();
     return (r1 + r2 + r3) / 196602.0 - 0.25;
 }
 

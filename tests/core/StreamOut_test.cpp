@@ -1,0 +1,257 @@
+// The quantiser shared by every sink: rounding and clipping at each width, and the statistics of
+// noise-shaped dither against the error-feedback model of the two filters.
+#include "core/DitherWeight.h"
+#include "core/MediaData.h"
+#include "core/StreamOut.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <limits>
+#include <vector>
+
+namespace tw {
+namespace {
+
+// The quantiser on its own: a sink that takes nothing.
+class QuantizerOnly : public CStreamOut {
+public:
+    int32_t Write(CMediaData&) override { return 0; }
+    int32_t GetBytesWritten() override { return 0; }
+};
+
+std::vector<uint8_t> Quantize(QuantizerOnly& q, const std::vector<float>& samples, int bits,
+                              int channels = 1) {
+    std::vector<uint8_t> out(samples.size() * 4 + 8, 0xEE);
+    q.QuantizeFrames(out.data(), samples.data(), static_cast<int32_t>(samples.size() * 4), bits, channels);
+    return out;
+}
+
+int32_t SampleAt(const std::vector<uint8_t>& out, int bits, size_t i) {
+    switch (bits) {
+    case 8:
+        return out[i];
+    case 16:
+        return static_cast<int16_t>(out[2 * i] | (out[2 * i + 1] << 8));
+    case 24: {
+        int32_t v = out[3 * i] | (out[3 * i + 1] << 8) | (out[3 * i + 2] << 16);
+        return (v & 0x800000) != 0 ? v - 0x1000000 : v;
+    }
+    default:
+        return static_cast<int32_t>(
+            static_cast<uint32_t>(out[4 * i]) | (static_cast<uint32_t>(out[4 * i + 1]) << 8) |
+            (static_cast<uint32_t>(out[4 * i + 2]) << 16) | (static_cast<uint32_t>(out[4 * i + 3]) << 24));
+    }
+}
+
+struct Case {
+    float input;
+    int32_t expected;
+};
+
+void ExpectWidth(int bits, const std::vector<Case>& cases) {
+    QuantizerOnly q;
+    std::vector<float> input;
+    for (const Case& c : cases)
+        input.push_back(c.input);
+    const auto out = Quantize(q, input, bits);
+    for (size_t i = 0; i < cases.size(); ++i)
+        EXPECT_EQ(SampleAt(out, bits, i), cases[i].expected) << bits << " bits, input " << cases[i].input;
+    // Nothing is written past the last sample.
+    EXPECT_EQ(out[cases.size() * bits / 8], 0xEE);
+}
+
+constexpr float kLsb16 = 1.0f / 32768.0f;
+constexpr float kLsb24 = 1.0f / 8388608.0f;
+
+TEST(QuantizeFrames, EightBits_RoundsAroundTheMidpointAndClips) {
+    ExpectWidth(8, {{0.0f, 128},
+                    {0.5f, 192},
+                    {-0.5f, 64},
+                    {1.0f / 256.0f, 129},  // 128.5 + 0.5 lands exactly on the next step
+                    {-1.0f / 256.0f, 128}, // 128.5 - 0.5 = 128
+                    {0.99f, 255},
+                    {1.0f, 255},
+                    {1.7f, 255},
+                    {-1.0f, 0},
+                    {-3.0f, 0}});
+}
+
+TEST(QuantizeFrames, SixteenBits_RoundsHalfAwayFromZeroAndClipsAtBothEnds) {
+    ExpectWidth(16, {{0.0f, 0},
+                     {0.5f, 16384},
+                     {-0.5f, -16384},
+                     {100.5f * kLsb16, 101},
+                     {-100.5f * kLsb16, -101},
+                     {100.49f * kLsb16, 100},
+                     {-100.49f * kLsb16, -100},
+                     {32766.0f * kLsb16, 32766},
+                     {1.0f, 32767},
+                     {-1.0f, -32768},
+                     {2.0f, 32767},
+                     {-2.0f, -32768},
+                     {std::numeric_limits<float>::quiet_NaN(), -32768}});
+}
+
+TEST(QuantizeFrames, TwentyFourBits_TruncatesTowardZeroWithoutRounding) {
+    ExpectWidth(24, {{0.0f, 0},
+                     {0.5f, 4194304},
+                     {-0.25f, -2097152},
+                     {1.75f * kLsb24, 1},
+                     {-1.75f * kLsb24, -1},
+                     {1.0f, 8388607},
+                     {-1.0f, -8388608},
+                     {5.0f, 8388607},
+                     {-5.0f, -8388608}});
+}
+
+TEST(QuantizeFrames, ThirtyTwoBits_IsIntegerAndClipsThroughSixtyFourBits) {
+    ExpectWidth(32, {{0.0f, 0},
+                     {0.5f, 1073741824},
+                     {-0.5f, -1073741824},
+                     {1.0f, 2147483647},
+                     {-1.0f, std::numeric_limits<int32_t>::min()},
+                     {3.0f, 2147483647},
+                     {-3.0f, std::numeric_limits<int32_t>::min()},
+                     {1e30f, 2147483647},
+                     {-1e30f, std::numeric_limits<int32_t>::min()}});
+}
+
+TEST(QuantizeFrames, UnknownWidthsChannelCountsAndPartialFrames_WriteNothingBeyondWholeFrames) {
+    QuantizerOnly q;
+    const std::vector<float> input{0.5f, -0.5f, 0.25f};
+    for (int bits : {0, 7, 12, 20, 33}) {
+        const auto out = Quantize(q, input, bits);
+        for (uint8_t b : out)
+            ASSERT_EQ(b, 0xEE) << bits << " bits";
+    }
+    for (int channels : {0, 9}) {
+        const auto out = Quantize(q, input, 16, channels);
+        EXPECT_EQ(out[0], 0xEE) << channels << " channels";
+    }
+    // Three floats as stereo are one frame: the third sample is not written.
+    const auto out = Quantize(q, input, 16, 2);
+    EXPECT_EQ(SampleAt(out, 16, 0), 16384);
+    EXPECT_EQ(SampleAt(out, 16, 1), -16384);
+    EXPECT_EQ(out[4], 0xEE);
+}
+
+TEST(DitherWeight, ImpulseResponses_FollowTheTwoFilters) {
+    CDitherWeight fir;
+    fir.Select(CDitherWeight::kFIR3Taps);
+    const float firExpected[] = {1.623f, -0.982f, 0.109f, 0.0f, 0.0f};
+    for (int i = 0; i < 5; ++i)
+        EXPECT_FLOAT_EQ(fir.Filter(i == 0 ? 1.0f : 0.0f), firExpected[i]) << i;
+
+    // y0 = 2.245; y1 = -0.644 - 0.91 y0; then each y is -0.91 times the one before.
+    CDitherWeight iir;
+    iir.Select(CDitherWeight::kIIR2ndOrder);
+    double y = 2.245;
+    EXPECT_NEAR(iir.Filter(1.0f), y, 1e-6);
+    y = -0.644 - 0.91 * y;
+    EXPECT_NEAR(iir.Filter(0.0f), y, 1e-5);
+    for (int i = 0; i < 4; ++i) {
+        y = -0.91 * y;
+        EXPECT_NEAR(iir.Filter(0.0f), y, 1e-5);
+    }
+}
+
+TEST(DitherWeight, Select_ClearsOnlyTheFeedbackAndIgnoresUnknownNumbers) {
+    CDitherWeight w;
+    w.Select(CDitherWeight::kIIR2ndOrder);
+    w.Filter(1.0f);
+    w.Select(7); // unknown: still the IIR filter, y1 kept
+    EXPECT_NEAR(w.Filter(0.0f), -0.644 - 0.91 * 2.245, 1e-5);
+    w.Filter(1.0f);
+    // Reselecting clears y1 but the input history stays: only c1 * x1 remains.
+    w.Select(CDitherWeight::kIIR2ndOrder);
+    EXPECT_NEAR(w.Filter(0.0f), -0.644, 1e-6);
+}
+
+struct ErrorStats {
+    double mean = 0;
+    double variance = 0;
+    double lag1 = 0; // correlation of neighbouring errors
+    bool anyDifferent = false;
+};
+
+// Quantises `count` samples of the constant `level` (in 16-bit steps) and measures the output
+// minus the level.
+ErrorStats DitheredError(int filter, double level, int count) {
+    QuantizerOnly q;
+    std::srand(12345);
+    q.SetDither(true, filter);
+    const std::vector<float> input(static_cast<size_t>(count), static_cast<float>(level / 32768.0));
+    const auto out = Quantize(q, input, 16);
+    std::vector<double> error(static_cast<size_t>(count));
+    ErrorStats s;
+    for (int i = 0; i < count; ++i) {
+        error[i] = SampleAt(out, 16, i) - level;
+        s.mean += error[i];
+        s.anyDifferent |= SampleAt(out, 16, i) != SampleAt(out, 16, 0);
+    }
+    s.mean /= count;
+    double c1 = 0;
+    for (int i = 0; i < count; ++i) {
+        s.variance += (error[i] - s.mean) * (error[i] - s.mean);
+        if (i > 0)
+            c1 += (error[i] - s.mean) * (error[i - 1] - s.mean);
+    }
+    s.lag1 = c1 / s.variance;
+    s.variance /= count;
+    return s;
+}
+
+// Error feedback: out = level + 0.5 + e[k] - H(w[k] + e[k-1]), with e the truncation error
+// (uniform on (-1, 0], variance 1/12) and w the triangular noise of variance
+// 3 * (32768^2 - 1) / 12 / 196602^2. So the mean error is 0.5 * H(1), well inside one step, and the
+// error is shaped by 1 - z^-1 H(z): strongly anti-correlated from one sample to the next.
+TEST(SetDither, FirNoiseShaping_MatchesTheErrorFeedbackModel) {
+    const double c0 = 1.623, c1 = -0.982, c2 = 0.109;
+    const double w = 3.0 * (32768.0 * 32768.0 - 1.0) / 12.0 / (196602.0 * 196602.0);
+    const double h2 = c0 * c0 + c1 * c1 + c2 * c2;
+    const double variance = (1.0 + h2) / 12.0 + w * h2;
+    const double a[4] = {1.0, -c0, -c1, -c2};
+    const double lag1 = (a[0] * a[1] + a[1] * a[2] + a[2] * a[3]) / (1.0 + h2);
+
+    const ErrorStats s = DitheredError(CDitherWeight::kFIR3Taps, 1000.3, 200000);
+    EXPECT_TRUE(s.anyDifferent);
+    EXPECT_NEAR(s.mean, 0.5 * (c0 + c1 + c2), 0.05);
+    EXPECT_LT(std::fabs(s.mean), 0.5);
+    EXPECT_NEAR(s.variance, variance, 0.15 * variance);
+    EXPECT_NEAR(s.lag1, lag1, 0.1);
+}
+
+TEST(SetDither, IirNoiseShaping_HasTheModelsMeanAndHighFrequencyError) {
+    const ErrorStats s = DitheredError(CDitherWeight::kIIR2ndOrder, -2000.7, 200000);
+    const double dc = (2.245 - 0.644) / (1.0 + 0.91);
+    EXPECT_TRUE(s.anyDifferent);
+    // Negative levels round by -0.5 and truncate toward zero, so the truncation error is uniform
+    // on [0, 1) and the mean error changes sign.
+    EXPECT_NEAR(s.mean, -0.5 * dc, 0.05);
+    EXPECT_LT(s.lag1, -0.5);
+    EXPECT_GT(s.variance, 1.0 / 12.0);
+}
+
+TEST(SetDither, Off_GivesPlainRoundingAgainAndDitherNeverTouchesWideWidths) {
+    QuantizerOnly q;
+    q.SetDither(true, 1);
+    EXPECT_TRUE(q.GetDither());
+    q.SetDither(false, 1);
+    const std::vector<float> input(1000, 1000.3f * kLsb16);
+    const auto out = Quantize(q, input, 16);
+    for (size_t i = 0; i < input.size(); ++i)
+        ASSERT_EQ(SampleAt(out, 16, i), 1000);
+
+    QuantizerOnly wide;
+    wide.SetDither(true, 0);
+    const std::vector<float> small(1000, 3.5f * kLsb24);
+    const auto out24 = Quantize(wide, small, 24);
+    for (size_t i = 0; i < small.size(); ++i)
+        ASSERT_EQ(SampleAt(out24, 24, i), 3);
+}
+
+} // namespace
+} // namespace tw
