@@ -128,7 +128,11 @@ CMediaData* CSignalGenerator::ReadFrames(CSection section) {
     const int channels = m_format.nChannels;
     auto* data = new CMediaData(frames, m_format.nBlockAlign);
     float* out = data->GetFloats();
-    std::lock_guard<std::mutex> lock(m_lock);
+    // Tones are pure functions of t; only noise state needs the lock, so playback and display can
+    // read one tone at the same time.
+    std::unique_lock<std::mutex> lock(m_lock, std::defer_lock);
+    if (m_signal >= whiteNoise)
+        lock.lock();
     for (int64_t i = 0; i < frames; ++i) {
         const int64_t t = section.m_start + i;
         const float value = (t >= 0 && t < static_cast<int64_t>(m_length)) ? Sample(t) * m_amplitude : 0.0f;
