@@ -45,7 +45,7 @@ double BesselI0(double x) {
     const double half = x * 0.5;
     double sum = 1.0;
     double term = 1.0;
-    for (int k = 1; k < 500; ++k) {
+    for (int k = 1; k < 2000; ++k) {
         term *= (half / k) * (half / k);
         sum += term;
         if (term < sum * 1e-17)
@@ -54,17 +54,38 @@ double BesselI0(double x) {
     return sum;
 }
 
+double BesselI0Scaled(double x) {
+    x = std::fabs(x);
+    if (x < 50.0)
+        return BesselI0(x) * std::exp(-x);
+    // Asymptotic series: e^-x I0(x) = (1 + 1/(8x) + 9/(2!(8x)^2) + ...) / sqrt(2 pi x); at x >= 50
+    // its terms fall below double precision long before they turn to grow.
+    double sum = 1.0;
+    double term = 1.0;
+    for (int k = 1; k < 60; ++k) {
+        term *= (2.0 * k - 1) * (2.0 * k - 1) / (k * 8.0 * x);
+        sum += term;
+        if (term < sum * 1e-17)
+            break;
+    }
+    return sum / std::sqrt(2.0 * 3.14159265358979323846 * x);
+}
+
 void CDspWrapper::Window(float* dest, float alpha, int size) {
     if (!dest || size <= 0)
         return;
     const float scale = 1.0f / std::sqrt(static_cast<float>(size));
     std::fill(dest, dest + size, scale);
+    // Long windows reach arguments whose I0 overflows a double (alpha 0.2 over 16384 points gives
+    // about 1638), so the ratio is taken of scaled values with the exponents subtracted.
+    const double a = std::fabs(static_cast<double>(alpha));
     const double h = (size - 1) * 0.5;
-    const double norm = BesselI0(static_cast<double>(alpha) * h);
+    const double normScaled = BesselI0Scaled(a * h);
     for (int i = 0; i < size; ++i) {
         const double d = i - h;
-        const double r = std::sqrt(std::max(0.0, h * h - d * d));
-        dest[i] = static_cast<float>(dest[i] * (BesselI0(alpha * r) / norm));
+        const double x = a * std::sqrt(std::max(0.0, h * h - d * d));
+        const double ratio = BesselI0Scaled(x) / normScaled * std::exp(x - a * h);
+        dest[i] = static_cast<float>(dest[i] * ratio);
     }
 }
 

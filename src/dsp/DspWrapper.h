@@ -79,5 +79,7 @@ private:
 
 // The modified Bessel function of the first kind, order 0, by its power series.
 double BesselI0(double x);
+// e^-|x| I0(x), finite for every x.
+double BesselI0Scaled(double x);
 
 } // namespace tw

@@ -123,6 +123,23 @@ TEST(DspWrapper, Window_MatchesTheKaiserFormulaTimesThePowerScale) {
     }
 }
 
+TEST(DspWrapper, Window_LongWindowWhoseBesselValuesOverflowADouble_StaysExact) {
+    constexpr int size = 16384;
+    CDspWrapper dsp;
+    std::vector<float> w(size);
+    dsp.Window(w.data(), 0.2f, size);
+    const long double half = (size - 1) / 2.0L;
+    const long double beta = 0.2L * half;
+    const long double norm = std::cyl_bessel_il(0.0L, beta);
+    for (int i = 0; i < size; i += 97) {
+        const long double x = (i - half) / half;
+        const long double expected = std::cyl_bessel_il(0.0L, beta * std::sqrt(1 - x * x)) / norm /
+                                     std::sqrt(static_cast<long double>(size));
+        ASSERT_NEAR(w[i], static_cast<double>(expected), 1e-9 + 1e-5 * static_cast<double>(expected)) << i;
+    }
+    EXPECT_NEAR(w[size / 2] * 128.0f, 1.0f, 1e-3f);
+}
+
 TEST(DspWrapper, RealVectorOperations_MatchPlainLoops) {
     const int n = 37; // not a multiple of any vector width
     const std::vector<float> a = RandomVector(n, 1), b = RandomVector(n, 2);
