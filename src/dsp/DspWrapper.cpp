@@ -25,7 +25,7 @@ int CDspWrapper::GetFFTSize() const {
 }
 
 void CDspWrapper::FFTForward(float* inOut) {
-    if (!m_fft || !inOut)
+    if (!m_fft || !m_fft->forward || !inOut)
         return;
     fftwf_execute_dft_r2c(m_fft->forward, inOut, reinterpret_cast<fftwf_complex*>(inOut));
     // FFTW leaves the imaginary parts of DC and Nyquist as computed zeros already; the layout
@@ -35,7 +35,7 @@ void CDspWrapper::FFTForward(float* inOut) {
 }
 
 void CDspWrapper::FFTInverse(float* inOut) {
-    if (!m_fft || !inOut)
+    if (!m_fft || !m_fft->inverse || !inOut)
         return;
     fftwf_execute_dft_c2r(m_fft->inverse, reinterpret_cast<fftwf_complex*>(inOut), inOut);
     MulConstant(1.0f / static_cast<float>(m_fft->size), inOut, m_fft->size);

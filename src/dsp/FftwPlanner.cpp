@@ -23,6 +23,8 @@ const FftwRealPlans& GetRealPlans(int size) {
     auto* spectrum = reinterpret_cast<fftwf_complex*>(scratch);
     FftwRealPlans plans;
     plans.size = size;
+    if (!scratch) // no memory for the planner: the plans stay null and the transforms do nothing
+        return cache.emplace(size, plans).first->second;
     plans.forward = fftwf_plan_dft_r2c_1d(size, scratch, spectrum, FFTW_ESTIMATE | FFTW_UNALIGNED);
     plans.inverse = fftwf_plan_dft_c2r_1d(size, spectrum, scratch, FFTW_ESTIMATE | FFTW_UNALIGNED);
     fftwf_free(scratch);

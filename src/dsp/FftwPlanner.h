@@ -16,7 +16,8 @@ struct FftwRealPlans {
     fftwf_plan inverse = nullptr; // c2r, in place, unscaled
 };
 
-// The plans for `size` real points (size >= 1), made on first use. Thread-safe.
+// The plans for `size` real points (size >= 1), made on first use; null plans when FFTW could not
+// make them. Thread-safe.
 const FftwRealPlans& GetRealPlans(int size);
 
 // Held by anyone in the process who calls FFTW's planner directly.

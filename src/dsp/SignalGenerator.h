@@ -3,10 +3,10 @@
 // and is stored in a project as its few parameters (a kind-2 stream reference).
 //
 // Tones are functions of the absolute frame index alone, so any section reads the same samples
-// again. Noise keeps its state in the object: reading a section twice gives different noise, and
-// concurrent reads of one noise generator must be serialised by the caller (each read takes the
-// object's lock, so they are safe, but their order decides who gets which noise). Frames past the
-// length are silence. Pooled like any stream: once in ObjectPool only its Release deletes it.
+// again. Noise keeps its state in the object: reading a section twice gives different noise.
+// Reads from several threads are safe (a noise read holds the object's lock), though which read
+// gets which noise then depends on their order. Frames before 0 and at or past the length are
+// silence. Pooled like any stream: once in ObjectPool only its Release deletes it.
 #pragma once
 
 #include "core/MediaStream.h"
