@@ -102,6 +102,11 @@ void CDspWrapper::Magnitude(const float* complexSrc, float* dest, int n) {
     }
 }
 
+void CDspWrapper::Magnitude(const float* re, const float* im, float* dest, int n) {
+    for (int i = 0; i < n; ++i)
+        dest[i] = std::sqrt(re[i] * re[i] + im[i] * im[i]);
+}
+
 void CDspWrapper::Add(const float* src, float* dest, int n) {
     for (int i = 0; i < n; ++i)
         dest[i] += src[i];

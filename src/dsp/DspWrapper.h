@@ -41,9 +41,12 @@ public:
 
     void Multiply(const float* src, float* dest, int n);         // dest[i] *= src[i]
     void Magnitude(const float* complexSrc, float* dest, int n); // |src[i]|
-    void Add(const float* src, float* dest, int n);              // dest[i] += src[i]
-    void AddComplex(const float* src, float* dest, int n);       // complex dest[i] += src[i]
-    void MulConstant(float value, float* dest, int n);           // dest[i] *= value
+    // The same over separate real and imaginary arrays. A CCS spectrum of N points is N / 2 + 1
+    // interleaved bins, so the first form takes it as it stands.
+    void Magnitude(const float* re, const float* im, float* dest, int n);
+    void Add(const float* src, float* dest, int n);        // dest[i] += src[i]
+    void AddComplex(const float* src, float* dest, int n); // complex dest[i] += src[i]
+    void MulConstant(float value, float* dest, int n);     // dest[i] *= value
     void MulConstantComplex(float re, float im, float* dest, int n);
     void MulComplex(const float* a, const float* b, float* dest, int n); // dest[i] = a[i] * b[i]
     void MulComplexInPlace(const float* src, float* dest, int n);        // dest[i] *= src[i]

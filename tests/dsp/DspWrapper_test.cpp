@@ -166,6 +166,13 @@ TEST(DspWrapper, ComplexVectorOperations_MatchStdComplex) {
     dsp.AddComplex(a.data(), sum.data(), n);
     dsp.MulConstantComplex(0.5f, -2.0f, byConstant.data(), n);
     dsp.Magnitude(a.data(), magnitude.data(), n);
+    std::vector<float> re(n), im(n), split(n);
+    for (int i = 0; i < n; ++i) {
+        re[i] = a[2 * i];
+        im[i] = a[2 * i + 1];
+    }
+    dsp.Magnitude(re.data(), im.data(), split.data(), n);
+    EXPECT_EQ(split, magnitude);
     for (int i = 0; i < n; ++i) {
         const auto p = at(a, i) * at(b, i);
         const auto c = at(b, i) * std::complex<float>(0.5f, -2.0f);
