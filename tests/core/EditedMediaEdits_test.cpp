@@ -323,6 +323,43 @@ TEST(EditedMediaEdits, MoveSplice_IsHeldByTheNextEventTheOwnStartAndTheStreamEnd
     EXPECT_EQ(media.MoveSplice(nullptr, 10), 0);
 }
 
+TEST(EditedMediaEdits, MoveSplice_OfAStretchedEvent_MovesBySourceFramesTimesItsFactor) {
+    CEditedMedia media;
+    media.AddMedia(Numbered(2000, 0.0f), 0);
+    media.AddMedia(Numbered(1000, 5000.0f), 1000);
+    media.DeleteSection(CSection(1000, 1300), false);
+    media.DeleteSection(CSection(1700, 2700), false); // a(0,1000) b(300,1000)
+    auto* half = new test::DecimateTransform(2);
+    media.ApplyTransform(CSection(0, 1000), half);
+    ASSERT_EQ(Timelines(media), (std::vector<CSection>{{0, 500}, {300, 1000}}));
+
+    // 100 document frames are 200 source frames of the halved event; the next event, unstretched,
+    // gives up 200 of its own frames for the 100 the first one gains.
+    EXPECT_EQ(media.MoveSplice(media.GetEventAt(0), 100), 100);
+    EXPECT_EQ(Timelines(media), (std::vector<CSection>{{0, 600}, {500, 1000}}));
+    EXPECT_EQ(media.GetEventAt(0)->GetSourceRange(), CSection(0, 1200));
+    EXPECT_EQ(media.GetLength(), 1100);
+    std::vector<float> halved;
+    for (int i = 0; i < 1200; i += 2)
+        halved.push_back(static_cast<float>(i));
+    EXPECT_EQ(Render(media), Join({halved, Frames(5000, 500, 1000)}));
+}
+
+TEST(EditedMediaEdits, RangesStartingOnABoundary_BeginWithTheLaterEvent) {
+    TwoStreams two;
+    auto* gain = new GainTransform(2.0f);
+    two.media.ApplyTransform(CSection(1000, 2000), gain);
+    EXPECT_EQ(two.media.GetEventCount(), 2);
+    EXPECT_EQ(two.media.GetEventAt(0)->GetChain().GetCount(), 0);
+    EXPECT_EQ(two.media.GetEventAt(1)->GetChain().GetAt(0), gain);
+
+    CEditedMedia part;
+    two.media.CopyTo(part, CSection(1000, 1500));
+    EXPECT_EQ(Timelines(part), (std::vector<CSection>{{0, 500}}));
+    EXPECT_EQ(part.GetEventAt(0)->GetStream(), two.b);
+    EXPECT_EQ(Render(part), Frames(5000, 0, 500, 2.0f));
+}
+
 TEST(EditedMediaEdits, Compact_JoinsPlainNeighboursOfOneStreamButNotUnderOneEffect) {
     CEditedMedia media;
     media.AddMedia(Numbered(1000, 0.0f), 0);
