@@ -413,15 +413,17 @@ TEST(EditedMediaEdits, Compact_AfterAnEmptyEvent_SkipsOneAndThrowsWhenTheEmptyOn
     EXPECT_EQ(Timelines(media), (std::vector<CSection>{{0, 1000}}));
 }
 
-TEST(EditedMediaEdits, RemoveTransform_JoinsThePiecesAgainAndKeepsTheTransformListed) {
+TEST(EditedMediaEdits, RemoveTransform_AfterSectionOfTransformSpansIt_JoinsThePiecesAndKeepsItListed) {
     CEditedMedia media;
     media.AddMedia(Numbered(1000, 0.0f), 0);
     bool gone = false;
     auto* gain = new GainTransform(2.0f, &gone);
     media.ApplyTransform(CSection(100, 300), gain);
     media.ApplyTransform(CSection(600, 700), new GainTransform(3.0f));
+    media.GetEventAt(4)->AddTransform(gain);
     EXPECT_EQ(media.GetEventCount(), 5);
-    EXPECT_EQ(media.SectionOfTransform(gain), CSection(100, 300));
+    // The hull spans the uncovered events between.
+    EXPECT_EQ(media.SectionOfTransform(gain), CSection(100, 1000));
 
     media.RemoveTransform(gain);
     EXPECT_EQ(Timelines(media), (std::vector<CSection>{{0, 600}, {600, 700}, {700, 1000}}));
@@ -430,17 +432,6 @@ TEST(EditedMediaEdits, RemoveTransform_JoinsThePiecesAgainAndKeepsTheTransformLi
     EXPECT_FALSE(gone);
     media.Clear();
     EXPECT_TRUE(gone);
-}
-
-TEST(EditedMediaEdits, SectionOfTransform_IsTheHullOfTheCoveredEvents) {
-    TwoStreams two;
-    two.media.AddMedia(Numbered(500, 9000.0f), 2000); // empty, B, C
-    auto* gain = new GainTransform(2.0f);
-    two.media.AddTransform(gain);
-    two.media.GetEventAt(0)->AddTransform(gain);
-    EXPECT_EQ(two.media.SectionOfTransform(gain), CSection(0, 1000));
-    two.media.GetEventAt(3)->AddTransform(gain);
-    EXPECT_EQ(two.media.SectionOfTransform(gain), CSection(0, 2500));
 }
 
 class CountingListener : public IMediaListener {
