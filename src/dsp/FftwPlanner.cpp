@@ -10,9 +10,25 @@ std::mutex& FftwPlannerMutex() {
     return mutex;
 }
 
+namespace {
+
+// Node-based map: references handed out stay valid while other sizes are added. The plans go
+// with the process, at static destruction, when no transform runs any more.
+struct PlanCache : std::map<int, FftwRealPlans> {
+    ~PlanCache() {
+        for (auto& [size, plans] : *this) {
+            if (plans.forward)
+                fftwf_destroy_plan(plans.forward);
+            if (plans.inverse)
+                fftwf_destroy_plan(plans.inverse);
+        }
+    }
+};
+
+} // namespace
+
 const FftwRealPlans& GetRealPlans(int size) {
-    // Node-based map: references handed out stay valid while other sizes are added.
-    static std::map<int, FftwRealPlans> cache;
+    static PlanCache cache;
     std::lock_guard<std::mutex> lock(FftwPlannerMutex());
     auto found = cache.find(size);
     if (found != cache.end())

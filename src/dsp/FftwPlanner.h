@@ -1,7 +1,7 @@
 // The process-wide cache of FFTW single-precision plans. FFTW's planner is not thread-safe while
 // executing a finished plan is, so plans are made once per size under one lock and then shared by
-// every user. Plans are in-place, made without alignment assumptions, and live until the process
-// ends.
+// every user. Plans are in-place, made without alignment assumptions, and live until static
+// destruction at process exit.
 #pragma once
 
 #include <fftw3.h>

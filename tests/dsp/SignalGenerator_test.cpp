@@ -95,8 +95,8 @@ TEST(SignalGenerator, Formats_DefaultIsStereoAndTheWorkingFormatIsFloat) {
     const WAVEFORMATEX& native = *stereo.GetNativeFormat();
     EXPECT_EQ(native.wFormatTag, WAVE_FORMAT_PCM);
     EXPECT_EQ(native.nChannels, 2);
-    EXPECT_EQ(native.nSamplesPerSec, 44100u);
-    EXPECT_EQ(native.nAvgBytesPerSec, 176400u);
+    EXPECT_EQ(uint32_t{native.nSamplesPerSec}, 44100u); // packed: compare copies
+    EXPECT_EQ(uint32_t{native.nAvgBytesPerSec}, 176400u);
     EXPECT_EQ(native.nBlockAlign, 4);
     EXPECT_EQ(native.wBitsPerSample, 16);
     EXPECT_TRUE(SameFormat(*stereo.GetFormat(), WorkingFormatOf(native)));
@@ -106,7 +106,7 @@ TEST(SignalGenerator, Formats_DefaultIsStereoAndTheWorkingFormatIsFloat) {
     const WAVEFORMATEX mono = Pcm(1, 48000);
     CSignalGenerator one(&mono, 48000 * 3, CSignalGenerator::square, 100, 100, 1);
     EXPECT_EQ(one.GetFormat()->nChannels, 1);
-    EXPECT_EQ(one.GetFormat()->nSamplesPerSec, 48000u);
+    EXPECT_EQ(uint32_t{one.GetFormat()->nSamplesPerSec}, 48000u);
     EXPECT_EQ(one.GetFrameSize(), 4);
     EXPECT_EQ(one.GetLength(), 144000);
     EXPECT_EQ(one.GetByteLength(), 576000);
