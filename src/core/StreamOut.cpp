@@ -7,25 +7,32 @@ namespace tw {
 
 namespace {
 
-// One draw of 0..32767, the range the noise scaling below is made for, whatever RAND_MAX the C
-// library has: the top fifteen bits of its draw.
-int Rand15() {
-    constexpr unsigned kStep = (static_cast<unsigned>(RAND_MAX) + 1u) / 32768u;
-    return static_cast<int>(static_cast<unsigned>(std::rand()) / kStep);
-}
-
-// Triangular noise from three uniform draws, centred on zero: three values of 0..32767 average
-// 49150.5, which is 0.25 of 196602.
-double DitherNoise() {
-    const int r1 = Rand15();
-    const int r2 = Rand15();
-    const int r3 = Rand15();
-    return (r1 + r2 + r3) / 196602.0 - 0.25;
+// Seed of a sink's noise generator, taken from the C library's generator so that srand decides
+// reproducibility as it would for rand() itself.
+uint64_t SeedFromRand() {
+    uint64_t seed = 0;
+    for (int i = 0; i < 4; ++i)
+        seed = (seed << 16) ^ static_cast<uint64_t>(std::rand());
+    return seed;
 }
 
 } // namespace
 
-CStreamOut::CStreamOut() {
+// Three uniform draws of 0..32767 from one step of a 64-bit mixing generator; their sum over
+// 196602 is centred on 0.25 (three draws average 49150.5), which the caller takes off. One step
+// per sample instead of three locked calls of rand(): the dither must not dominate a render.
+double CStreamOut::DitherNoise() {
+    uint64_t z = (m_noiseState += 0x9E3779B97F4A7C15ull);
+    z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ull;
+    z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
+    z ^= z >> 31;
+    const auto r1 = static_cast<int>(z & 0x7FFF);
+    const auto r2 = static_cast<int>((z >> 15) & 0x7FFF);
+    const auto r3 = static_cast<int>((z >> 30) & 0x7FFF);
+    return (r1 + r2 + r3) / 196602.0 - 0.25;
+}
+
+CStreamOut::CStreamOut() : m_noiseState(SeedFromRand()) {
     for (auto& weight : m_weight)
         weight.Select(0);
 }
@@ -36,6 +43,7 @@ void CStreamOut::SetDither(bool dither, int noiseFilter) {
         m_error[c] = 0.0f;
     }
     m_dither = dither ? 1 : 0;
+    m_noiseState = SeedFromRand();
 }
 
 void CStreamOut::QuantizeFrames(void* dest, const float* src, int32_t srcBytes, int bits, int channels) {

@@ -33,6 +33,8 @@ public:
 
     // Selects `noiseFilter` (CDitherWeight numbers) on all eight channels, clears the error
     // accumulators and switches dither on or off. Dither acts on 8- and 16-bit output only.
+    // The noise generator is reseeded from rand() here and at construction: runs after the same
+    // srand are alike, and nothing here seeds rand() itself.
     void SetDither(bool dither, int noiseFilter);
     bool GetDither() const { return m_dither != 0; }
 
@@ -45,10 +47,12 @@ public:
 private:
     void Quantize8(uint8_t* dest, const float* src, int64_t frames, int channels);
     void Quantize16(uint8_t* dest, const float* src, int64_t frames, int channels);
+    double DitherNoise();
 
     int32_t m_dither = 0;
     CDitherWeight m_weight[kMaxChannels];
     float m_error[kMaxChannels] = {};
+    uint64_t m_noiseState;
 };
 
 } // namespace tw

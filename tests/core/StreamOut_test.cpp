@@ -253,5 +253,17 @@ TEST(SetDither, Off_GivesPlainRoundingAgainAndDitherNeverTouchesWideWidths) {
         ASSERT_EQ(SampleAt(out24, 24, i), 3);
 }
 
+TEST(SetDither, RunsAfterTheSameSrand_AreAlikeAndOthersDiffer) {
+    const std::vector<float> input(500, 0.1f);
+    auto run = [&](unsigned seed) {
+        std::srand(seed);
+        QuantizerOnly q;
+        q.SetDither(true, CDitherWeight::kIIR2ndOrder);
+        return Quantize(q, input, 8);
+    };
+    EXPECT_EQ(run(99), run(99));
+    EXPECT_NE(run(99), run(100));
+}
+
 } // namespace
 } // namespace tw
