@@ -7,13 +7,13 @@ namespace tw {
 
 namespace {
 
-// Seed of a sink's noise generator, taken from the C library's generator so that srand decides
+// Origin of a sink's noise generator, taken from the C library's generator so that srand decides
 // reproducibility as it would for rand() itself.
 uint64_t SeedFromRand() {
-    uint64_t seed = 0;
+    uint64_t origin = 0;
     for (int i = 0; i < 4; ++i)
-        seed = (seed << 16) ^ static_cast<uint64_t>(std::rand());
-    return seed;
+        origin = (origin << 16) ^ static_cast<uint64_t>(std::rand());
+    return origin;
 }
 
 } // namespace

@@ -255,8 +255,8 @@ TEST(SetDither, Off_GivesPlainRoundingAgainAndDitherNeverTouchesWideWidths) {
 
 TEST(SetDither, RunsAfterTheSameSrand_AreAlikeAndOthersDiffer) {
     const std::vector<float> input(500, 0.1f);
-    auto run = [&](unsigned seed) {
-        std::srand(seed);
+    auto run = [&](unsigned origin) {
+        std::srand(origin);
         QuantizerOnly q;
         q.SetDither(true, CDitherWeight::kIIR2ndOrder);
         return Quantize(q, input, 8);

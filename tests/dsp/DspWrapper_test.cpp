@@ -14,8 +14,8 @@ namespace {
 
 constexpr double kPi = 3.14159265358979323846;
 
-std::vector<float> RandomVector(size_t n, unsigned seed) {
-    std::mt19937 rng(seed);
+std::vector<float> RandomVector(size_t n, unsigned origin) {
+    std::mt19937 rng(origin);
     std::uniform_real_distribution<float> dist(-1.0f, 1.0f);
     std::vector<float> v(n);
     for (float& x : v)
