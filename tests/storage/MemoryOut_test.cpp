@@ -1,5 +1,6 @@
 // The memory sink: the 46-byte wave image header byte by byte, images that an independent reader
 // decodes to the samples put in, and the two different "full" rules with and without a format.
+#include "PeakTestSupport.h"
 #include "core/MediaData.h"
 #include "storage/MemoryIO.h"
 #include "storage/MemoryOut.h"
@@ -21,16 +22,7 @@
 namespace tw {
 namespace {
 
-WAVEFORMATEX Pcm(int channels, int rate, int bits) {
-    WAVEFORMATEX f{};
-    f.wFormatTag = WAVE_FORMAT_PCM;
-    f.nChannels = static_cast<uint16_t>(channels);
-    f.nSamplesPerSec = static_cast<uint32_t>(rate);
-    f.wBitsPerSample = static_cast<uint16_t>(bits);
-    f.nBlockAlign = static_cast<uint16_t>(channels * bits / 8);
-    f.nAvgBytesPerSec = f.nBlockAlign * f.nSamplesPerSec;
-    return f;
-}
+using test::PcmFormat;
 
 // A block of float frames holding `samples`, interleaved.
 struct FloatBlock {
@@ -44,8 +36,9 @@ struct FloatBlock {
 TEST(MemoryOut, AttachWithHeader_WritesTheFortySixByteImageHeader) {
     std::vector<uint8_t> buffer(46 + 40, 0xEE);
     CMemoryOut out;
-    ASSERT_EQ(out.AttachWithHeader(buffer.data(), static_cast<uint32_t>(buffer.size()), Pcm(2, 44100, 16)),
-              0);
+    ASSERT_EQ(
+        out.AttachWithHeader(buffer.data(), static_cast<uint32_t>(buffer.size()), PcmFormat(2, 44100, 16)),
+        0);
     const uint8_t expected[46] = {
         'R',  'I',  'F',  'F', 78,  0,   0,   0,   // data size 40 + 38
         'W',  'A',  'V',  'E', 'f', 'm', 't', ' ', //
@@ -64,13 +57,13 @@ TEST(MemoryOut, AttachWithHeader_WritesTheFortySixByteImageHeader) {
     EXPECT_EQ(buffer[46], 0xEE);
     EXPECT_EQ(out.GetBytesWritten(), 46);
     EXPECT_FALSE(out.OwnsBuffer());
-    EXPECT_EQ(WavImageSize(Pcm(2, 44100, 16), 10), 86u);
+    EXPECT_EQ(WavImageSize(PcmFormat(2, 44100, 16), 10), 86u);
 
     // No header fits in fewer than 46 bytes, and the quantiser knows no 12-bit samples.
     CMemoryOut small;
-    EXPECT_EQ(small.AttachWithHeader(buffer.data(), 45, Pcm(1, 8000, 16)), 2);
-    EXPECT_EQ(small.AttachWithHeader(buffer.data(), 86, Pcm(1, 8000, 12)), 2);
-    EXPECT_EQ(small.AttachWithHeader(buffer.data(), 86, Pcm(9, 8000, 16)), 2);
+    EXPECT_EQ(small.AttachWithHeader(buffer.data(), 45, PcmFormat(1, 8000, 16)), 2);
+    EXPECT_EQ(small.AttachWithHeader(buffer.data(), 86, PcmFormat(1, 8000, 12)), 2);
+    EXPECT_EQ(small.AttachWithHeader(buffer.data(), 86, PcmFormat(9, 8000, 16)), 2);
 }
 
 // Renders samples of exact value k / 2^(bits-1) into an image, then reads the image with libsndfile
@@ -82,7 +75,7 @@ TEST(MemoryOut, ImagesOfEveryWidth_ReadBackByAnIndependentReaderAsTheSamplesPutI
     for (int bits : {8, 16, 24, 32}) {
         const int channels = 2;
         const int frames = 200;
-        const WAVEFORMATEX format = Pcm(channels, 48000, bits);
+        const WAVEFORMATEX format = PcmFormat(channels, 48000, bits);
         const double full = std::ldexp(1.0, bits - 1);
         // Step sizes that keep k / 2^(bits-1) exact in a float, over most of the range.
         const int64_t step = bits == 32 ? 65536 : 1;
@@ -158,7 +151,7 @@ TEST(MemoryOut, WithoutFormat_AnExactFillIsFullButWithFormatItIsNot) {
     // The same four samples into exactly four 16-bit mono frames behind a header: not full.
     std::vector<uint8_t> image(46 + 8 + 4, 0xEE);
     CMemoryOut sink;
-    ASSERT_EQ(sink.AttachWithHeader(image.data(), 46 + 8, Pcm(1, 8000, 16)), 0);
+    ASSERT_EQ(sink.AttachWithHeader(image.data(), 46 + 8, PcmFormat(1, 8000, 16)), 0);
     EXPECT_EQ(sink.Write(block.data), 0);
     EXPECT_EQ(sink.GetBytesWritten(), 54);
     const int16_t values[] = {16384, -16384, 8192, -8192};
@@ -172,7 +165,7 @@ TEST(MemoryOut, WithoutFormat_AnExactFillIsFullButWithFormatItIsNot) {
 
 TEST(MemoryOut, WithFormat_AnOverlongWriteKeepsTheWholeFramesThatFit) {
     // Room for three stereo 24-bit frames plus two stray bytes, which no frame can use.
-    const WAVEFORMATEX format = Pcm(2, 8000, 24);
+    const WAVEFORMATEX format = PcmFormat(2, 8000, 24);
     std::vector<uint8_t> image(46 + 18 + 2 + 4, 0xEE);
     CMemoryOut sink;
     ASSERT_EQ(sink.AttachWithHeader(image.data(), 46 + 18 + 2, format), 0);
