@@ -116,6 +116,13 @@ void CEditedMedia::AddMedia(CMediaStream* stream, int64_t position) {
     }
 }
 
+void CEditedMedia::AddSource(CMediaStream* stream) {
+    if (stream == nullptr)
+        return;
+    m_sources.push_back(stream);
+    ObjectPool().AddRef(stream);
+}
+
 void CEditedMedia::AddTransform(CTransformBase* transform) {
     if (transform == nullptr)
         return;

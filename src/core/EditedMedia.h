@@ -48,6 +48,9 @@ public:
     // document the event at the position is split: the result reads E, new, R, where E may stay as
     // an empty event (position 0, or the end).
     void AddMedia(CMediaStream* stream, int64_t position);
+    // Lists a stream without making an event of it (one pool reference), as a loaded body does
+    // before its events name the stream by index.
+    void AddSource(CMediaStream* stream);
     // Lists a transform (one pool reference), keeping the invariant for chains that use it.
     void AddTransform(CTransformBase* transform);
     // Tells the transform the length of `section`, lists it, and appends it to the chains of the
