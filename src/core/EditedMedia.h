@@ -23,10 +23,15 @@
 
 namespace tw {
 
+class CMediaData;
 class CMediaEvent;
 class CMediaStream;
+class CPeakData;
+class CStreamOut;
 class CTransformBase;
+class CTransformChain;
 class IMediaListener;
+struct ReadCursor;
 
 class CEditedMedia {
 public:
@@ -126,6 +131,50 @@ public:
     CLabelList& GetLabels() { return m_labels; }
     const CLabelList& GetLabels() const { return m_labels; }
 
+    // Reading (EditedMediaRead.cpp). Any number of threads may read at once, each with a cursor of
+    // its own; no edit may run meanwhile. Positions are document frames.
+
+    // A cursor at the head of the list, position 0. The caller frees it with FreeCursor.
+    ReadCursor* MakeCursor() const;
+    // Frees the cursor's read accesses and the cursor; forgets the last noted transform instance.
+    void FreeCursor(ReadCursor* cursor);
+    // Moves the cursor to `position` (negative counts as 0). The current event's read access is
+    // kept and repositioned when the event stays, otherwise freed; a fade tail is found again
+    // from the event just before, and its access is made anew on the next read.
+    void Seek(ReadCursor& cursor, int64_t position) const;
+    // Fills the whole block (working-format frames) from the cursor's position and advances it:
+    // each event's frames through its transforms, with the fade tail of the event before mixed in
+    // at a gain falling linearly from 1 at the cut to 0 at the end of the overlap, stepped per
+    // sample value. Behind the last event the block is filled with silence.
+    void ReadSamples(ReadCursor& cursor, CMediaData& block) const;
+    // Tells every transform of this document how many document frames its events cover and how
+    // many of those lie before `position`: as the display position with `display`, else as the
+    // read position. Goes to the shared instances, unlocked: one such writer at a time.
+    void SyncTransforms(int64_t position, bool display) const;
+    // Pumps `section` into `sink` in blocks of 50 ms (rate / 20 frames) through ReadSamples, then
+    // `chain` (the caller's post-effects, may be null), then `mask` (bit c % 32 clear silences
+    // channel c; may be null). With `loop` the section starts over when it has run out, adding one
+    // to `counter` (may be null) per pass. The cancel flag, cleared at the start, is read once per
+    // block. True when the section ran out or the read was cancelled; false when the sink refused a
+    // block (a non-zero Write). An empty section writes nothing and gives true.
+    bool Render(CStreamOut& sink, const CSection& section, const CTransformChain* chain, bool loop,
+                int32_t* counter, const uint32_t* mask);
+    // Sets the cancel flag: a running Render stops within one block.
+    void RequestStop() { m_cancel = 1; }
+    // Peaks of a range assembled by events as ReadSamples would play them: each piece's stream
+    // peaks (`blockMode`: one row per 256 source frames from its peak source; otherwise one row per
+    // frame) through the event's transforms, with fade tails mixed in at block resolution. Null when
+    // no event yields a piece. The caller deletes the result.
+    CPeakData* ReadPeakBlocks(const CSection& section, bool blockMode) const;
+    // `columns` rows of minimum and maximum per channel over the section for the display, with
+    // frames per row = length / columns. Up to one frame per column: the samples themselves; below
+    // 1280 frames per column: rows merged from ReadPeakBlocks (fine peaks up to 256 frames per
+    // column, file peaks above); from 1280 on: each column read by itself from file peaks (a column
+    // without peaks is 0, 0). Null for an empty section, no columns, or no format.
+    CPeakData* ReadPeakColumns(const CSection& section, int32_t columns);
+    // The largest magnitude over the file peaks of the section, all channels; 0 when it has none.
+    float GetPeakLevel(const CSection& section) const;
+
     // Set by the stop request, cleared when a render starts.
     volatile uint8_t m_cancel = 0;
     // The last active transform instance noted by a running read.
@@ -145,6 +194,15 @@ private:
     // Lists `other`'s sources and transforms that this one lacks, one reference each.
     void ShareSourcesOf(const CEditedMedia& other);
     void EraseEvent(size_t index);
+
+    // Reading helpers (EditedMediaRead.cpp).
+    void MixTail(ReadCursor& cursor, CMediaData& view, int64_t frames) const;
+    // ReadPeakBlocks starting its search for the first event at `*hintIndex` (document start
+    // `*hintAcc`), which must not lie behind the section's start; both are left at the last event
+    // used, so that a walk over consecutive sections stays linear.
+    CPeakData* ReadPeakRange(const CSection& section, bool blockMode, int32_t* hintIndex,
+                             int64_t* hintAcc) const;
+    CPeakData* ReadPiecePeaks(const CMediaEvent* event, int64_t from, int64_t to, bool blockMode) const;
 };
 
 // The internal clipboard shared by all documents of the process; cleared when any document closes.
