@@ -1,0 +1,162 @@
+// Time Stretch and Pitch Shift over Rubber Band in its real-time mode. The stretcher is fed the
+// padding it prefers before the first block and its start delay is dropped from the output, so the
+// output lines up with the input and the only length change is the one GetTimeRatio states. Blocks
+// come out with as many frames as the stretcher has ready, which differs from block to block.
+#include "Effect.h"
+#include "Effects.h"
+
+#include <rubberband/RubberBandStretcher.h>
+
+#include <cmath>
+#include <memory>
+#include <new>
+#include <vector>
+
+namespace bt {
+
+namespace {
+
+using RubberBand::RubberBandStretcher;
+
+constexpr size_t kChunk = 1024; // frames handed to the stretcher at a time
+
+const EffectInfo kTimeStretchInfo = {
+    u"Time Stretch",
+    0x48435453, // "STCH"
+    {{u"Length (%)", 25.0f, 400.0f, 100.0f}},
+    {{u"Half speed (200%)", {200.0f}},
+     {u"Slower (125%)", {125.0f}},
+     {u"Faster (80%)", {80.0f}},
+     {u"Double speed (50%)", {50.0f}}},
+};
+
+const EffectInfo kPitchShiftInfo = {
+    u"Pitch Shift",
+    0x48435450, // "PTCH"
+    {{u"Pitch (semitones)", -12.0f, 12.0f, 0.0f}, {u"Fine tune (cents)", -100.0f, 100.0f, 0.0f}},
+    {{u"Octave Down", {-12.0f, 0.0f}},
+     {u"Whole Tone Down", {-2.0f, 0.0f}},
+     {u"Whole Tone Up", {2.0f, 0.0f}},
+     {u"Fifth Up", {7.0f, 0.0f}},
+     {u"Octave Up", {12.0f, 0.0f}}},
+};
+
+class CStretch : public CEffect {
+public:
+    CStretch(const EffectInfo& info, bool pitch) : CEffect(info), m_pitch(pitch) {}
+
+protected:
+    bool Prepare() override {
+        const auto options = RubberBandStretcher::OptionProcessRealTime |
+                             RubberBandStretcher::OptionChannelsTogether |
+                             RubberBandStretcher::OptionPitchHighConsistency;
+        try {
+            m_stretcher = std::make_unique<RubberBandStretcher>(static_cast<size_t>(Rate()),
+                                                                static_cast<size_t>(Channels()), options,
+                                                                TimeRatio(), PitchScale());
+            m_stretcher->setMaxProcessSize(kChunk);
+        } catch (...) {
+            m_stretcher.reset();
+            return false;
+        }
+        m_planar.assign(static_cast<size_t>(Channels()), std::vector<float>(kChunk));
+        m_pointers.assign(static_cast<size_t>(Channels()), nullptr);
+        return true;
+    }
+
+    void Clear() override {
+        if (m_stretcher)
+            m_stretcher->reset();
+        m_started = false;
+        m_drop = 0;
+    }
+
+    HRESULT Run(float* data, int64_t frames, SAFEARRAY** out) override {
+        const int channels = Channels();
+        m_stretcher->setTimeRatio(TimeRatio());
+        m_stretcher->setPitchScale(PitchScale());
+        m_output.clear();
+        if (!m_started) {
+            Feed(nullptr, static_cast<int64_t>(m_stretcher->getPreferredStartPad()));
+            m_drop = static_cast<int64_t>(m_stretcher->getStartDelay());
+            m_started = true;
+        }
+        Feed(data, frames);
+        const auto outFrames = static_cast<ULONG>(m_output.size() / static_cast<size_t>(channels));
+        *out = SafeArrayCreateVector(VT_R4, 0, outFrames * static_cast<ULONG>(channels));
+        if (*out == nullptr)
+            return E_OUTOFMEMORY;
+        if (!m_output.empty())
+            std::copy(m_output.begin(), m_output.end(), static_cast<float*>((*out)->pvData));
+        return S_OK;
+    }
+
+    double TimeRatio() const override { return m_pitch ? 1.0 : Value(0) / 100.0; }
+
+    // What the stretcher still holds once the input ends.
+    int64_t TailFrames() const override {
+        return m_stretcher ? static_cast<int64_t>(std::ceil(m_stretcher->getStartDelay() * TimeRatio())) : 0;
+    }
+
+private:
+    double PitchScale() const { return m_pitch ? std::pow(2.0, (Value(0) + Value(1) / 100.0) / 12.0) : 1.0; }
+
+    // Hands `frames` interleaved frames to the stretcher (silence when `data` is null) and collects
+    // what it makes ready.
+    void Feed(const float* data, int64_t frames) {
+        const int channels = Channels();
+        int64_t done = 0;
+        while (done < frames) {
+            const auto n = static_cast<size_t>(std::min<int64_t>(frames - done, kChunk));
+            for (int c = 0; c < channels; ++c) {
+                float* plane = m_planar[c].data();
+                for (size_t i = 0; i < n; ++i)
+                    plane[i] = data != nullptr ? data[(done + static_cast<int64_t>(i)) * channels + c] : 0.0f;
+                m_pointers[c] = plane;
+            }
+            m_stretcher->process(m_pointers.data(), n, false);
+            done += static_cast<int64_t>(n);
+            Collect();
+        }
+    }
+
+    void Collect() {
+        const int channels = Channels();
+        for (int ready = m_stretcher->available(); ready > 0; ready = m_stretcher->available()) {
+            const size_t n = std::min<size_t>(static_cast<size_t>(ready), kChunk);
+            for (int c = 0; c < channels; ++c)
+                m_pointers[c] = m_planar[c].data();
+            const size_t got = m_stretcher->retrieve(m_pointers.data(), n);
+            if (got == 0)
+                break;
+            size_t first = 0;
+            if (m_drop > 0) {
+                first = static_cast<size_t>(std::min<int64_t>(m_drop, static_cast<int64_t>(got)));
+                m_drop -= static_cast<int64_t>(first);
+            }
+            for (size_t i = first; i < got; ++i)
+                for (int c = 0; c < channels; ++c)
+                    m_output.push_back(m_planar[c][i]);
+        }
+    }
+
+    bool m_pitch;
+    std::unique_ptr<RubberBandStretcher> m_stretcher;
+    std::vector<std::vector<float>> m_planar;
+    std::vector<float*> m_pointers;
+    std::vector<float> m_output; // interleaved frames of the present block
+    bool m_started = false;
+    int64_t m_drop = 0; // start-delay frames still to drop
+};
+
+} // namespace
+
+ITransform* CreateTimeStretch() {
+    return new (std::nothrow) CStretch(kTimeStretchInfo, false);
+}
+
+ITransform* CreatePitchShift() {
+    return new (std::nothrow) CStretch(kPitchShiftInfo, true);
+}
+
+} // namespace bt
