@@ -8,6 +8,9 @@
 #include "platform/StringTable.h"
 #include "storage/Archive.h"
 #include "storage/BasicIO.h"
+#include "storage/BodyRecords.h"
+#include "storage/RaffIO.h"
+#include "storage/RaffParser.h"
 #include "storage/ScanThread.h"
 #include "storage/TempFileManager.h"
 
@@ -290,11 +293,45 @@ CPeakData* CPCMAudio::ReadPeaks(CSection section, bool blockMode) {
 }
 
 bool CPCMAudio::SaveReference(CArchive& archive) {
-    if (!m_data || m_data->GetTypeName() == "RaffIO")
+    if (!m_data)
         return false;
+    if (auto* samples = dynamic_cast<CRaffIO*>(m_data)) {
+        auto* peaks = dynamic_cast<CRaffIO*>(m_peak);
+        archive.WriteU8(kKindInContainer);
+        WriteFormatRecord(archive, m_nativeFormat);
+        archive.WriteU32(static_cast<uint32_t>(m_length));
+        archive.WriteU32(peaks ? static_cast<uint32_t>(peaks->GetBaseOffset()) : 0);
+        archive.WriteU32(static_cast<uint32_t>(samples->GetBaseOffset()));
+        return true;
+    }
     archive.WriteU8(kKindFile);
     archive.WriteString(m_fileName);
     return true;
+}
+
+CPCMAudio* CPCMAudio::LoadContainerReference(CArchive& archive, CRaffParser& container) {
+    const WAVEFORMATEX format = ReadFormatRecord(archive);
+    const int64_t frames = archive.ReadU32();
+    const uint32_t peakOffset = archive.ReadU32();
+    const uint32_t dataOffset = archive.ReadU32();
+
+    IBasicIO* data = container.OpenRegion(dataOffset, frames * format.nBlockAlign);
+    // The peak window is recorded at half the size of its rows; reading a container window is not
+    // clipped, so every row stays reachable. A stream whose peaks never moved into the container
+    // gets an anonymous peak file built from its samples.
+    IBasicIO* peak = nullptr;
+    if (peakOffset != 0)
+        peak = container.OpenRegion(peakOffset, (frames >> 8) * format.nChannels * 4);
+    if (!data)
+        return nullptr;
+    data->Format = format;
+    if (peak)
+        peak->Format = format;
+    auto stream = std::make_unique<CPCMAudio>();
+    if (!stream->Attach(data, peak))
+        return nullptr; // the stream deletes both windows
+    ObjectPool().AddRef(stream.get());
+    return stream.release();
 }
 
 CPCMAudio* CPCMAudio::LoadReference(CArchive& archive, uint8_t kind, std::string& path, bool allowRetry) {

@@ -15,6 +15,7 @@ namespace tw {
 class CArchive;
 class IBasicIO;
 class CScanThread;
+class CRaffParser;
 
 class CPCMAudio : public CMediaStream {
 public:
@@ -56,14 +57,21 @@ public:
     // The temporary (delete-on-close) flag of the data source.
     bool IsTemporary() override;
 
-    // Kind 1 (a file outside the container): u8 1, u32 byte count, UTF-16 path with terminator.
-    // False for a data source inside the container, whose reference the container writes.
+    // The stream's record. Samples inside a container (a data source of type "RaffIO"), kind 0:
+    // u8 0, the 18-byte native format, frames (u32), container offset of the peak region (u32; 0
+    // when the peaks are not in the container) and of the sample region (u32). Otherwise kind 1:
+    // u8 1, u32 byte count, UTF-16 path with terminator. False without a data source. Throws
+    // CArchiveException when the archive cannot be written.
     bool SaveReference(CArchive& archive);
     // Reads what follows the kind byte of a kind-1 reference and opens that file shared. When that
     // fails and `allowRetry` is set, the file name alone is tried in the current directory. `path`
     // receives the path read. Null when nothing could be opened (the message is shown). Throws
     // CArchiveException on damaged bytes. Other kinds belong to their own loaders and give null.
     static CPCMAudio* LoadReference(CArchive& archive, uint8_t kind, std::string& path, bool allowRetry);
+    // Reads what follows the kind byte of a kind-0 reference and opens the stream on its regions of
+    // `container`. The result is pooled and holds one reference for the caller; null when the
+    // format is unusable or the peaks cannot be made. Throws CArchiveException on a short record.
+    static CPCMAudio* LoadContainerReference(CArchive& archive, CRaffParser& container);
 
     // The file behind the stream is about to be replaced (a save over it): the file is moved to a
     // temporary name and read from there, and the peaks move to an anonymous copy, so that the
