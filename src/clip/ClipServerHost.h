@@ -1,0 +1,34 @@
+// What the clip server asks of the application object. The application lives in the host layer,
+// above the clip objects, so the host fills this hook when the library starts; until then (a test
+// of the clip layer alone, say) the server works on the process's filter manager by itself and
+// knows of no document windows.
+//
+// Threads: any host thread; implementations guard their own state.
+#pragma once
+
+#include <cstdint>
+
+namespace tw {
+
+class CFileFilterManager;
+
+class IClipServerHost {
+public:
+    virtual ~IClipServerHost() = default;
+
+    // Loads the audio file filters from the format library folder (directory key 6), made anew when
+    // the last document deleted them, and names the project files as the preferred entry. True when
+    // the library stands.
+    virtual bool StartFileFilters() = 0;
+    // The run status as tkQueryRunStatus refreshes it, and the number of listed document threads.
+    virtual void QueryRunStatus(int32_t& running, int32_t& documents) = 0;
+    // Sets the application's close-all flag, asks every document thread to end and waits for them
+    // (up to 100 rounds of 100 ms).
+    virtual void CloseAllDocuments() = 0;
+};
+
+// The hook in force, or null. Set once at start by the host layer; cleared at unload.
+IClipServerHost* ClipServerHost();
+void SetClipServerHost(IClipServerHost* host);
+
+} // namespace tw
