@@ -140,3 +140,13 @@ struct ITransformValues : IUnknown {
     virtual HRESULT GetValues(SAFEARRAY** values) = 0; // 3: VT_R4 vector, caller destroys
     virtual HRESULT SetValues(SAFEARRAY* values) = 0;  // 4
 };
+
+// {56E0D200-D77C-414B-8CF4-F1FAE787F06D}: the file list of the third manager (LV2), asked for by
+// the settings page that adds plug-in files and scans folders.
+constexpr IID IID_IVstPluginList = {
+    0x56E0D200, 0xD77C, 0x414B, {0x8C, 0xF4, 0xF1, 0xFA, 0xE7, 0x87, 0xF0, 0x6D}};
+
+struct IVstPluginList : IUnknown {
+    virtual HRESULT ScanFolder(BSTR path, VARIANT_BOOL recursive) = 0; // 3
+    virtual HRESULT AddFile(BSTR path) = 0;                           // 4: negative: no plug-in there
+};
