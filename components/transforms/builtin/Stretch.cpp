@@ -1,7 +1,9 @@
 // Time Stretch and Pitch Shift over Rubber Band in its real-time mode. The stretcher is fed the
 // padding it prefers before the first block and its start delay is dropped from the output, so the
 // output lines up with the input and the only length change is the one GetTimeRatio states. Blocks
-// come out with as many frames as the stretcher has ready, which differs from block to block.
+// come out with as many frames as the stretcher has ready, which differs from block to block. The
+// block that reaches the covered length (SetLength) flushes the stretcher, so a whole section comes
+// out at its stated length rather than short by what the stretcher was still holding.
 #include "Effect.h"
 #include "Effects.h"
 
@@ -68,7 +70,10 @@ protected:
         if (m_stretcher)
             m_stretcher->reset();
         m_started = false;
+        m_finished = false;
         m_drop = 0;
+        m_due = 0.0;
+        m_made = 0;
     }
 
     HRESULT Run(float* data, int64_t frames, SAFEARRAY** out) override {
@@ -76,12 +81,30 @@ protected:
         m_stretcher->setTimeRatio(TimeRatio());
         m_stretcher->setPitchScale(PitchScale());
         m_output.clear();
+        if (m_finished)
+            Clear(); // more material after a flushed section starts a new pass
         if (!m_started) {
-            Feed(nullptr, static_cast<int64_t>(m_stretcher->getPreferredStartPad()));
+            Feed(nullptr, static_cast<int64_t>(m_stretcher->getPreferredStartPad()), false);
             m_drop = static_cast<int64_t>(m_stretcher->getStartDelay());
             m_started = true;
         }
-        Feed(data, frames);
+        m_due += static_cast<double>(frames) * TimeRatio();
+        const bool last = Length() > 0 && Position() + frames >= Length();
+        if (!last) {
+            Feed(data, frames, false);
+        } else {
+            // The stretcher's delay holds the end of the material back; silence behind it pushes
+            // the end out, and the pass is then cut to the frames it owes.
+            Feed(data, frames, false);
+            const double ratio = TimeRatio();
+            Feed(nullptr, static_cast<int64_t>(std::ceil(m_stretcher->getStartDelay() / ratio)) + kChunk,
+                 true);
+            const auto due = static_cast<int64_t>(std::llround(m_due));
+            const int64_t owed = std::max<int64_t>(0, due - m_made);
+            m_output.resize(static_cast<size_t>(owed * channels), 0.0f);
+            m_finished = true;
+        }
+        m_made += static_cast<int64_t>(m_output.size()) / channels;
         const auto outFrames = static_cast<ULONG>(m_output.size() / static_cast<size_t>(channels));
         *out = SafeArrayCreateVector(VT_R4, 0, outFrames * static_cast<ULONG>(channels));
         if (*out == nullptr)
@@ -93,20 +116,25 @@ protected:
 
     double TimeRatio() const override { return m_pitch ? 1.0 : Value(0) / 100.0; }
 
-    // What the stretcher still holds once the input ends.
+    // What the stretcher still owes for the input of this pass once that input ends; before a
+    // pass, its delay.
     int64_t TailFrames() const override {
-        return m_stretcher ? static_cast<int64_t>(std::ceil(m_stretcher->getStartDelay() * TimeRatio())) : 0;
+        if (!m_stretcher)
+            return 0;
+        if (!m_started || m_finished)
+            return static_cast<int64_t>(std::ceil(m_stretcher->getStartDelay() * TimeRatio()));
+        return std::max<int64_t>(0, std::llround(m_due) - m_made);
     }
 
 private:
     double PitchScale() const { return m_pitch ? std::pow(2.0, (Value(0) + Value(1) / 100.0) / 12.0) : 1.0; }
 
     // Hands `frames` interleaved frames to the stretcher (silence when `data` is null) and collects
-    // what it makes ready.
-    void Feed(const float* data, int64_t frames) {
+    // what it makes ready; with `last`, everything it holds.
+    void Feed(const float* data, int64_t frames, bool last) {
         const int channels = Channels();
         int64_t done = 0;
-        while (done < frames) {
+        while (done < frames || (last && done == frames)) {
             const auto n = static_cast<size_t>(std::min<int64_t>(frames - done, kChunk));
             for (int c = 0; c < channels; ++c) {
                 float* plane = m_planar[c].data();
@@ -114,9 +142,12 @@ private:
                     plane[i] = data != nullptr ? data[(done + static_cast<int64_t>(i)) * channels + c] : 0.0f;
                 m_pointers[c] = plane;
             }
-            m_stretcher->process(m_pointers.data(), n, false);
             done += static_cast<int64_t>(n);
+            const bool final = last && done == frames;
+            m_stretcher->process(m_pointers.data(), n, final);
             Collect();
+            if (final)
+                break;
         }
     }
 
@@ -146,7 +177,10 @@ private:
     std::vector<float*> m_pointers;
     std::vector<float> m_output; // interleaved frames of the present block
     bool m_started = false;
-    int64_t m_drop = 0; // start-delay frames still to drop
+    bool m_finished = false; // the covered length has been flushed through
+    int64_t m_drop = 0;      // start-delay frames still to drop
+    double m_due = 0.0;      // output frames the input of this pass stands for
+    int64_t m_made = 0;      // output frames handed out in this pass
 };
 
 } // namespace

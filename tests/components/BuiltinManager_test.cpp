@@ -1,0 +1,319 @@
+// The built-in transforms module through its ABI: the manager's list and disabled list, the class
+// factories, and the contract every effect shares (formats, state records, presets, values).
+#include "components/BuiltinModule.h"
+
+#include <cstring>
+#include <set>
+
+using namespace twtest;
+
+namespace {
+
+const CLSID kEffects[] = {CLSID_BuiltinAmplify,    CLSID_BuiltinNormalize,  CLSID_BuiltinFadeIn,
+                          CLSID_BuiltinFadeOut,    CLSID_BuiltinEcho,       CLSID_BuiltinReverb,
+                          CLSID_BuiltinEqualizer,  CLSID_BuiltinCompressor, CLSID_BuiltinTimeStretch,
+                          CLSID_BuiltinPitchShift, CLSID_BuiltinDcOffset};
+
+constexpr GUID kNull = {};
+
+class BuiltinManagerTest : public BuiltinModuleTest {};
+
+TEST_F(BuiltinManagerTest, ListsEveryEffectOnceWithAMenuPathThatTakesItsName) {
+    auto manager = Make<IPluginManager>(CLSID_BuiltinPluginManager, IID_IPluginManager);
+    ASSERT_TRUE(manager);
+    int32_t count = 0;
+    ASSERT_EQ(manager->GetCount(&count), S_OK);
+    ASSERT_EQ(count, static_cast<int32_t>(std::size(kEffects)));
+    const std::set<std::string> menus = {"VOLUME\\", "TOOLS\\", "EFFECTS\\", "ENHANCEMENT\\"};
+    std::set<std::string> names;
+    for (int32_t i = 0; i < count; ++i) {
+        GUID classId{}, subId{1};
+        BSTR name = nullptr, paths = nullptr;
+        VARIANT_BOOL dialog = 0;
+        uint32_t flags = 0;
+        ASSERT_EQ(manager->GetClassId(i, &classId), S_OK);
+        ASSERT_EQ(manager->GetSubId(i, &subId), S_OK);
+        ASSERT_EQ(manager->GetName(i, &name), S_OK);
+        ASSERT_EQ(manager->GetMenuPaths(i, &paths), S_OK);
+        ASSERT_EQ(manager->GetHasDialog(i, &dialog), S_OK);
+        ASSERT_EQ(manager->GetFlags(i, &flags), S_OK);
+        const std::string text = TakeBstr(name);
+        EXPECT_TRUE(subId == kNull);
+        EXPECT_TRUE(menus.count(TakeBstr(paths))) << text;
+        EXPECT_EQ(dialog, VARIANT_TRUE);
+        EXPECT_EQ(flags & kLayoutAll, kLayoutAll);
+        EXPECT_EQ(text.find('['), std::string::npos) << "a bracket would read as a preset number";
+        EXPECT_TRUE(names.insert(text).second) << text;
+        // The class the entry names makes a transform that calls itself by the same name.
+        auto t = Make<ITransform>(classId, IID_ITransform);
+        ASSERT_TRUE(t) << text;
+        BSTR own = nullptr;
+        ASSERT_EQ(t->GetName(&own), S_OK);
+        EXPECT_EQ(TakeBstr(own), text);
+    }
+    BSTR none = nullptr;
+    EXPECT_EQ(manager->GetName(count, &none), DISP_E_BADINDEX);
+    EXPECT_EQ(manager->GetName(-1, &none), DISP_E_BADINDEX);
+    EXPECT_EQ(none, nullptr);
+}
+
+TEST_F(BuiltinManagerTest, ToggleDisablesAnEntryForLaterManagersAndRestoresItInPlace) {
+    auto control = Make<IPluginManagerControl>(CLSID_BuiltinPluginManager, IID_IPluginManagerControl);
+    ASSERT_TRUE(control);
+    EXPECT_EQ(control->Rescan(-1), S_OK);
+    EXPECT_EQ(control->Refresh(-1), S_OK);
+    int32_t disabled = -1;
+    ASSERT_EQ(control->GetDisabledCount(&disabled), S_OK);
+    ASSERT_EQ(disabled, 0);
+
+    ASSERT_EQ(control->Toggle(CLSID_BuiltinEcho, kNull), S_OK);
+    {
+        // A new manager object, as the system makes at each rebuild, sees the same lists.
+        auto manager = Make<IPluginManager>(CLSID_BuiltinPluginManager, IID_IPluginManager);
+        auto again = QueryAs<IPluginManagerControl>(manager.get(), IID_IPluginManagerControl);
+        ASSERT_TRUE(again);
+        int32_t count = 0;
+        manager->GetCount(&count);
+        EXPECT_EQ(count, static_cast<int32_t>(std::size(kEffects)) - 1);
+        for (int32_t i = 0; i < count; ++i) {
+            GUID id{};
+            manager->GetClassId(i, &id);
+            EXPECT_FALSE(id == CLSID_BuiltinEcho);
+        }
+        ASSERT_EQ(again->GetDisabledCount(&disabled), S_OK);
+        ASSERT_EQ(disabled, 1);
+        GUID id{}, sub{1};
+        BSTR name = nullptr;
+        uint32_t flags = 0;
+        EXPECT_EQ(again->GetDisabledClassId(0, &id), S_OK);
+        EXPECT_EQ(again->GetDisabledSubId(0, &sub), S_OK);
+        EXPECT_EQ(again->GetDisabledName(0, &name), S_OK);
+        EXPECT_EQ(again->GetDisabledFlags(0, &flags), S_OK);
+        EXPECT_TRUE(id == CLSID_BuiltinEcho);
+        EXPECT_TRUE(sub == kNull);
+        EXPECT_EQ(TakeBstr(name), "Echo");
+        EXPECT_EQ(flags, static_cast<uint32_t>(kLayoutAll));
+        EXPECT_EQ(again->GetDisabledName(1, &name), DISP_E_BADINDEX);
+    }
+    ASSERT_EQ(control->Toggle(CLSID_BuiltinEcho, kNull), S_OK);
+    ASSERT_EQ(control->GetDisabledCount(&disabled), S_OK);
+    EXPECT_EQ(disabled, 0);
+    auto manager = QueryAs<IPluginManager>(control.get(), IID_IPluginManager);
+    GUID fifth{};
+    manager->GetClassId(4, &fifth);
+    EXPECT_TRUE(fifth == CLSID_BuiltinEcho) << "a restored entry returns to its catalogue place";
+
+    EXPECT_LT(control->Toggle(CLSID_BuiltinPluginManager, kNull), 0);
+    EXPECT_LT(control->Toggle(CLSID_BuiltinEcho, GUID{7}), 0);
+}
+
+TEST_F(BuiltinManagerTest, ModuleRefusesUnknownClassesAndStaysLoadedWhileObjectsLive) {
+    void* object = nullptr;
+    const GUID unknown = {0x12345678};
+    EXPECT_EQ(getClassObject_(&unknown, &IID_IClassFactory, &object), CLASS_E_CLASSNOTAVAILABLE);
+    EXPECT_EQ(object, nullptr);
+    EXPECT_EQ(getClassObject_(&CLSID_BuiltinAmplify, &IID_ITransform, &object), E_NOINTERFACE);
+
+    EXPECT_EQ(canUnload_(), S_OK);
+    {
+        auto t = Make<ITransform>(CLSID_BuiltinReverb, IID_ITransform);
+        ASSERT_TRUE(t);
+        EXPECT_EQ(canUnload_(), S_FALSE);
+        // Every interface of an effect is one object.
+        auto presets = QueryAs<ITransformPresets>(t.get(), IID_ITransformPresets);
+        auto params = QueryAs<ITransformParams>(t.get(), IID_ITransformParams);
+        auto values = QueryAs<ITransformValues>(t.get(), IID_ITransformValues);
+        auto offline = QueryAs<ITransformOffline>(t.get(), IID_ITransformOffline);
+        ASSERT_TRUE(presets && params && values && offline);
+        auto back = QueryAs<ITransform>(params.get(), IID_ITransform);
+        EXPECT_EQ(back.get(), t.get());
+        EXPECT_FALSE(QueryAs<IPluginManager>(t.get(), IID_IPluginManager));
+    }
+    EXPECT_EQ(canUnload_(), S_OK);
+    ComRef<IClassFactory> factory;
+    ASSERT_EQ(getClassObject_(&CLSID_BuiltinEcho, &IID_IClassFactory, factory.put()), S_OK);
+    ComRef<IUnknown> aggregate;
+    EXPECT_EQ(factory->CreateInstance(factory.get(), IID_IUnknown, aggregate.put()), CLASS_E_NOAGGREGATION);
+    factory->LockServer(1);
+    factory.reset();
+    EXPECT_EQ(canUnload_(), S_FALSE);
+    ASSERT_EQ(getClassObject_(&CLSID_BuiltinEcho, &IID_IClassFactory, factory.put()), S_OK);
+    factory->LockServer(0);
+    factory.reset();
+    EXPECT_EQ(canUnload_(), S_OK);
+}
+
+TEST_F(BuiltinManagerTest, FormatsOfOneToEightChannelsAreTakenAndOthersRefused) {
+    for (const CLSID& id : kEffects) {
+        auto t = Make<ITransform>(id, IID_ITransform);
+        ASSERT_TRUE(t);
+        uint32_t flags = 0;
+        EXPECT_EQ(t->GetLayoutFlags(&flags), S_OK);
+        EXPECT_EQ(flags, static_cast<uint32_t>(kLayoutAll));
+        EXPECT_EQ(t->Initialise(kNull), S_OK);
+        EXPECT_NE(t->Initialise(GUID{1}), S_OK);
+
+        // Nothing runs before a format is set.
+        float one = 0.5f;
+        SAFEARRAY* in = SafeArrayCreateVector(VT_R4, 0, 1);
+        std::memcpy(in->pvData, &one, 4);
+        SAFEARRAY* out = nullptr;
+        EXPECT_LT(t->Process(in, &out, 4), 0);
+
+        EXPECT_EQ(t->SetFormat(44100, 0), S_FALSE);
+        EXPECT_EQ(t->SetFormat(44100, 9), S_FALSE);
+        EXPECT_EQ(t->SetFormat(0, 2), S_FALSE);
+        EXPECT_EQ(t->SetFormat(-44100, 2), S_FALSE);
+        for (int16_t c = 1; c <= 8; ++c)
+            EXPECT_EQ(t->SetFormat(48000, c), S_OK) << c;
+
+        // A block that does not fit the format is refused and left alone.
+        EXPECT_EQ(t->Process(nullptr, &out, 32), E_INVALIDARG);
+        EXPECT_EQ(t->Process(in, &out, 32), E_INVALIDARG); // one float is no 8-channel frame
+        EXPECT_EQ(t->Process(in, &out, 4), E_INVALIDARG);  // frame bytes of 1 channel, format of 8
+        EXPECT_EQ(t->Process(in, nullptr, 32), E_POINTER);
+        SAFEARRAY* wide = SafeArrayCreateVector(VT_R8, 0, 8);
+        EXPECT_EQ(t->Process(wide, &out, 32), E_INVALIDARG);
+        EXPECT_EQ(out, nullptr);
+        SafeArrayDestroy(wide);
+        SafeArrayDestroy(in);
+
+        // An empty block is not an error.
+        SAFEARRAY* empty = SafeArrayCreateVector(VT_R4, 0, 0);
+        EXPECT_EQ(t->Process(empty, &out, 32), S_OK);
+        if (out != nullptr)
+            EXPECT_EQ(out->rgsabound[0].cElements, 0u);
+        SafeArrayDestroy(out);
+        SafeArrayDestroy(empty);
+    }
+}
+
+TEST_F(BuiltinManagerTest, StateRecordRoundTripsAndRefusesAnotherEffectsOrADamagedOne) {
+    for (const CLSID& id : kEffects) {
+        auto source = Make<ITransform>(id, IID_ITransform);
+        auto params = QueryAs<ITransformParams>(source.get(), IID_ITransformParams);
+        int32_t count = 0;
+        ASSERT_EQ(params->GetCount(&count), S_OK);
+        ASSERT_GT(count, 0);
+        // Three quarters of the way up each range, a value no parameter starts at.
+        std::vector<float> set(count);
+        for (int32_t i = 0; i < count; ++i) {
+            float low = 0, high = 0;
+            ASSERT_EQ(params->GetRange(i, &low, &high), S_OK);
+            ASSERT_LT(low, high);
+            BSTR name = nullptr;
+            ASSERT_EQ(params->GetParamName(i, &name), S_OK);
+            EXPECT_FALSE(TakeBstr(name).empty());
+            set[i] = low + 0.75f * (high - low);
+            ASSERT_EQ(params->SetValue(i, set[i]), S_OK);
+        }
+        EXPECT_EQ(params->SetValue(count, 1.0f), DISP_E_BADINDEX);
+
+        int32_t size = 0;
+        ASSERT_EQ(source->GetStateSize(&size), S_OK);
+        ASSERT_EQ(size, 8 + 4 * count);
+        std::vector<uint8_t> state(size);
+        ASSERT_EQ(source->GetState(state.data()), S_OK);
+        EXPECT_EQ(state[4] | (state[5] << 8), 1) << "record version";
+        EXPECT_EQ(state[6] | (state[7] << 8), count);
+
+        auto copy = Make<ITransform>(id, IID_ITransform);
+        ASSERT_EQ(copy->SetState(state.data()), S_OK);
+        auto copyParams = QueryAs<ITransformParams>(copy.get(), IID_ITransformParams);
+        for (int32_t i = 0; i < count; ++i) {
+            float v = 0;
+            copyParams->GetValue(i, &v);
+            EXPECT_EQ(v, set[i]);
+        }
+
+        // A damaged version or value count is refused and changes nothing.
+        auto fresh = Make<ITransform>(id, IID_ITransform);
+        std::vector<uint8_t> freshState(size);
+        fresh->GetState(freshState.data());
+        std::vector<uint8_t> bad = state;
+        bad[4] = 9;
+        EXPECT_LT(fresh->SetState(bad.data()), 0);
+        bad = state;
+        bad[6] = static_cast<uint8_t>(count + 1);
+        EXPECT_LT(fresh->SetState(bad.data()), 0);
+        std::vector<uint8_t> after(size);
+        fresh->GetState(after.data());
+        EXPECT_EQ(after, freshState);
+
+        // Out-of-range and not-a-number values from a hostile record land inside the range.
+        bad = state;
+        const float huge = 1e30f, nan = std::nanf("");
+        std::memcpy(bad.data() + 8, &huge, 4);
+        if (count > 1)
+            std::memcpy(bad.data() + 12, &nan, 4);
+        ASSERT_EQ(fresh->SetState(bad.data()), S_OK);
+        for (int32_t i = 0; i < std::min(count, 2); ++i) {
+            float v = 0, low = 0, high = 0;
+            copyParams->GetRange(i, &low, &high);
+            QueryAs<ITransformParams>(fresh.get(), IID_ITransformParams)->GetValue(i, &v);
+            EXPECT_GE(v, low);
+            EXPECT_LE(v, high);
+        }
+    }
+    // Records of the same size from two effects do not cross.
+    auto amplify = Make<ITransform>(CLSID_BuiltinAmplify, IID_ITransform);
+    auto dc = Make<ITransform>(CLSID_BuiltinDcOffset, IID_ITransform);
+    std::vector<uint8_t> record(12);
+    amplify->GetState(record.data());
+    EXPECT_LT(dc->SetState(record.data()), 0);
+}
+
+TEST_F(BuiltinManagerTest, ValuesCopyOneInstanceToAnotherAsACloneDoes) {
+    auto source = Make<ITransform>(CLSID_BuiltinEqualizer, IID_ITransform);
+    SetParam(source.get(), 4, 7.5f);
+    SetParam(source.get(), 5, 2.0f);
+    SAFEARRAY* values = nullptr;
+    ASSERT_EQ(QueryAs<ITransformValues>(source.get(), IID_ITransformValues)->GetValues(&values), S_OK);
+    ASSERT_NE(values, nullptr);
+    EXPECT_EQ(values->rgsabound[0].cElements, 12u);
+    auto clone = Make<ITransform>(CLSID_BuiltinEqualizer, IID_ITransform);
+    ASSERT_EQ(QueryAs<ITransformValues>(clone.get(), IID_ITransformValues)->SetValues(values), S_OK);
+    SafeArrayDestroy(values);
+    float gain = 0, q = 0;
+    auto params = QueryAs<ITransformParams>(clone.get(), IID_ITransformParams);
+    params->GetValue(4, &gain);
+    params->GetValue(5, &q);
+    EXPECT_EQ(gain, 7.5f);
+    EXPECT_EQ(q, 2.0f);
+    EXPECT_EQ(QueryAs<ITransformValues>(clone.get(), IID_ITransformValues)->SetValues(nullptr), E_INVALIDARG);
+}
+
+TEST_F(BuiltinManagerTest, FactoryPresetsSetValuesInsideTheRangesAndRefuseBadIndexes) {
+    for (const CLSID& id : kEffects) {
+        auto t = Make<ITransform>(id, IID_ITransform);
+        auto presets = QueryAs<ITransformPresets>(t.get(), IID_ITransformPresets);
+        auto params = QueryAs<ITransformParams>(t.get(), IID_ITransformParams);
+        int32_t count = 0, paramCount = 0;
+        ASSERT_EQ(presets->GetCount(&count), S_OK);
+        params->GetCount(&paramCount);
+        ASSERT_GE(count, 3);
+        std::set<std::vector<float>> distinct;
+        for (int32_t p = 0; p < count; ++p) {
+            BSTR name = nullptr;
+            ASSERT_EQ(presets->GetName(p, &name), S_OK);
+            EXPECT_FALSE(TakeBstr(name).empty());
+            ASSERT_EQ(presets->Select(p), S_OK);
+            std::vector<float> values(paramCount);
+            for (int32_t i = 0; i < paramCount; ++i) {
+                float low = 0, high = 0;
+                params->GetValue(i, &values[i]);
+                params->GetRange(i, &low, &high);
+                EXPECT_GE(values[i], low);
+                EXPECT_LE(values[i], high);
+            }
+            distinct.insert(values);
+        }
+        EXPECT_EQ(distinct.size(), static_cast<size_t>(count)) << "each preset is a setting of its own";
+        EXPECT_EQ(presets->Select(count), S_FALSE);
+        EXPECT_EQ(presets->Select(-1), S_FALSE);
+        BSTR none = nullptr;
+        EXPECT_EQ(presets->GetName(count, &none), DISP_E_BADINDEX);
+    }
+}
+
+} // namespace

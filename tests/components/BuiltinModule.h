@@ -1,0 +1,168 @@
+// The built-in transforms module as a host meets it: loaded with dlopen from SCF/, reached through
+// DllGetClassObject only. Blocks travel as SAFEARRAYs made with the test's own copy of the runtime
+// helpers, which share the module's memory layout.
+#pragma once
+
+#include <tidework/builtin.h>
+
+#include <gtest/gtest.h>
+
+#include <dlfcn.h>
+
+#include <cmath>
+#include <string>
+#include <vector>
+
+namespace twtest {
+
+// Holds one reference; releases it at the end.
+template <class T> class ComRef {
+public:
+    ComRef() = default;
+    explicit ComRef(T* p) : p_(p) {}
+    ~ComRef() { reset(); }
+    ComRef(const ComRef&) = delete;
+    ComRef& operator=(const ComRef&) = delete;
+    ComRef(ComRef&& other) noexcept : p_(other.p_) { other.p_ = nullptr; }
+    ComRef& operator=(ComRef&& other) noexcept {
+        if (this != &other) {
+            reset();
+            p_ = other.p_;
+            other.p_ = nullptr;
+        }
+        return *this;
+    }
+    T* operator->() const { return p_; }
+    T* get() const { return p_; }
+    void** put() {
+        reset();
+        return reinterpret_cast<void**>(&p_);
+    }
+    explicit operator bool() const { return p_ != nullptr; }
+    void reset() {
+        if (p_)
+            p_->Release();
+        p_ = nullptr;
+    }
+
+private:
+    T* p_ = nullptr;
+};
+
+template <class I> ComRef<I> QueryAs(IUnknown* object, const GUID& iid) {
+    ComRef<I> out;
+    if (object == nullptr || FAILED(object->QueryInterface(iid, out.put())))
+        return ComRef<I>();
+    return out;
+}
+
+inline std::string Narrow(const char16_t* s) {
+    std::string out;
+    while (s != nullptr && *s)
+        out.push_back(static_cast<char>(*s++));
+    return out;
+}
+
+// Takes a BSTR's text and frees it.
+inline std::string TakeBstr(BSTR s) {
+    std::string out = Narrow(s);
+    SysFreeString(s);
+    return out;
+}
+
+using GetClassObjectFn = HRESULT (*)(const GUID*, const GUID*, void**);
+using CanUnloadFn = HRESULT (*)();
+
+class BuiltinModuleTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        library_ = dlopen(TW_OUTPUT_DIR "/SCF/libbuiltintransforms.so", RTLD_NOW | RTLD_LOCAL);
+        ASSERT_NE(library_, nullptr) << dlerror();
+        getClassObject_ = reinterpret_cast<GetClassObjectFn>(dlsym(library_, "DllGetClassObject"));
+        canUnload_ = reinterpret_cast<CanUnloadFn>(dlsym(library_, "DllCanUnloadNow"));
+        ASSERT_NE(getClassObject_, nullptr);
+        ASSERT_NE(canUnload_, nullptr);
+    }
+    void TearDown() override {
+        if (library_)
+            dlclose(library_);
+    }
+
+    template <class I> ComRef<I> Make(const CLSID& clsid, const IID& iid) {
+        ComRef<IClassFactory> factory;
+        if (FAILED(getClassObject_(&clsid, &IID_IClassFactory, factory.put())))
+            return ComRef<I>();
+        ComRef<I> object;
+        if (FAILED(factory->CreateInstance(nullptr, iid, object.put())))
+            return ComRef<I>();
+        return object;
+    }
+
+    ComRef<ITransform> MakeTransform(const CLSID& clsid, int32_t rate, int16_t channels) {
+        auto t = Make<ITransform>(clsid, IID_ITransform);
+        EXPECT_TRUE(t);
+        if (t)
+            EXPECT_EQ(t->SetFormat(rate, channels), S_OK);
+        return t;
+    }
+
+    static void SetParam(ITransform* t, int index, float value) {
+        auto params = QueryAs<ITransformParams>(t, IID_ITransformParams);
+        ASSERT_TRUE(params);
+        ASSERT_EQ(params->SetValue(index, value), S_OK);
+    }
+
+    // One block through Process: in place, or replaced by the array the transform hands back.
+    static std::vector<float> ProcessBlock(ITransform* t, const float* samples, size_t count, int channels) {
+        SAFEARRAY* in = SafeArrayCreateVector(VT_R4, 0, static_cast<ULONG>(count));
+        std::copy(samples, samples + count, static_cast<float*>(in->pvData));
+        SAFEARRAY* out = nullptr;
+        const HRESULT hr = t->Process(in, &out, 4 * channels);
+        EXPECT_EQ(hr, S_OK);
+        SAFEARRAY* result = out != nullptr ? out : in;
+        const auto* data = static_cast<const float*>(result->pvData);
+        std::vector<float> block(data, data + result->rgsabound[0].cElements);
+        SafeArrayDestroy(in);
+        SafeArrayDestroy(out);
+        return block;
+    }
+
+    // `samples` through the transform in blocks of `block` frames.
+    static std::vector<float> Run(ITransform* t, const std::vector<float>& samples, int channels,
+                                  size_t block = 2048) {
+        std::vector<float> all;
+        for (size_t at = 0; at < samples.size(); at += block * channels) {
+            const size_t n = std::min(block * channels, samples.size() - at);
+            auto part = ProcessBlock(t, samples.data() + at, n, channels);
+            all.insert(all.end(), part.begin(), part.end());
+        }
+        return all;
+    }
+
+    void* library_ = nullptr;
+    GetClassObjectFn getClassObject_ = nullptr;
+    CanUnloadFn canUnload_ = nullptr;
+};
+
+// Interleaved sine on every channel.
+inline std::vector<float> Sine(double freq, double amplitude, int rate, int64_t frames, int channels = 1) {
+    std::vector<float> s(static_cast<size_t>(frames * channels));
+    for (int64_t f = 0; f < frames; ++f)
+        for (int c = 0; c < channels; ++c)
+            s[f * channels + c] = static_cast<float>(amplitude * std::sin(2 * M_PI * freq * f / rate));
+    return s;
+}
+
+// RMS of one channel over frames [from, to).
+inline double Rms(const std::vector<float>& s, int channels, int channel, int64_t from, int64_t to) {
+    double sum = 0;
+    for (int64_t f = from; f < to; ++f)
+        sum += static_cast<double>(s[f * channels + channel]) * s[f * channels + channel];
+    return std::sqrt(sum / static_cast<double>(to - from));
+}
+
+inline double Db(double ratio) {
+    return 20.0 * std::log10(ratio);
+}
+
+} // namespace twtest
