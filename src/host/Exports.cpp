@@ -1,5 +1,8 @@
 // The exported command surface of libtidework.so. Every export first makes sure the module's
 // application object has finished its start-up, the counterpart of switching to the module's state.
+#include "clip/ServerClasses.h"
+#include "clip/WaveClip.h"
+#include "clip/WaveClipFactory.h"
 #include "host/FileThreadList.h"
 #include "host/HostLink.h"
 #include "host/TKThread.h"
@@ -186,7 +189,9 @@ TW_EXPORT HRESULT DllGetClassObject(const GUID* clsid, const GUID* iid, void** o
 }
 
 TW_EXPORT HRESULT DllCanUnloadNow(void) {
-    return CTideworkModule::Instance().GetLockCount() == 0 ? S_OK : S_FALSE;
+    const int32_t live = CTideworkModule::Instance().GetLockCount() + ServerObjectsAndLocks() +
+                         CWaveClip::LiveCount() + CWaveClipFactory::Instance().LockCount();
+    return live == 0 ? S_OK : S_FALSE;
 }
 
 TW_EXPORT HRESULT DllRegisterServer(void) {

@@ -1,5 +1,6 @@
 #include "host/TideworkApp.h"
 
+#include "host/ClipServerHooks.h"
 #include "host/HostServices.h"
 #include "storage/DirectoryManager.h"
 #include "storage/FileFilterManager.h"
@@ -52,8 +53,9 @@ void CTideworkApp::LetGoOfApplicationWindow() {
 
 void CTideworkApp::InitInstance() {
     std::call_once(m_initOnce, [] {
-        // The system registers its COM class factories here; the clip server's classes are the
-        // first to come, so the registry is empty until then.
+        // The COM class factories: the clip server's classes, with the hook through which the
+        // server reaches this application object.
+        StartClipServer();
 
         // The further-modules folder joins the process's search path, so helper programs that
         // plug-ins start from beside them are found. Modules themselves are loaded by full path.

@@ -51,6 +51,8 @@ public:
     std::atomic<int32_t> m_initialised{0}; // 1 once tkInitDLL loaded the language resources
     std::atomic<int32_t> m_started{0};     // 1 once tkInitDLL succeeded: documents may open
     std::atomic<int32_t> m_autoClose{0};   // tkSetAutoClose
+    std::atomic<int32_t> m_runStatus{-1};  // last run status the clip server asked for; -1 never asked
+    std::atomic<int32_t> m_closeAll{0};    // set by the clip server's close of all windows
 
 private:
     class CApplicationWindow;

@@ -1,0 +1,65 @@
+#include "host/ClipServerHooks.h"
+
+#include "clip/ClipClasses.h"
+#include "clip/ClipServerHost.h"
+#include "clip/ServerClasses.h"
+#include "host/FileThreadList.h"
+#include "host/TideworkApp.h"
+#include "platform/StringTable.h"
+#include "storage/DirectoryManager.h"
+#include "storage/FileFilterManager.h"
+
+#include <mutex>
+
+namespace tw {
+
+namespace {
+
+constexpr uint32_t kProjectFilesName = 217; // "Vond Tidewright Files"
+constexpr int kFormatLibraryKey = 6;
+
+class CClipServerHooks final : public IClipServerHost {
+public:
+    bool StartFileFilters() override {
+        CFileThreadList& list = CFileThreadList::Instance();
+        std::lock_guard<std::recursive_mutex> lock(list.Lock());
+        std::string folder;
+        if (!CDirectoryManager().GetDirectory(kFormatLibraryKey, folder))
+            return false;
+        CFileFilterManager* manager = App().EnsureFilterManager();
+        manager->Initialise();
+        if (!manager->IsLoaded())
+            return false;
+        manager->SetPreferred("vtf", LoadString(kProjectFilesName));
+        return true;
+    }
+
+    void QueryRunStatus(int32_t& running, int32_t& documents) override {
+        CFileThreadList& list = CFileThreadList::Instance();
+        App().m_runStatus = list.AnyRunning() ? 1 : 0;
+        std::lock_guard<std::recursive_mutex> lock(list.Lock());
+        running = App().m_runStatus.load();
+        documents = static_cast<int32_t>(list.Threads().size());
+    }
+
+    void CloseAllDocuments() override {
+        App().m_closeAll = 1;
+        CFileThreadList::Instance().CloseAllAndWait();
+    }
+};
+
+} // namespace
+
+void StartClipServer() {
+    static CClipServerHooks hooks;
+    SetClipServerHost(&hooks);
+    RegisterClipClasses();
+    RegisterServerClasses();
+}
+
+namespace {
+// A host may call CoCreateInstance before any export: the classes stand from the library's load.
+const bool s_registeredAtLoad = (StartClipServer(), true);
+} // namespace
+
+} // namespace tw
