@@ -1,0 +1,235 @@
+#include "AudioTestSupport.h"
+
+#include "audio/VirtualAudioOut.h"
+#include "audio/VirtualDevice.h"
+#include "core/MediaData.h"
+#include "platform/Event.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+using namespace tw;
+using namespace tw::test;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+constexpr int32_t kRate = 8000;
+
+// Frames [first, first + frames) of the coded signal as a float block.
+void FillCoded(CMediaData& block, int64_t first, int64_t frames, int32_t channels) {
+    block.Allocate(frames, channels * 4);
+    float* s = block.GetFloats();
+    for (int64_t f = 0; f < frames; ++f)
+        for (int32_t c = 0; c < channels; ++c)
+            s[f * channels + c] = FrameCode(first + f, c) / 32768.0f;
+}
+
+class VirtualOut : public ::testing::Test {
+protected:
+    std::shared_ptr<CVirtualDevice> endpoint = std::make_shared<CVirtualDevice>("card");
+    CVirtualAudioOut out{endpoint};
+};
+
+} // namespace
+
+TEST_F(VirtualOut, Open_TakesOnlyWhatACardTakes_AndSizesItsRingFromTheLatency) {
+    EXPECT_FALSE(out.Open(kRate, 2, 20, 1000, 0));
+    EXPECT_FALSE(out.Open(kRate, 0, 16, 1000, 0));
+    EXPECT_FALSE(out.Open(kRate, 9, 16, 1000, 0));
+    EXPECT_FALSE(out.Open(0, 2, 16, 1000, 0));
+    EXPECT_FALSE(out.IsOpen());
+
+    ASSERT_TRUE(out.Open(44100, 6, 24, 1000, 0));
+    EXPECT_EQ(out.GetBlockCount(), 40);
+    EXPECT_EQ(out.GetBlockFrames(), 44100 / 40);
+    WAVEFORMATEX f{};
+    out.GetFormat(&f);
+    EXPECT_EQ(f.nChannels, 6);
+    EXPECT_EQ(f.wBitsPerSample, 24);
+    EXPECT_EQ(f.nBlockAlign, 18);
+    EXPECT_EQ(f.nAvgBytesPerSec, 18u * 44100);
+    EXPECT_EQ(f.wFormatTag, 0xFFFE);
+
+    ASSERT_TRUE(out.Open(kRate, 1, 16, 40, 0)); // a reopen closes first
+    EXPECT_EQ(out.GetBlockCount(), 3);
+    out.Close();
+    out.GetFormat(&f);
+    EXPECT_EQ(f.nChannels, 0);
+    out.Close(); // twice is harmless
+}
+
+TEST_F(VirtualOut, MoreSourceChannelsThanTheDeviceOpens_FailsWithoutARenderer) {
+    out.SetSurroundMode(1, 6);
+    EXPECT_FALSE(out.Open(kRate, 2, 16, 200, 0));
+    out.SetSurroundMode(1, 2); // stereo within two channels needs no renderer
+    EXPECT_TRUE(out.Open(kRate, 2, 16, 200, 0));
+}
+
+TEST_F(VirtualOut, WriteAndDrain_PlayEveryFrameInOrderAtTheRealRate) {
+    endpoint->SetCapture(true);
+    ASSERT_TRUE(out.Open(kRate, 2, 16, 200, 0));
+    const Clock::time_point start = Clock::now();
+    // 4321 frames in uneven pieces: the tail is not a whole device block.
+    int64_t done = 0;
+    for (int64_t piece : {1000, 7, 2500, 814}) {
+        CMediaData block;
+        FillCoded(block, done, piece, 2);
+        ASSERT_EQ(out.Write(block), 0);
+        done += piece;
+    }
+    CMediaData empty;
+    empty.Allocate(0, 8);
+    EXPECT_EQ(out.Write(empty), 0);
+    out.Drain();
+    const double seconds = SecondsSince(start);
+
+    EXPECT_EQ(out.GetPosition(), 4321);
+    EXPECT_EQ(out.GetBytesWritten(), 4321 * 8);
+    EXPECT_GE(seconds, 4321.0 / kRate - 0.002);
+    const std::vector<int16_t> played = Samples16(endpoint->GetCaptured());
+    ASSERT_EQ(played.size(), 4321u * 2);
+    for (int64_t f = 0; f < 4321; ++f) {
+        ASSERT_EQ(played[f * 2], FrameCode(f, 0)) << f;
+        ASSERT_EQ(played[f * 2 + 1], FrameCode(f, 1)) << f;
+    }
+    out.Close();
+    EXPECT_EQ(out.GetPosition(), 4321); // kept after Close
+}
+
+TEST_F(VirtualOut, Position_GrowsWithTheClockAndNeverRunsAhead) {
+    ASSERT_TRUE(out.Open(kRate, 1, 16, 300, 0));
+    std::atomic<bool> writing{true};
+    std::thread writer([&] {
+        CMediaData block;
+        for (int64_t first = 0; first < kRate && writing; first += 400) {
+            FillCoded(block, first, 400, 1);
+            out.Write(block);
+        }
+    });
+    const Clock::time_point start = Clock::now();
+    std::vector<std::pair<double, int32_t>> samples;
+    int32_t last = 0;
+    while (SecondsSince(start) < 0.6) {
+        Sleep(25);
+        const int32_t p = out.GetPosition();
+        EXPECT_GE(p, last);
+        last = p;
+        samples.emplace_back(SecondsSince(start), p);
+    }
+    writing = false;
+    out.Stop();
+    writer.join();
+    for (const auto& [t, p] : samples)
+        EXPECT_LE(p, t * kRate + 1) << "at " << t; // no frame is heard before its time
+    // Over the last 300 ms the position moved by the time that passed, within two device blocks
+    // of scheduling jitter on a busy machine.
+    const auto& [t0, p0] = samples[samples.size() / 2];
+    const auto& [t1, p1] = samples.back();
+    const double expected = (t1 - t0) * kRate;
+    EXPECT_NEAR(p1 - p0, expected, 2.0 * out.GetBlockFrames());
+    EXPECT_NEAR(p1, t1 * kRate, 0.12 * kRate);
+}
+
+TEST_F(VirtualOut, Pause_HoldsThePositionAndResume_GoesOnFromIt) {
+    ASSERT_TRUE(out.Open(kRate, 1, 16, 400, 0));
+    CMediaData block;
+    FillCoded(block, 0, 2400, 1); // 300 ms, fits the ring
+    ASSERT_EQ(out.Write(block), 0);
+    Sleep(60);
+    out.Pause();
+    EXPECT_TRUE(out.IsPaused());
+    const int32_t held = out.GetPosition();
+    EXPECT_GT(held, 0);
+    Sleep(120);
+    EXPECT_EQ(out.GetPosition(), held);
+    out.Resume();
+    EXPECT_FALSE(out.IsPaused());
+    Sleep(60);
+    EXPECT_GT(out.GetPosition(), held);
+    out.Drain();
+    EXPECT_EQ(out.GetPosition(), 2400);
+}
+
+TEST_F(VirtualOut, StopWhilePaused_ResumesSoThatDrainAndCloseDoNotWait) {
+    ASSERT_TRUE(out.Open(kRate, 1, 16, 1000, 0));
+    CMediaData block;
+    FillCoded(block, 0, 4000, 1); // half a second queued
+    ASSERT_EQ(out.Write(block), 0);
+    out.Pause();
+    out.Stop();
+    EXPECT_FALSE(out.IsPaused());
+    const Clock::time_point start = Clock::now();
+    out.Drain(); // a no-op after Stop
+    out.Close();
+    EXPECT_LT(SecondsSince(start), 0.2);
+}
+
+TEST_F(VirtualOut, Stop_ReleasesAWriteThatWaitsForRoom) {
+    ASSERT_TRUE(out.Open(kRate, 1, 16, 100, 0)); // 4 blocks of 200 frames, 3 usable
+    std::atomic<int32_t> result{-1};
+    std::atomic<bool> returned{false};
+    std::thread writer([&] {
+        CMediaData block;
+        FillCoded(block, 0, kRate * 5, 1); // five seconds in one block
+        result = out.Write(block);
+        returned = true;
+    });
+    Sleep(100);
+    EXPECT_FALSE(returned);
+    const Clock::time_point start = Clock::now();
+    out.Stop();
+    writer.join();
+    EXPECT_LT(SecondsSince(start), 0.2);
+    EXPECT_EQ(result, 0);
+}
+
+TEST_F(VirtualOut, Peak_FollowsTheBlockBeingHeard_AndIsZeroWhenClosed) {
+    ASSERT_TRUE(out.Open(kRate, 2, 16, 400, 0));
+    CMediaData block(1600, 8);
+    float* s = block.GetFloats();
+    for (int i = 0; i < 1600; ++i) {
+        s[2 * i] = i < 800 ? 0.25f : 0.5f; // louder in the second half
+        s[2 * i + 1] = -0.5f;              // negative peaks are not shown
+    }
+    ASSERT_EQ(out.Write(block), 0);
+    Sleep(30);
+    EXPECT_FLOAT_EQ(out.GetPeak(0), 0.25f);
+    EXPECT_FLOAT_EQ(out.GetPeak(1), 0.0f);
+    EXPECT_EQ(out.GetPeak(2), 0.0f);
+    ASSERT_NE(out.GetMeterBuffer(), nullptr);
+    EXPECT_FLOAT_EQ(out.GetMeterBuffer()[1], -0.5f);
+    while (out.GetPosition() < 1000)
+        Sleep(5);
+    EXPECT_FLOAT_EQ(out.GetPeak(0), 0.5f);
+    out.Close();
+    EXPECT_EQ(out.GetPeak(0), 0.0f);
+    EXPECT_EQ(out.GetMeterBuffer(), nullptr);
+}
+
+TEST_F(VirtualOut, AVanishedCard_RefusesToOpen_AndFailsAWriteMidPlayWithoutHanging) {
+    endpoint->SetPresent(false);
+    EXPECT_FALSE(out.Open(kRate, 1, 16, 200, 0));
+    CMediaData block;
+    FillCoded(block, 0, 800, 1);
+    EXPECT_NE(out.Write(block), 0); // not open
+
+    endpoint->SetPresent(true);
+    endpoint->VanishAfterBlocks(3);
+    ASSERT_TRUE(out.Open(kRate, 1, 16, 200, 0));
+    const Clock::time_point start = Clock::now();
+    int32_t result = 0;
+    int64_t written = 0;
+    while (result == 0 && written < kRate * 10) {
+        FillCoded(block, written, 800, 1);
+        result = out.Write(block);
+        written += 800;
+    }
+    EXPECT_NE(result, 0);
+    EXPECT_LT(SecondsSince(start), 1.0); // three blocks are 75 ms; the failure is noticed at once
+    out.Drain();
+    out.Close();
+    EXPECT_EQ(endpoint->GetBlocksPlayed(), 3);
+}
