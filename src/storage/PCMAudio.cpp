@@ -315,7 +315,11 @@ CPCMAudio* CPCMAudio::LoadContainerReference(CArchive& archive, CRaffParser& con
     const uint32_t peakOffset = archive.ReadU32();
     const uint32_t dataOffset = archive.ReadU32();
 
-    IBasicIO* data = container.OpenRegion(dataOffset, frames * format.nBlockAlign);
+    // A sample region that reaches past the container's end is damage, not silence to scan.
+    const int64_t dataBytes = frames * format.nBlockAlign;
+    if (container.GetFile() == nullptr || dataOffset + dataBytes > container.GetFile()->GetLength())
+        return nullptr;
+    IBasicIO* data = container.OpenRegion(dataOffset, dataBytes);
     // The peak window is recorded at half the size of its rows; reading a container window is not
     // clipped, so every row stays reachable. A stream whose peaks never moved into the container
     // gets an anonymous peak file built from its samples.
