@@ -1,5 +1,6 @@
 #include "host/ClipServerHooks.h"
 
+#include "clip/AudioMetaDataFactory.h"
 #include "clip/ClipClasses.h"
 #include "clip/ClipServerHost.h"
 #include "clip/ServerClasses.h"
@@ -55,6 +56,7 @@ void StartClipServer() {
     SetClipServerHost(&hooks);
     RegisterClipClasses();
     RegisterServerClasses();
+    RegisterMetaDataClasses();
 }
 
 namespace {

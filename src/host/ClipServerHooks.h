@@ -6,7 +6,7 @@
 namespace tw {
 
 // Installs the hook and registers the clip server's classes (CWaveClip, CAudioClipServer,
-// CAudioWriter) with the class registry. Runs once, at the application's start-up.
+// CAudioWriter, CAudioMetaData) with the class registry. Runs once, at the application's start-up.
 void StartClipServer();
 
 } // namespace tw

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tidework/clip.h>
+#include <tidework/clipserver.h>
 #include <tidework/com.h>
 #include <tidework/tidework.h>
 
@@ -227,8 +229,13 @@ TEST_F(LibraryHost, PeakFile_AfterOpen_HoldsTheStoredHeaderAndOneRowPer256Frames
     }
 }
 
-TEST_F(LibraryHost, Version_Is100_AndTheComServerHasNoClassesYetAndCanUnload) {
+TEST_F(LibraryHost, Version_Is100_TheComServerOffersTheClipClassesAndCanUnloadWhenIdle) {
     EXPECT_EQ(lib.GetVersion(), 100u);
+    for (const CLSID* clsid : {&CLSID_CAudioClipServer, &CLSID_CAudioWriter, &CLSID_CWaveClip}) {
+        void* factory = nullptr;
+        ASSERT_EQ(lib.GetClassObject(clsid, &IID_IClassFactory, &factory), S_OK);
+        static_cast<IClassFactory*>(factory)->Release();
+    }
     const GUID unknown = {0x12345678, 0x1234, 0x5678, {1, 2, 3, 4, 5, 6, 7, 8}};
     void* out = reinterpret_cast<void*>(1);
     EXPECT_EQ(lib.GetClassObject(&unknown, &IID_IClassFactory, &out), CLASS_E_CLASSNOTAVAILABLE);
