@@ -27,6 +27,11 @@ HRESULT CMetaDataHandler::Open(const std::string& path, CMetaDataHandler** out) 
         auto file = std::make_unique<TagLib::FileRef>(path.c_str(), true, TagLib::AudioProperties::Average);
         if (file->isNull() || !file->file()->isValid())
             return VMDS_E_UNKNOWN_FORMAT;
+        // TagLib accepts a container whose audio description is cut off or absent; tagging such a
+        // file would only add to a file no player can use.
+        const TagLib::AudioProperties* audio = file->audioProperties();
+        if (!audio || audio->sampleRate() <= 0 || audio->channels() <= 0)
+            return VMDS_E_UNKNOWN_FORMAT;
         *out = new CMetaDataHandler(std::move(file));
         return S_OK;
     } catch (const std::bad_alloc&) {
@@ -71,6 +76,8 @@ void CMetaDataHandler::Deliver(IMetaDataReceiver* receiver) {
     const TagLib::PropertyMap tags = file->properties();
     for (const TextKey& text : kTextKeys) {
         auto it = tags.find(text.property);
+        if (it == tags.end() && text.alias)
+            it = tags.find(text.alias);
         if (it == tags.end())
             continue;
         const std::string value = JoinValues(it->second);

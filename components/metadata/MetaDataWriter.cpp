@@ -28,10 +28,12 @@ HRESULT CMetaDataWriter::QueryInterface(const GUID& iid, void** out) {
 }
 
 HRESULT CMetaDataWriter::SetString(const char16_t* key, const char16_t* value) {
-    const char* property = TextPropertyOf(key);
-    if (!property)
+    const TextKey* text = TextKeyOf(key);
+    if (!text)
         return E_INVALIDARG;
-    m_changes.push_back(Change{property, ToUtf8(value)});
+    m_changes.push_back(Change{text->property, ToUtf8(value)});
+    if (text->alias)
+        m_changes.push_back(Change{text->alias, {}});
     return S_OK;
 }
 

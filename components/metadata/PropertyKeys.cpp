@@ -14,10 +14,10 @@ bool Same(const char16_t* a, const char16_t* b) {
 
 } // namespace
 
-const char* TextPropertyOf(const char16_t* key) {
+const TextKey* TextKeyOf(const char16_t* key) {
     for (const TextKey& text : kTextKeys)
         if (Same(key, text.key))
-            return text.property;
+            return &text;
     return nullptr;
 }
 

@@ -8,25 +8,29 @@
 
 namespace vmd {
 
-// The writable text keys with their TagLib property names, in delivery order.
+// The writable text keys with their TagLib property names, in delivery order. An alias is a second
+// name some writers use for the same tag: read when the first is missing, and dropped when the tag
+// is written, so the text read back is the text written.
 struct TextKey {
     const char16_t* key;
     const char* property;
+    const char* alias;
 };
 inline constexpr TextKey kTextKeys[] = {
-    {u"VMDS.MetaData.Title", "TITLE"},
-    {u"VMDS.MetaData.Creator", "ARTIST"},
-    {u"VMDS.MetaData.Album", "ALBUM"},
-    {u"VMDS.MetaData.Genre", "GENRE"},
-    {u"VMDS.MetaData.Comment", "COMMENT"},
-    {u"VMDS.MetaData.Composer", "COMPOSER"},
-    {u"VMDS.MetaData.OriginalArtist", "ORIGINALARTIST"},
+    {u"VMDS.MetaData.Title", "TITLE", nullptr},
+    {u"VMDS.MetaData.Creator", "ARTIST", nullptr},
+    {u"VMDS.MetaData.Album", "ALBUM", nullptr},
+    {u"VMDS.MetaData.Genre", "GENRE", nullptr},
+    // Vorbis comments commonly carry the comment as DESCRIPTION.
+    {u"VMDS.MetaData.Comment", "COMMENT", "DESCRIPTION"},
+    {u"VMDS.MetaData.Composer", "COMPOSER", nullptr},
+    {u"VMDS.MetaData.OriginalArtist", "ORIGINALARTIST", nullptr},
 };
 inline constexpr const char* kYearProperty = "DATE";
 inline constexpr const char* kTrackProperty = "TRACKNUMBER";
 
-// The TagLib property of a writable text key, or null for any other key.
-const char* TextPropertyOf(const char16_t* key);
+// The entry of a writable text key, or null for any other key.
+const TextKey* TextKeyOf(const char16_t* key);
 // "DATE" or "TRACKNUMBER" for the two writable number keys, or null.
 const char* NumberPropertyOf(const char16_t* key);
 
