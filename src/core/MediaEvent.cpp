@@ -23,6 +23,13 @@ int64_t TruncateToInt64(double value) {
     return static_cast<int64_t>(value);
 }
 
+// TruncateToInt32 of a whole number: the value itself inside the 32-bit range, else INT32_MIN.
+int32_t Narrow(int64_t value) {
+    return value >= std::numeric_limits<int32_t>::min() && value <= std::numeric_limits<int32_t>::max()
+               ? static_cast<int32_t>(value)
+               : std::numeric_limits<int32_t>::min();
+}
+
 } // namespace
 
 CMediaEvent::CMediaEvent(CMediaStream* stream, const CSection& source) : m_source(source), m_stream(stream) {}
@@ -43,6 +50,10 @@ int32_t CMediaEvent::GetCrossFadeOut() const {
 CSection CMediaEvent::GetTimelineSection() const {
     if (m_source.SectionLength() < m_crossFade)
         return CSection(m_source.m_start, m_source.m_start);
+    // Without transforms the factor is exactly 1.0 and the products are the frames themselves;
+    // every walk over a long list asks this, so the common case skips the floating point.
+    if (m_chain.GetCount() == 0)
+        return CSection(Narrow(m_source.m_start), Narrow(m_source.m_end - m_crossFade));
     const double f = GetStretchFactor();
     return CSection(TruncateToInt32(f * static_cast<double>(m_source.m_start)),
                     TruncateToInt32(f * static_cast<double>(m_source.m_end - m_crossFade)));
