@@ -16,6 +16,13 @@ const CLSID kEffects[] = {CLSID_BuiltinAmplify,    CLSID_BuiltinNormalize,  CLSI
 
 constexpr GUID kNull = {};
 
+// A GUID that no class of the module has, told apart by its first word.
+GUID Other(uint32_t first) {
+    GUID g{};
+    g.Data1 = first;
+    return g;
+}
+
 class BuiltinManagerTest : public BuiltinModuleTest {};
 
 TEST_F(BuiltinManagerTest, ListsEveryEffectOnceWithAMenuPathThatTakesItsName) {
@@ -27,7 +34,7 @@ TEST_F(BuiltinManagerTest, ListsEveryEffectOnceWithAMenuPathThatTakesItsName) {
     const std::set<std::string> menus = {"VOLUME\\", "TOOLS\\", "EFFECTS\\", "ENHANCEMENT\\"};
     std::set<std::string> names;
     for (int32_t i = 0; i < count; ++i) {
-        GUID classId{}, subId{1};
+        GUID classId{}, subId = Other(1);
         BSTR name = nullptr, paths = nullptr;
         VARIANT_BOOL dialog = 0;
         uint32_t flags = 0;
@@ -82,7 +89,7 @@ TEST_F(BuiltinManagerTest, ToggleDisablesAnEntryForLaterManagersAndRestoresItInP
         }
         ASSERT_EQ(again->GetDisabledCount(&disabled), S_OK);
         ASSERT_EQ(disabled, 1);
-        GUID id{}, sub{1};
+        GUID id{}, sub = Other(1);
         BSTR name = nullptr;
         uint32_t flags = 0;
         EXPECT_EQ(again->GetDisabledClassId(0, &id), S_OK);
@@ -104,12 +111,12 @@ TEST_F(BuiltinManagerTest, ToggleDisablesAnEntryForLaterManagersAndRestoresItInP
     EXPECT_TRUE(fifth == CLSID_BuiltinEcho) << "a restored entry returns to its catalogue place";
 
     EXPECT_LT(control->Toggle(CLSID_BuiltinPluginManager, kNull), 0);
-    EXPECT_LT(control->Toggle(CLSID_BuiltinEcho, GUID{7}), 0);
+    EXPECT_LT(control->Toggle(CLSID_BuiltinEcho, Other(7)), 0);
 }
 
 TEST_F(BuiltinManagerTest, ModuleRefusesUnknownClassesAndStaysLoadedWhileObjectsLive) {
     void* object = nullptr;
-    const GUID unknown = {0x12345678};
+    const GUID unknown = Other(0x12345678);
     EXPECT_EQ(getClassObject_(&unknown, &IID_IClassFactory, &object), CLASS_E_CLASSNOTAVAILABLE);
     EXPECT_EQ(object, nullptr);
     EXPECT_EQ(getClassObject_(&CLSID_BuiltinAmplify, &IID_ITransform, &object), E_NOINTERFACE);
@@ -151,7 +158,7 @@ TEST_F(BuiltinManagerTest, FormatsOfOneToEightChannelsAreTakenAndOthersRefused) 
         EXPECT_EQ(t->GetLayoutFlags(&flags), S_OK);
         EXPECT_EQ(flags, static_cast<uint32_t>(kLayoutAll));
         EXPECT_EQ(t->Initialise(kNull), S_OK);
-        EXPECT_NE(t->Initialise(GUID{1}), S_OK);
+        EXPECT_NE(t->Initialise(Other(1)), S_OK);
 
         // Nothing runs before a format is set.
         float one = 0.5f;
@@ -181,8 +188,9 @@ TEST_F(BuiltinManagerTest, FormatsOfOneToEightChannelsAreTakenAndOthersRefused) 
         // An empty block is not an error.
         SAFEARRAY* empty = SafeArrayCreateVector(VT_R4, 0, 0);
         EXPECT_EQ(t->Process(empty, &out, 32), S_OK);
-        if (out != nullptr)
+        if (out != nullptr) {
             EXPECT_EQ(out->rgsabound[0].cElements, 0u);
+        }
         SafeArrayDestroy(out);
         SafeArrayDestroy(empty);
     }

@@ -101,8 +101,9 @@ protected:
     ComRef<ITransform> MakeTransform(const CLSID& clsid, int32_t rate, int16_t channels) {
         auto t = Make<ITransform>(clsid, IID_ITransform);
         EXPECT_TRUE(t);
-        if (t)
+        if (t) {
             EXPECT_EQ(t->SetFormat(rate, channels), S_OK);
+        }
         return t;
     }
 

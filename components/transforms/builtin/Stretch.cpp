@@ -49,9 +49,12 @@ public:
 
 protected:
     bool Prepare() override {
-        const auto options = RubberBandStretcher::OptionProcessRealTime |
-                             RubberBandStretcher::OptionChannelsTogether |
-                             RubberBandStretcher::OptionPitchHighConsistency;
+        auto options =
+            RubberBandStretcher::OptionProcessRealTime | RubberBandStretcher::OptionChannelsTogether;
+        // A pitch that may move while playing needs the resampler on all the time to glide; a pure
+        // stretch never resamples and runs at half the cost without it.
+        if (m_pitch)
+            options |= RubberBandStretcher::OptionPitchHighConsistency;
         try {
             m_stretcher = std::make_unique<RubberBandStretcher>(static_cast<size_t>(Rate()),
                                                                 static_cast<size_t>(Channels()), options,
