@@ -43,7 +43,7 @@ void ReleaseDevice(PlayRequest& request, CAudioOut* device, bool close) {
     if (close)
         device->Close();
     if (request.device != nullptr)
-        *request.device = nullptr;
+        request.device->store(nullptr);
     delete device;
     if (request.gate != nullptr)
         request.gate->UnlockWrite();
@@ -54,7 +54,7 @@ void ReleaseDevice(PlayRequest& request, CAudioOut* device, bool close) {
 bool StartPlayback(PlayRequest& request, CAudioDeviceMgr& devices, std::thread& thread) {
     if (request.media == nullptr || request.media->IsEmpty() || request.media->GetFormat() == nullptr)
         return false;
-    if (request.device == nullptr || *request.device != nullptr || thread.joinable())
+    if (request.device == nullptr || request.device->load() != nullptr || thread.joinable())
         return false;
 
     const int32_t id = GetSettingInt("Audio", "OutputDevice", devices.GetOutputCount());
@@ -68,7 +68,7 @@ bool StartPlayback(PlayRequest& request, CAudioDeviceMgr& devices, std::thread& 
     request.surroundMode = GetSettingInt("AudioOutput", "SurroundMode", 0);
     request.channelMask = ~0u;
     request.loopCounter = 0;
-    *request.device = device;
+    request.device->store(device);
     thread = std::thread(PlayThreadProc, &request);
     return true;
 }
@@ -76,7 +76,7 @@ bool StartPlayback(PlayRequest& request, CAudioDeviceMgr& devices, std::thread& 
 void PlayThreadProc(PlayRequest* request) {
     CTransformChain chain;
     request->loopCounter = 0;
-    CAudioOut* device = *request->device;
+    CAudioOut* device = request->device->load();
     CEditedMedia* media = request->media;
 
     const WAVEFORMATEX* format = media->GetFormat();
@@ -113,13 +113,13 @@ void PlayThreadProc(PlayRequest* request) {
 
 void StopPlayback(PlayRequest& request, std::thread& thread) {
     if (request.device != nullptr) {
-        while (*static_cast<CAudioOut* volatile*>(request.device) != nullptr) {
+        while (request.device->load() != nullptr) {
             Sleep(10);
             if (request.gate != nullptr)
                 request.gate->LockRead();
             if (request.media != nullptr)
                 request.media->RequestStop();
-            if (CAudioOut* device = *request.device)
+            if (CAudioOut* device = request.device->load())
                 device->Stop();
             if (request.gate != nullptr)
                 request.gate->UnlockRead();

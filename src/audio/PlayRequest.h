@@ -10,6 +10,7 @@
 #include "core/Section.h"
 #include "platform/MessageLoop.h"
 
+#include <atomic>
 #include <cstdint>
 #include <thread>
 
@@ -28,7 +29,9 @@ struct PlayRequest {
     int32_t lastCursorX = -1;
     int32_t tracePlayback = 1;         // View / Trace Playback
     CTransformBase* preview = nullptr; // run after the document's own effects; not owned
-    CAudioOut** device = nullptr;      // the view's device pointer
+    // The view's device pointer. Atomic because the view tests it outside the gate on every timer
+    // tick and in the stop handshake, while the play thread clears it under the exclusive side.
+    std::atomic<CAudioOut*>* device = nullptr;
     bool loop = false;
     int32_t loopCounter = 0;             // raised by one at each wrap; polled by the view
     int32_t surroundMode = 0;            // AudioOutput / SurroundMode

@@ -47,7 +47,7 @@ protected:
     // Waits for the play thread to clear the device pointer, as the view's timer would see it.
     bool WaitForEnd(double seconds) {
         const Clock::time_point start = Clock::now();
-        while (*static_cast<CAudioOut* volatile*>(&device) != nullptr) {
+        while (device.load() != nullptr) {
             if (SecondsSince(start) > seconds)
                 return false;
             Sleep(5);
@@ -57,7 +57,8 @@ protected:
     }
     int32_t Position() {
         gate.LockRead();
-        const int32_t p = device != nullptr ? device->GetPosition() : -1;
+        CAudioOut* out = device.load();
+        const int32_t p = out != nullptr ? out->GetPosition() : -1;
         gate.UnlockRead();
         return p;
     }
@@ -67,7 +68,7 @@ protected:
     std::shared_ptr<CVirtualDevice> card = std::make_shared<CVirtualDevice>("card");
     CVirtualDeviceMgr devices{{}, {card}};
     CEditedMedia media;
-    CAudioOut* device = nullptr;
+    std::atomic<CAudioOut*> device{nullptr};
     CReadWriteMutex gate;
     PlayRequest request;
     std::thread thread;
@@ -106,7 +107,7 @@ TEST_F(Playback, Stop_EndsTheThreadWithinAFewBlocks) {
     StopPlayback(request, thread);
     // One 50 ms render block and one 25 ms device block at most, plus scheduling.
     EXPECT_LT(SecondsSince(start), 0.25);
-    EXPECT_EQ(device, nullptr);
+    EXPECT_EQ(device.load(), nullptr);
     EXPECT_FALSE(thread.joinable());
     EXPECT_LT(card->GetCaptured().size(), static_cast<size_t>(kRate) * 2 * 2);
 }
@@ -172,7 +173,7 @@ TEST_F(Playback, AMissingDeviceNumber_ShowsTheOutputErrorAndStartsNoThread) {
     PutSettingInt("Audio", "OutputDevice", 7);
     EXPECT_FALSE(StartPlayback(request, devices, thread));
     EXPECT_FALSE(thread.joinable());
-    EXPECT_EQ(device, nullptr);
+    EXPECT_EQ(device.load(), nullptr);
     EXPECT_EQ(presentation->Boxes(),
               std::vector<std::string>{"An error occurred while trying to open the wave output device."});
 }
@@ -182,7 +183,7 @@ TEST_F(Playback, ADeviceThatDoesNotOpen_ShowsTheErrorAndClearsThePointer) {
     card->SetPresent(false);
     ASSERT_TRUE(StartPlayback(request, devices, thread));
     ASSERT_TRUE(WaitForEnd(2.0));
-    EXPECT_EQ(device, nullptr);
+    EXPECT_EQ(device.load(), nullptr);
     EXPECT_EQ(presentation->Boxes(),
               std::vector<std::string>{"An error occurred while trying to open the wave output device."});
 
