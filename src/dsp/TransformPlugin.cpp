@@ -30,16 +30,6 @@ ITransform* MakeComponent(const GUID& classId) {
     return static_cast<ITransform*>(out);
 }
 
-// A vector of the block's floats, or null when the block is too large for an array or memory
-// runs out.
-SAFEARRAY* ArrayOf(const CMediaData& block) {
-    const uint32_t floats = static_cast<uint32_t>(block.GetByteCount()) / 4;
-    SAFEARRAY* array = SafeArrayCreateVector(VT_R4, 0, floats);
-    if (array != nullptr && floats > 0)
-        std::memcpy(array->pvData, block.GetBuffer(), static_cast<size_t>(floats) * 4);
-    return array;
-}
-
 // Our arrays are ours to destroy even when a component forgot an unlock.
 void DestroyArray(SAFEARRAY* array) {
     if (array == nullptr)
@@ -80,6 +70,7 @@ std::vector<uint8_t> ReadSizedBytes(CArchive& ar) {
 
 CTransformPlugin::~CTransformPlugin() {
     ReleaseTransform();
+    DestroyArray(m_input);
 }
 
 CTransformPlugin* CTransformPlugin::Create(const GUID& classId, const GUID& subId, int32_t presetNumber) {
@@ -258,43 +249,53 @@ CTransformPlugin* CTransformPlugin::Clone() {
     return clone;
 }
 
-void CTransformPlugin::CopyBack(CMediaData& block, SAFEARRAY* in, SAFEARRAY* out) {
+void CTransformPlugin::TakeOutput(CMediaData& block, SAFEARRAY* out) {
     const int32_t frameBytes = block.GetFrameSize();
-    if (frameBytes <= 0)
-        return;
-    SAFEARRAY* result = in;
-    if (out != nullptr) {
-        // An array that is no float vector, or too long for a block, counts as no output at all.
-        const bool usable = out->cDims == 1 && out->cbElements == 4 && out->pvData != nullptr &&
-                            out->rgsabound[0].cElements <= static_cast<ULONG>(INT32_MAX / 4);
-        if (!usable) {
-            block.Resize(0, false);
-            return;
-        }
-        result = out;
-    }
-    const int64_t frames = static_cast<int64_t>(result->rgsabound[0].cElements) * 4 / frameBytes;
+    // An array that is no float vector, or too long for a block, counts as no output at all.
+    const bool usable = out->cDims == 1 && out->cbElements == 4 && out->pvData != nullptr &&
+                        out->rgsabound[0].cElements <= static_cast<ULONG>(INT32_MAX / 4);
+    const int64_t frames = usable ? static_cast<int64_t>(out->rgsabound[0].cElements) * 4 / frameBytes : 0;
     if (frames != block.GetFrameCount())
         block.Resize(frames, false);
     if (frames > 0)
-        std::memcpy(block.GetBuffer(), result->pvData, static_cast<size_t>(frames * frameBytes));
+        std::memcpy(block.GetBuffer(), out->pvData, static_cast<size_t>(frames * frameBytes));
+}
+
+void CTransformPlugin::Exchange(CMediaData& block, ITransformOffline* offline) {
+    const int32_t frameBytes = block.GetFrameSize();
+    if (frameBytes <= 0)
+        return;
+    if (m_input == nullptr) {
+        m_input = SafeArrayCreateVector(VT_R4, 0, 0);
+        if (m_input == nullptr)
+            return;
+        m_inputData = m_input->pvData;
+    }
+    // The input array lends the block's own memory to the component for the call, so a transform
+    // that works in place costs no copy at all. The array's own data is put back before anything
+    // can resize the block.
+    m_input->pvData = block.GetBuffer();
+    m_input->rgsabound[0].cElements = static_cast<ULONG>(block.GetByteCount()) / 4;
+    m_input->cLocks = 0;
+    SAFEARRAY* out = nullptr;
+    if (offline != nullptr)
+        offline->ProcessOffline(m_input, &out, m_offlinePosition, frameBytes);
+    else
+        m_transform->Process(m_input, &out, frameBytes);
+    m_input->pvData = m_inputData;
+    m_input->rgsabound[0].cElements = 0;
+    if (out == nullptr || out == m_input)
+        return;
+    TakeOutput(block, out);
+    DestroyArray(out);
 }
 
 void CTransformPlugin::ProcessRealTime(CMediaData& block) {
     if (m_bypass != 0)
         return;
     m_realTimePosition += static_cast<int32_t>(block.GetFrameCount());
-    if (m_transform == nullptr)
-        return;
-    SAFEARRAY* in = ArrayOf(block);
-    if (in == nullptr)
-        return;
-    SAFEARRAY* out = nullptr;
-    m_transform->Process(in, &out, block.GetFrameSize());
-    CopyBack(block, in, out);
-    if (out != in)
-        DestroyArray(out);
-    DestroyArray(in);
+    if (m_transform != nullptr)
+        Exchange(block, nullptr);
 }
 
 void CTransformPlugin::ProcessOffline(CMediaData& block) {
@@ -303,15 +304,7 @@ void CTransformPlugin::ProcessOffline(CMediaData& block) {
     auto* offline = Query<ITransformOffline>(m_transform, IID_ITransformOffline);
     if (offline == nullptr)
         return;
-    SAFEARRAY* in = ArrayOf(block);
-    if (in != nullptr) {
-        SAFEARRAY* out = nullptr;
-        offline->ProcessOffline(in, &out, m_offlinePosition, block.GetFrameSize());
-        CopyBack(block, in, out);
-        if (out != in)
-            DestroyArray(out);
-        DestroyArray(in);
-    }
+    Exchange(block, offline);
     offline->Release();
     // A byte position, of the output as it came back.
     m_offlinePosition += block.GetFrameCount() * block.GetFrameSize();

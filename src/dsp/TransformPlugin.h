@@ -111,9 +111,10 @@ public:
 private:
     // Releases the component and forgets what it was told; the ids stay.
     void ReleaseTransform();
-    // Copies the floats of `out` over `block` (the block takes the array's frame count), or when
-    // `out` is null the floats of `in`.
-    static void CopyBack(CMediaData& block, SAFEARRAY* in, SAFEARRAY* out);
+    // One call of the component's Process (or, given `offline`, ProcessOffline) on `block`.
+    void Exchange(CMediaData& block, ITransformOffline* offline);
+    // Copies the floats of a component's new array over `block`, which takes its frame count.
+    static void TakeOutput(CMediaData& block, SAFEARRAY* out);
     void LoadComponent(const GUID& classId, const GUID* subId, const std::vector<uint8_t>& state);
 
     ITransform* m_transform = nullptr;
@@ -126,6 +127,10 @@ private:
     int32_t m_rate = 0;
     int32_t m_channels = 0;
     IHostInterface* m_host = nullptr;
+    // Input array descriptor kept from block to block; it points at the block during a call and
+    // at its own (empty) data otherwise.
+    SAFEARRAY* m_input = nullptr;
+    void* m_inputData = nullptr;
 };
 
 } // namespace tw
