@@ -4,7 +4,9 @@
 // removal; and the same effects over eight and odd numbers of channels.
 #include "components/BuiltinModule.h"
 
+#include <atomic>
 #include <random>
+#include <thread>
 
 using namespace twtest;
 
@@ -369,13 +371,14 @@ TEST_F(BuiltinEffectsTest, DcOffsetRemovalLeavesANearZeroMeanAndTheSignal) {
     EXPECT_NEAR(out[0], 0.0, 1e-6);
 }
 
+const CLSID kAll[] = {CLSID_BuiltinAmplify,    CLSID_BuiltinNormalize,  CLSID_BuiltinFadeIn,
+                      CLSID_BuiltinFadeOut,    CLSID_BuiltinEcho,       CLSID_BuiltinReverb,
+                      CLSID_BuiltinEqualizer,  CLSID_BuiltinCompressor, CLSID_BuiltinTimeStretch,
+                      CLSID_BuiltinPitchShift, CLSID_BuiltinDcOffset};
+
 TEST_F(BuiltinEffectsTest, EveryEffectRunsOverEightAndOddChannelCountsKeepingChannelsApart) {
-    const CLSID all[] = {CLSID_BuiltinAmplify,    CLSID_BuiltinNormalize,  CLSID_BuiltinFadeIn,
-                         CLSID_BuiltinFadeOut,    CLSID_BuiltinEcho,       CLSID_BuiltinReverb,
-                         CLSID_BuiltinEqualizer,  CLSID_BuiltinCompressor, CLSID_BuiltinTimeStretch,
-                         CLSID_BuiltinPitchShift, CLSID_BuiltinDcOffset};
     for (int channels : {8, 7, 5, 3}) {
-        for (const CLSID& id : all) {
+        for (const CLSID& id : kAll) {
             auto t = MakeTransform(id, 44100, static_cast<int16_t>(channels));
             ASSERT_TRUE(t);
             t->SetLength(20000);
@@ -399,6 +402,51 @@ TEST_F(BuiltinEffectsTest, EveryEffectRunsOverEightAndOddChannelCountsKeepingCha
                     EXPECT_LT(level, 1e-6) << "crosstalk into channel " << c << " of " << channels;
             }
         }
+    }
+}
+
+TEST_F(BuiltinEffectsTest, EveryEffectRunsAtTelephoneAndStudioRatesWithDefaultSettings) {
+    for (int rate : {8000, 192000}) {
+        for (const CLSID& id : kAll) {
+            auto t = MakeTransform(id, rate, 1);
+            ASSERT_TRUE(t);
+            t->SetLength(rate);
+            const auto out = Run(t.get(), Sine(rate / 20.0, 0.5, rate, rate), 1, 4096);
+            EXPECT_GT(out.size(), static_cast<size_t>(rate) / 8) << rate;
+            double energy = 0;
+            for (float v : out) {
+                ASSERT_TRUE(std::isfinite(v)) << rate;
+                energy += static_cast<double>(v) * v;
+            }
+            EXPECT_GT(energy, 0.0) << rate;
+        }
+    }
+}
+
+// The dialog moves parameters on its own thread while the play thread processes: every block
+// must still come out whole and finite (run under the thread sanitizer build to check the races).
+TEST_F(BuiltinEffectsTest, ParametersMayMoveWhileAnotherThreadProcesses) {
+    for (const CLSID& id : {CLSID_BuiltinEcho, CLSID_BuiltinEqualizer, CLSID_BuiltinTimeStretch}) {
+        auto t = MakeTransform(id, kRate, 2);
+        auto params = QueryAs<ITransformParams>(t.get(), IID_ITransformParams);
+        int32_t count = 0;
+        params->GetCount(&count);
+        std::atomic<bool> done{false};
+        std::thread dialog([&] {
+            for (int turn = 0; !done.load(); ++turn) {
+                const int32_t index = turn % count;
+                float low = 0, high = 0;
+                params->GetRange(index, &low, &high);
+                params->SetValue(index, low + (high - low) * static_cast<float>(turn % 7) / 6.0f);
+            }
+        });
+        const auto in = Sine(330, 0.5, kRate, kRate / 2, 2);
+        const auto out = Run(t.get(), in, 2, 512);
+        done = true;
+        dialog.join();
+        EXPECT_EQ(out.size() % 2, 0u);
+        for (float v : out)
+            ASSERT_TRUE(std::isfinite(v));
     }
 }
 
