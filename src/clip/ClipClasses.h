@@ -5,7 +5,8 @@
 
 namespace tw {
 
-// Registers CWaveClip with the friendly name "CWaveClip Object".
+// Registers CWaveClip with the friendly name "CWaveClip Object", and the makers of streams and
+// transforms that the clip's body loads need (RegisterMediaMakers).
 void RegisterClipClasses();
 
 } // namespace tw

@@ -2,6 +2,7 @@
 
 #include "clip/ClipClasses.h"
 #include "clip/WaveClip.h"
+#include "dsp/MediaMakers.h"
 #include "platform/ComRegistry.h"
 
 namespace tw {
@@ -53,6 +54,9 @@ HRESULT GetWaveClipClassObject(const IID& iid, void** out) {
 } // namespace
 
 void RegisterClipClasses() {
+    // Clips load bodies (serialisations, projects) that may hold generated streams and transforms,
+    // which only dsp can make.
+    RegisterMediaMakers();
     RegisterClassObject(CLSID_CWaveClip, &GetWaveClipClassObject, "CWaveClip Object");
 }
 

@@ -1,0 +1,93 @@
+// Replacing a range of a clip with another edited media of the process (ReplaceEditedMedia), the
+// way an in-process host hands over material it edited; the result plays, keeps its markers in
+// place and survives a serialisation, generated streams included.
+#include "clip/ClipTestSupport.h"
+
+#include "core/EditedMedia.h"
+#include "dsp/SignalGenerator.h"
+
+using namespace tw;
+using namespace tw::test;
+
+namespace {
+
+constexpr double kPi = 3.14159265358979323846;
+
+class WaveClipReplaceTest : public ClipTest {
+protected:
+    // A document of one generated sine: 1000 Hz, amplitude 0.5, mono at 44100 Hz.
+    static void MakeTone(CEditedMedia& media, uint32_t frames) {
+        const WAVEFORMATEX format = PcmFormat(1, 44100, 16);
+        media.AddMedia(new CSignalGenerator(&format, frames, 0, 1000.0f, 1000.0f, 0.5f), 0);
+    }
+    static uint64_t* Address(CEditedMedia& media) { return reinterpret_cast<uint64_t*>(&media); }
+};
+
+TEST_F(WaveClipReplaceTest, TheRangeIsReplacedAndMarkersBehindItMove) {
+    const std::string path = PathOf("replace.wav");
+    WriteWav16(path, 1, 44100, 10000, [](int64_t, int) { return 0.25; });
+    AppendCues(path, {{1000, "before", ""}, {5000, "inside", ""}, {8000, "behind", ""}});
+    ComPtr<IAbstractClip> clip = OpenClip(path);
+
+    CEditedMedia tone;
+    MakeTone(tone, 3000);
+    // Frames 4000..6000 become 3000 frames of tone.
+    ASSERT_EQ(clip->ReplaceEditedMedia(Address(tone), 4000, 6000), S_OK);
+    int64_t length = 0;
+    ASSERT_EQ(clip->GetOriginalLength(&length), S_OK);
+    EXPECT_EQ(length, 11000);
+    const std::vector<float> samples = ReadAll(clip.get(), 11000, 1);
+    EXPECT_EQ(samples[3999], 0.25f);
+    EXPECT_NEAR(samples[4010], 0.5 * std::sin(2.0 * kPi * 1000.0 * 10.0 / 44100.0), 1e-4);
+    EXPECT_EQ(samples[7000], 0.25f);
+    EXPECT_EQ(samples[10999], 0.25f);
+
+    ComPtr<IIndexContainer> indexes = Query<IIndexContainer>(clip.get(), IID_IIndexContainer);
+    int32_t count = 0;
+    ASSERT_EQ(indexes->GetIndexCount(&count), S_OK);
+    ASSERT_EQ(count, 2) << "the marker inside the range goes";
+    int32_t position = 0;
+    int16_t type = 0;
+    BSTR title = nullptr;
+    BSTR artist = nullptr;
+    ASSERT_EQ(indexes->GetIndex(1, &position, &type, &title, &artist), S_OK);
+    EXPECT_EQ(position, 9000);
+    EXPECT_EQ(TakeString(title), "behind");
+    SysFreeString(artist);
+
+    // A range outside the clip is refused and changes nothing.
+    EXPECT_EQ(clip->ReplaceEditedMedia(Address(tone), 5, 2), E_INVALIDARG);
+    EXPECT_EQ(clip->ReplaceEditedMedia(Address(tone), 0, 11001), E_INVALIDARG);
+    EXPECT_EQ(clip->ReplaceEditedMedia(Address(tone), -1, 10), E_INVALIDARG);
+    ASSERT_EQ(clip->GetOriginalLength(&length), S_OK);
+    EXPECT_EQ(length, 11000);
+}
+
+TEST_F(WaveClipReplaceTest, ReplacingAtTheEndAppendsAndAGeneratedStreamSurvivesSerialisation) {
+    const std::string path = PathOf("append.wav");
+    WriteWav16(path, 1, 44100, 2000, [](int64_t, int) { return -0.5; });
+    ComPtr<IAbstractClip> clip = OpenClip(path);
+    {
+        CEditedMedia tone;
+        MakeTone(tone, 1000);
+        ASSERT_EQ(clip->ReplaceEditedMedia(Address(tone), 2000, 2000), S_OK);
+    } // the clip keeps what it took: the tone's own document may go
+
+    ComPtr<ISerializable> serial = Query<ISerializable>(clip.get(), IID_ISerializable);
+    SAFEARRAY* data = nullptr;
+    ASSERT_EQ(serial->Serialize(&data), S_OK);
+    SAFEARRAY* in = ByteArray(Bytes(data));
+    ComPtr<IAbstractClip> copy = NewClip();
+    ASSERT_EQ(Query<ISerializable>(copy.get(), IID_ISerializable)->CreateFromSerialization(in), S_OK);
+    SafeArrayDestroy(in);
+
+    int64_t length = 0;
+    ASSERT_EQ(copy->GetOriginalLength(&length), S_OK);
+    EXPECT_EQ(length, 3000);
+    const std::vector<float> restored = ReadAll(copy.get(), 3000, 1);
+    EXPECT_EQ(restored, ReadAll(clip.get(), 3000, 1));
+    EXPECT_EQ(restored[1999], -0.5f);
+    EXPECT_NEAR(restored[2010], 0.5 * std::sin(2.0 * kPi * 1000.0 * 10.0 / 44100.0), 1e-4);
+}
+
+} // namespace
