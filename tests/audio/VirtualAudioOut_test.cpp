@@ -233,3 +233,35 @@ TEST_F(VirtualOut, AVanishedCard_RefusesToOpen_AndFailsAWriteMidPlayWithoutHangi
     out.Close();
     EXPECT_EQ(endpoint->GetBlocksPlayed(), 3);
 }
+
+TEST_F(VirtualOut, EveryWidth_FillsWholeFramesOfItsSize_AndABlockOfTheWrongShapeIsRefused) {
+    endpoint->SetCapture(true);
+    ASSERT_TRUE(out.Open(kRate, 2, 24, 100, 0));
+    CMediaData block(300, 8);
+    float* s = block.GetFloats();
+    for (int i = 0; i < 300; ++i) {
+        s[2 * i] = 0.5f;
+        s[2 * i + 1] = -1.0f;
+    }
+    ASSERT_EQ(out.Write(block), 0);
+    CMediaData mono(100, 4);
+    EXPECT_NE(out.Write(mono), 0); // one channel into a stereo device
+    out.Drain();
+    const std::vector<uint8_t> bytes = endpoint->GetCaptured();
+    ASSERT_EQ(bytes.size(), 300u * 6);
+    // 0.5 and -1.0 at 24 bits, little-endian, frame after frame.
+    for (size_t f = 0; f < 300; ++f) {
+        ASSERT_EQ(bytes[f * 6 + 2], 0x40);
+        ASSERT_EQ(bytes[f * 6 + 1], 0x00);
+        ASSERT_EQ(bytes[f * 6 + 5], 0x80);
+        ASSERT_EQ(bytes[f * 6 + 3], 0x00);
+    }
+
+    endpoint->SetCapture(true);
+    ASSERT_TRUE(out.Open(kRate, 1, 8, 100, 0));
+    CMediaData quiet(50, 4);
+    std::fill_n(quiet.GetFloats(), 50, 0.0f);
+    ASSERT_EQ(out.Write(quiet), 0);
+    out.Drain();
+    EXPECT_EQ(endpoint->GetCaptured(), std::vector<uint8_t>(50, 128)); // 8 bits are unsigned
+}
