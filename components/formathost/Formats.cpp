@@ -8,8 +8,8 @@ const std::vector<FormatInfo>& Formats() {
     static const std::vector<FormatInfo> formats = {
         {"WAV", SF_FORMAT_WAV, 0, {"wav", "wave"}, true},
         {"WAV Extensible", SF_FORMAT_WAVEX, 0, {"wav"}, true},
-        {"RF64", SF_FORMAT_RF64, 0, {"rf64"}, false},
-        {"Wave64", SF_FORMAT_W64, 0, {"w64"}, false},
+        {"RF64", SF_FORMAT_RF64, 0, {"rf64"}, true},
+        {"Wave64", SF_FORMAT_W64, 0, {"w64"}, true},
         {"AIFF", SF_FORMAT_AIFF, 0, {"aif", "aiff", "aifc"}, false},
         {"CAF", SF_FORMAT_CAF, 0, {"caf"}, false},
         {"FLAC", SF_FORMAT_FLAC, 0, {"flac"}, false},

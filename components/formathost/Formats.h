@@ -12,7 +12,7 @@ struct FormatInfo {
     int major;                           // libsndfile container (SF_FORMAT_*)
     int codec;                           // fixed libsndfile codec, or 0 for integer PCM by bits
     std::vector<const char*> extensions; // lower case, without the dot
-    bool cues;                           // cue points with texts are read and written (RIFF WAVE)
+    bool cues; // cue points with texts are read and written (RIFF WAVE, RF64, Wave64)
 };
 
 const std::vector<FormatInfo>& Formats();

@@ -376,6 +376,48 @@ TEST_F(FormatHostTest, Cues_WrittenWithTexts_AreReadBackWithTheirFields) {
     EXPECT_EQ(ReadAll(source.get(), 4096), bytes);
 }
 
+TEST_F(FormatHostTest, Cues_InRf64AndWave64_AreAppendedAtTheCloseAndReadBack) {
+    for (const char* name : {"RF64", "Wave64"}) {
+        SCOPED_TRACE(name);
+        const std::string path = folder_.File(std::string("cues.") + (name[0] == 'R' ? "rf64" : "w64"));
+        auto target = MakeTarget(name, {48000, 24, 2, 0x3});
+        auto cues = Query<IFormatTargetCues>(target.get(), IID_IFormatTargetCues);
+        ASSERT_TRUE(cues);
+        // An odd frame count leaves the data chunk unaligned for both containers.
+        auto bytes = Pack(Tone(1001, 2, 48000), 24);
+        EXPECT_EQ(cues->AddCue(7, u"Ann", u"Intro"), S_OK);
+        EXPECT_EQ(cues->AddCue(999, u"", u"Coda"), S_OK);
+        ASSERT_TRUE(WriteThrough(target.get(), path, bytes, 777));
+
+        // libsndfile still reads the file whole, and its size fields agree with the file.
+        SF_INFO info{};
+        SNDFILE* check = sf_open(path.c_str(), SFM_READ, &info);
+        ASSERT_NE(check, nullptr) << sf_strerror(nullptr);
+        EXPECT_EQ(info.frames, 1001);
+        sf_close(check);
+        const auto image = ReadBytes(path);
+        uint64_t declared = 0;
+        for (int i = 7; i >= 0; --i)
+            declared = declared << 8 | image[(name[0] == 'R' ? 20 : 16) + i];
+        EXPECT_EQ(declared, image.size() - (name[0] == 'R' ? 8 : 0));
+
+        auto source = Open(path);
+        ASSERT_TRUE(source);
+        auto setup = Query<IFormatSourceSetup>(source.get(), IID_IFormatSourceSetup);
+        ASSERT_TRUE(setup->Open(0, nullptr));
+        auto read = Query<IFormatCues>(source.get(), IID_IFormatCues);
+        ASSERT_TRUE(read);
+        ASSERT_EQ(read->GetCueCount(), 2);
+        EXPECT_EQ(read->GetCueFrame(0), 7);
+        EXPECT_EQ(read->GetCueFrame(1), 999);
+        ASSERT_EQ(read->GetFieldCount(0), 2);
+        EXPECT_EQ(U8(read->GetFieldValue(0, 0)), "Ann");
+        EXPECT_EQ(U8(read->GetFieldValue(0, 1)), "Intro");
+        EXPECT_EQ(U8(read->GetFieldValue(1, 0)), "Coda");
+        EXPECT_EQ(ReadAll(source.get(), 4096), bytes);
+    }
+}
+
 TEST_F(FormatHostTest, Cues_WithLyingChunkSizes_AreIgnoredAndTheFileStillOpens) {
     std::string path = folder_.File("liar.wav");
     ASSERT_TRUE(WriteSndFile(path, SF_FORMAT_WAV | SF_FORMAT_PCM_16, 1, 8000, Tone(100, 1, 8000)));
