@@ -3,6 +3,7 @@
 #include "platform/ComRegistry.h"
 
 #include <atomic>
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
@@ -13,6 +14,7 @@ namespace doubles {
 const CLSID kGainClass = {0x3B1E6F10, 0x0001, 0x4C55, {0x9A, 0x11, 0, 0, 0, 0, 0, 0xA1}};
 const CLSID kHalvingClass = {0x3B1E6F10, 0x0002, 0x4C55, {0x9A, 0x11, 0, 0, 0, 0, 0, 0xA2}};
 const CLSID kMissingClass = {0x3B1E6F10, 0x0003, 0x4C55, {0x9A, 0x11, 0, 0, 0, 0, 0, 0xA3}};
+const CLSID kHostileClass = {0x3B1E6F10, 0x0006, 0x4C55, {0x9A, 0x11, 0, 0, 0, 0, 0, 0xA6}};
 const GUID kRefusedSubId = {0x3B1E6F10, 0x0004, 0x4C55, {0x9A, 0x11, 0, 0, 0, 0, 0, 0xA4}};
 // The page a gain transform offers.
 const CLSID kGainPage = {0x3B1E6F10, 0x0005, 0x4C55, {0x9A, 0x11, 0, 0, 0, 0, 0, 0xA5}};
@@ -76,7 +78,8 @@ struct ParamsPart final : ITransformParams {
 
 class TransformDouble final : public ITransform, public ITransformOffline, public ITransformValues {
 public:
-    explicit TransformDouble(bool halving) : m_halving(halving) {
+    enum Kind { gain, halving, hostile };
+    explicit TransformDouble(Kind kind) : m_halving(kind == halving), m_hostile(kind == hostile) {
         ++g_live;
         m_presets.outer = this;
         m_params.outer = this;
@@ -114,7 +117,7 @@ public:
     }
     HRESULT GetName(BSTR* name) override {
         *name = Bstr(m_halving ? u"Half Speed" : u"Gain");
-        return S_OK;
+        return m_hostile ? E_FAIL : S_OK;
     }
     HRESULT GetVendor(BSTR* vendor) override {
         *vendor = Bstr(u"Tests");
@@ -132,7 +135,7 @@ public:
         return S_OK;
     }
     HRESULT GetTimeRatio(double* ratio) override {
-        *ratio = m_halving ? 0.5 : 1.0;
+        *ratio = m_hostile ? std::nan("") : m_halving ? 0.5 : 1.0;
         return S_OK;
     }
     HRESULT GetLatency(int32_t* frames) override {
@@ -141,6 +144,8 @@ public:
     }
     HRESULT SetFormat(int32_t rate, int16_t channels) override {
         Note("SetFormat " + std::to_string(rate) + " " + std::to_string(channels));
+        if (m_hostile)
+            return E_FAIL;
         return channels > 2 ? S_FALSE : S_OK;
     }
     HRESULT Reset() override {
@@ -150,6 +155,21 @@ public:
     HRESULT Process(SAFEARRAY* in, SAFEARRAY** out, int64_t frameBytes) override {
         auto* samples = static_cast<float*>(in->pvData);
         const ULONG count = in->rgsabound[0].cElements;
+        if (m_hostile) {
+            switch (m_calls++ % 3) {
+            case 0:
+                *out = SafeArrayCreateVector(VT_R8, 0, count);
+                break;
+            case 1:
+                *out = SafeArrayCreateVector(VT_R4, 0, 4);
+                (*out)->rgsabound[0].cElements = 2000000000u;
+                break;
+            default:
+                *out = in;
+                break;
+            }
+            return S_OK;
+        }
         if (!m_halving) {
             for (ULONG i = 0; i < count; ++i)
                 samples[i] *= m_gain;
@@ -177,7 +197,7 @@ public:
         return S_OK;
     }
     HRESULT GetStateSize(int32_t* size) override {
-        *size = 4;
+        *size = m_hostile ? -4 : 4;
         return S_OK;
     }
     HRESULT GetState(uint8_t* buffer) override {
@@ -229,6 +249,8 @@ public:
 
 private:
     bool m_halving;
+    bool m_hostile;
+    int m_calls = 0;
     uint32_t m_refs = 1;
     PresetsPart m_presets;
     ParamsPart m_params;
@@ -422,10 +444,13 @@ public:
 };
 
 IUnknown* MakeGain(void*) {
-    return static_cast<ITransform*>(new TransformDouble(false));
+    return static_cast<ITransform*>(new TransformDouble(TransformDouble::gain));
 }
 IUnknown* MakeHalving(void*) {
-    return static_cast<ITransform*>(new TransformDouble(true));
+    return static_cast<ITransform*>(new TransformDouble(TransformDouble::halving));
+}
+IUnknown* MakeHostile(void*) {
+    return static_cast<ITransform*>(new TransformDouble(TransformDouble::hostile));
 }
 IUnknown* MakeManager(void* context) {
     return static_cast<IPluginManager*>(new ManagerObject(static_cast<ManagerDouble*>(context)));
@@ -437,6 +462,10 @@ HRESULT GainFactory(const IID& iid, void** out) {
 }
 HRESULT HalvingFactory(const IID& iid, void** out) {
     static Factory factory(&MakeHalving, nullptr);
+    return factory.QueryInterface(iid, out);
+}
+HRESULT HostileFactory(const IID& iid, void** out) {
+    static Factory factory(&MakeHostile, nullptr);
     return factory.QueryInterface(iid, out);
 }
 
@@ -510,6 +539,7 @@ void UnregisterManager(const CLSID& clsid) {
 void RegisterTransforms() {
     tw::RegisterClassObject(kGainClass, &GainFactory, "Test gain transform");
     tw::RegisterClassObject(kHalvingClass, &HalvingFactory, "Test halving transform");
+    tw::RegisterClassObject(kHostileClass, &HostileFactory, "Test hostile transform");
 }
 
 } // namespace doubles

@@ -18,6 +18,10 @@ namespace doubles {
 extern const CLSID kGainClass;
 extern const CLSID kHalvingClass;
 extern const CLSID kMissingClass; // never registered
+// A component that breaks its contract in every answer: odd arrays out of Process (an array of
+// doubles, then one claiming two billion elements, then the input array itself), a ratio that is
+// not a number, a negative state size, a name it fails to give but allocates anyway.
+extern const CLSID kHostileClass;
 // A sub-id that Initialise refuses.
 extern const GUID kRefusedSubId;
 

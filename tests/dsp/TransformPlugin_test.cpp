@@ -324,6 +324,26 @@ TEST(TransformPlugin, Serialize_DamagedRecordsThrowTheArchiveException) {
     }
 }
 
+TEST(TransformPlugin, AComponentBreakingItsContractCannotHurtTheSystem) {
+    auto hostile = Make(doubles::kHostileClass);
+    ASSERT_NE(hostile, nullptr);
+    EXPECT_EQ(hostile->GetName(), "");
+    EXPECT_EQ(hostile->GetTimeRatio(), 1.0);
+    EXPECT_TRUE(hostile->GetState().empty());
+    EXPECT_FALSE(hostile->SetFormat(44100, 2));
+
+    auto block = Ramp(64);
+    hostile->ProcessRealTime(*block); // an array of doubles
+    EXPECT_EQ(block->GetFrameCount(), 0);
+    block = Ramp(64);
+    hostile->ProcessRealTime(*block); // two billion elements claimed
+    EXPECT_EQ(block->GetFrameCount(), 0);
+    block = Ramp(64);
+    hostile->ProcessRealTime(*block); // the input array handed back as output
+    ASSERT_EQ(block->GetFrameCount(), 64);
+    EXPECT_EQ(block->GetFloats()[127], 128.0f);
+}
+
 TEST(PluginChain, RunsEveryElementInOrder_ResetsAll_AndMultipliesTimeRatios) {
     CTransformChain empty;
     EXPECT_EQ(ChainTimeRatio(empty), 1.0);
