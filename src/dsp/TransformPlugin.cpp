@@ -293,7 +293,9 @@ void CTransformPlugin::Exchange(CMediaData& block, ITransformOffline* offline) {
 void CTransformPlugin::ProcessRealTime(CMediaData& block) {
     if (m_bypass != 0)
         return;
-    m_realTimePosition += static_cast<int32_t>(block.GetFrameCount());
+    // The position keeps 32 bits and wraps after half a day of audio, as stored positions do.
+    m_realTimePosition = static_cast<int32_t>(static_cast<uint32_t>(m_realTimePosition) +
+                                              static_cast<uint32_t>(block.GetFrameCount()));
     if (m_transform != nullptr)
         Exchange(block, nullptr);
 }
