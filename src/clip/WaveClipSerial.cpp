@@ -3,10 +3,12 @@
 //
 // The serialised form is a working container in memory: header, then groups 1 to 4 of the body
 // (streams, transforms, events, markers) and two empty history lists. A stream of a file is stored
-// as a reference to its path, so the file must still be there when the clip is restored.
+// as a reference to its path, so the file must still be there when the clip is restored; a stream
+// whose samples lie inside a container (a project's recordings) is copied into the serialised one.
 #include "clip/WaveClip.h"
 
 #include "clip/ClipArrays.h"
+#include "clip/ContainerCopy.h"
 #include "core/EditedMedia.h"
 #include "dsp/TempoEstimate.h"
 #include "platform/Presentation.h"
@@ -26,7 +28,9 @@ bool SerializeMedia(const CEditedMedia& media, std::vector<uint8_t>& bytes) {
     CMemFileIO file(kGrowthStep);
     CRaffParser parser;
     parser.AttachContainer(&file);
-    if (!parser.SaveState(media, nullptr, CSection(), CSection()))
+    CEditedMedia prepared; // goes before the file its copied streams read from
+    if (!CopyForContainer(media, parser, prepared) ||
+        !parser.SaveState(prepared, nullptr, CSection(), CSection()))
         return false;
     bytes = file.Detach();
     return true;

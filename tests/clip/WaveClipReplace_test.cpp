@@ -5,6 +5,11 @@
 
 #include "core/EditedMedia.h"
 #include "dsp/SignalGenerator.h"
+#include "storage/MemFileIO.h"
+#include "storage/PCMAudio.h"
+#include "storage/RaffIO.h"
+#include "storage/RaffParser.h"
+#include "storage/ScanThread.h"
 
 using namespace tw;
 using namespace tw::test;
@@ -88,6 +93,61 @@ TEST_F(WaveClipReplaceTest, ReplacingAtTheEndAppendsAndAGeneratedStreamSurvivesS
     EXPECT_EQ(restored, ReadAll(clip.get(), 3000, 1));
     EXPECT_EQ(restored[1999], -0.5f);
     EXPECT_NEAR(restored[2010], 0.5 * std::sin(2.0 * kPi * 1000.0 * 10.0 / 44100.0), 1e-4);
+}
+
+TEST_F(WaveClipReplaceTest, StreamsInsideAnotherContainerAreCopiedIntoTheSerialisation) {
+    const std::string path = PathOf("inside.wav");
+    const WAVEFORMATEX format = PcmFormat(2, 44100, 16);
+    WriteWav16(path, 2, 44100, 3000,
+               [](int64_t f, int c) { return ((f * 13 + c * 777) % 4000 - 2000) / 4096.0; });
+    std::vector<uint8_t> bytes;
+    std::vector<float> expected;
+    {
+        // A project's recording: samples in a region of a container that is gone afterwards.
+        CMemFileIO container;
+        CRaffParser parser;
+        parser.AttachContainer(&container);
+        std::unique_ptr<IBasicIO> wav(OpenWavSamples(path, format));
+        CRaffIO* region = parser.ImportStream(*wav);
+        ASSERT_NE(region, nullptr);
+        auto* stream = new CPCMAudio;
+        CScanThread* scan = nullptr;
+        ASSERT_TRUE(stream->AttachBackground(region, nullptr, scan));
+        if (scan != nullptr) {
+            EXPECT_EQ(scan->Execute(), 0);
+            delete scan;
+        }
+        CEditedMedia media;
+        media.AddMedia(stream, 0);
+
+        ComPtr<IAbstractClip> clip = NewClip();
+        ASSERT_EQ(clip->ReplaceEditedMedia(Address(media), 0, 0), S_OK);
+        expected = ReadAll(clip.get(), 3000, 2);
+        SAFEARRAY* data = nullptr;
+        ASSERT_EQ(Query<ISerializable>(clip.get(), IID_ISerializable)->Serialize(&data), S_OK);
+        bytes = Bytes(data);
+    } // clip, media, stream and container go; only the bytes are left
+    EXPECT_EQ(expected[2 * 1234 + 1],
+              static_cast<float>(ToPcm16((1234 * 13 + 777) % 4000 / 4096.0 - 2000 / 4096.0)) / 32768.0f);
+
+    // Restored, and restored once more from its own serialisation, whose streams are now inside the
+    // first restored clip's memory container.
+    for (int round = 0; round < 2; ++round) {
+        ComPtr<IAbstractClip> restored = NewClip();
+        SAFEARRAY* in = ByteArray(bytes);
+        ASSERT_EQ(Query<ISerializable>(restored.get(), IID_ISerializable)->CreateFromSerialization(in), S_OK);
+        SafeArrayDestroy(in);
+        EXPECT_EQ(ReadAll(restored.get(), 3000, 2), expected) << round;
+        WaitForPeaks(restored.get());
+        SAFEARRAY* curve = nullptr;
+        ASSERT_EQ(Query<IVisualReader>(restored.get(), IID_IVisualReader)->GetCurve(0, 3000, 2, &curve),
+                  S_OK);
+        EXPECT_LT(static_cast<const float*>(curve->pvData)[0], -0.4f) << "peak rows came along";
+        SafeArrayDestroy(curve);
+        SAFEARRAY* data = nullptr;
+        ASSERT_EQ(Query<ISerializable>(restored.get(), IID_ISerializable)->Serialize(&data), S_OK);
+        bytes = Bytes(data);
+    }
 }
 
 } // namespace
