@@ -30,7 +30,7 @@ std::string ReadText(const std::string& path) {
     return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
 }
 
-ToolRun Run(const std::vector<std::string>& args) {
+ToolRun RunTool(const std::vector<std::string>& args) {
     const std::string folder = NewFolder("tideclip-run");
     const std::string outPath = folder + "/out", errPath = folder + "/err";
     const pid_t child = fork();
@@ -90,22 +90,22 @@ std::string ToneSilenceTone(const std::string& folder, uint32_t seconds) {
 }
 
 TEST(Tideclip, CommandLineMistakesGetTheUsageAndStatusOne) {
-    const ToolRun none = Run({});
+    const ToolRun none = RunTool({});
     EXPECT_EQ(none.exitCode, 1);
     EXPECT_NE(none.err.find("usage: tideclip"), std::string::npos);
-    EXPECT_EQ(Run({"--help"}).exitCode, 0);
-    const ToolRun unknown = Run({"transmogrify", "x"});
+    EXPECT_EQ(RunTool({"--help"}).exitCode, 0);
+    const ToolRun unknown = RunTool({"transmogrify", "x"});
     EXPECT_EQ(unknown.exitCode, 1);
     EXPECT_NE(unknown.err.find("unknown command transmogrify"), std::string::npos);
-    EXPECT_EQ(Run({"render", "only-one"}).exitCode, 1);
-    const ToolRun badRate = Run({"info", "x.wav", "--rate", "fast"});
+    EXPECT_EQ(RunTool({"render", "only-one"}).exitCode, 1);
+    const ToolRun badRate = RunTool({"info", "x.wav", "--rate", "fast"});
     EXPECT_EQ(badRate.exitCode, 1);
     EXPECT_NE(badRate.err.find("--rate wants a whole number"), std::string::npos);
-    EXPECT_EQ(Run({"info", "x.wav", "--channels", "9"}).exitCode, 1);
+    EXPECT_EQ(RunTool({"info", "x.wav", "--channels", "9"}).exitCode, 1);
 }
 
 TEST(Tideclip, FiltersListTheWriterFormats) {
-    const ToolRun run = Run({"filters"});
+    const ToolRun run = RunTool({"filters"});
     ASSERT_EQ(run.exitCode, 0) << run.err;
     EXPECT_NE(run.out.find("WAV(*.wav;*.wave)"), std::string::npos);
     EXPECT_NE(run.out.find("FLAC(*.flac)"), std::string::npos);
@@ -116,8 +116,8 @@ TEST(Tideclip, RenderConvertsRateChannelsAndWidthAndWritesTheMarks) {
     const std::string input = folder + "/in.wav";
     WriteWav16(input, 2, 44100, 44100, ToneSample);
     const std::string output = folder + "/out.wav";
-    const ToolRun run = Run({"render", input, output, "--rate", "48000", "--channels", "1", "--bits", "24",
-                             "--mark", "1000:Intro:Ann", "--mark", "30000:Second"});
+    const ToolRun run = RunTool({"render", input, output, "--rate", "48000", "--channels", "1", "--bits",
+                                 "24", "--mark", "1000:Intro:Ann", "--mark", "30000:Second"});
     ASSERT_EQ(run.exitCode, 0) << run.err;
     EXPECT_NE(run.out.find("wrote " + output + ": 48000 frames, 48000 Hz, 1 channels, 24 bits"),
               std::string::npos)
@@ -137,7 +137,7 @@ TEST(Tideclip, RenderConvertsRateChannelsAndWidthAndWritesTheMarks) {
     EXPECT_EQ(Le32(cues, 4 + 24 + 20), 30000u);
 
     // The marks come back as the clip's indexes.
-    const ToolRun indexes = Run({"indexes", output});
+    const ToolRun indexes = RunTool({"indexes", output});
     ASSERT_EQ(indexes.exitCode, 0) << indexes.err;
     EXPECT_NE(indexes.out.find("index 1: 1000 type 0 title \"Intro\" artist \"Ann\""), std::string::npos)
         << indexes.out;
@@ -151,10 +151,10 @@ TEST(Tideclip, BadInputsAndTargetsGetAMessageAndTheirStatus) {
         std::ofstream out(damaged, std::ios::binary);
         out << "RIFF\xff\xff\xff\x7fWAVEfmt \x10\x00\x00\x00garbage that is no format";
     }
-    const ToolRun unreadable = Run({"info", damaged});
+    const ToolRun unreadable = RunTool({"info", damaged});
     EXPECT_EQ(unreadable.exitCode, 3) << unreadable.err;
     EXPECT_NE(unreadable.err.find("cannot read " + damaged), std::string::npos);
-    EXPECT_EQ(Run({"render", folder + "/missing.wav", folder + "/x.wav"}).exitCode, 3);
+    EXPECT_EQ(RunTool({"render", folder + "/missing.wav", folder + "/x.wav"}).exitCode, 3);
 
     // A container image that is no clip.
     const std::string fakeClip = folder + "/fake.clip";
@@ -162,21 +162,21 @@ TEST(Tideclip, BadInputsAndTargetsGetAMessageAndTheirStatus) {
         std::ofstream out(fakeClip, std::ios::binary);
         out << "RAFF\x07\x00\x00\x00 not a container at all";
     }
-    EXPECT_EQ(Run({"info", fakeClip}).exitCode, 3);
+    EXPECT_EQ(RunTool({"info", fakeClip}).exitCode, 3);
 
     const std::string input = folder + "/in.wav";
     WriteWav16(input, 1, 8000, 800, ToneSample);
-    const ToolRun unwritable = Run({"render", input, folder + "/out.unknown-format"});
+    const ToolRun unwritable = RunTool({"render", input, folder + "/out.unknown-format"});
     EXPECT_EQ(unwritable.exitCode, 4);
     EXPECT_NE(unwritable.err.find("cannot write"), std::string::npos);
-    EXPECT_EQ(Run({"render", input, folder + "/no/such/folder/out.wav"}).exitCode, 4);
+    EXPECT_EQ(RunTool({"render", input, folder + "/no/such/folder/out.wav"}).exitCode, 4);
 }
 
 TEST(Tideclip, TracksAreFoundAndWrittenEachToAFile) {
     const std::string folder = NewFolder("tideclip-tracks");
     const std::string input = ToneSilenceTone(folder, 2);
-    const ToolRun run = Run({"tracks", input, "--min-track", "1", "--min-pause", "1", "--threshold", "-40",
-                             "--write", folder + "/take", "--rate", "8000", "--channels", "1"});
+    const ToolRun run = RunTool({"tracks", input, "--min-track", "1", "--min-pause", "1", "--threshold",
+                                 "-40", "--write", folder + "/take", "--rate", "8000", "--channels", "1"});
     ASSERT_EQ(run.exitCode, 0) << run.err << run.out;
     EXPECT_NE(run.out.find("tracks: 2"), std::string::npos) << run.out;
     EXPECT_EQ(CountLines(run.out, "track "), 2);
@@ -195,19 +195,19 @@ TEST(Tideclip, ASerialisedClipOpensAgainWithTheSameLengthAndCurve) {
     const std::string input = folder + "/in.wav";
     WriteWav16(input, 2, 44100, 22050, ToneSample);
     const std::string clip = folder + "/in.clip";
-    const ToolRun saved = Run({"serialize", input, clip});
+    const ToolRun saved = RunTool({"serialize", input, clip});
     ASSERT_EQ(saved.exitCode, 0) << saved.err;
     ASSERT_TRUE(std::filesystem::exists(clip));
 
-    const ToolRun fromFile = Run({"info", input});
-    const ToolRun fromClip = Run({"info", clip});
+    const ToolRun fromFile = RunTool({"info", input});
+    const ToolRun fromClip = RunTool({"info", clip});
     ASSERT_EQ(fromFile.exitCode, 0) << fromFile.err;
     ASSERT_EQ(fromClip.exitCode, 0) << fromClip.err;
     EXPECT_NE(fromFile.out.find("length: 22050 frames at 44100 Hz"), std::string::npos) << fromFile.out;
     EXPECT_NE(fromClip.out.find("length: 22050 frames at 44100 Hz"), std::string::npos) << fromClip.out;
     EXPECT_NE(fromClip.out.find("source channels: 2"), std::string::npos);
 
-    const ToolRun curve = Run({"curve", clip, "--width", "8"});
+    const ToolRun curve = RunTool({"curve", clip, "--width", "8"});
     ASSERT_EQ(curve.exitCode, 0) << curve.err;
     std::istringstream lines(curve.out);
     int columns = 0;
@@ -229,10 +229,10 @@ TEST(Tideclip, TagsOfAFileWithoutTagsGiveItsFormatAtLeast) {
     const std::string folder = NewFolder("tideclip-tags");
     const std::string input = folder + "/in.wav";
     WriteWav16(input, 1, 8000, 800, ToneSample);
-    const ToolRun run = Run({"tags", input});
+    const ToolRun run = RunTool({"tags", input});
     ASSERT_EQ(run.exitCode, 0) << run.err;
     EXPECT_NE(run.out.find("Format: "), std::string::npos) << run.out;
-    EXPECT_EQ(Run({"tags", folder + "/missing.wav"}).exitCode, 3);
+    EXPECT_EQ(RunTool({"tags", folder + "/missing.wav"}).exitCode, 3);
 }
 
 } // namespace
