@@ -6,9 +6,11 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstring>
 #include <filesystem>
 #include <memory>
+#include <thread>
 
 using namespace tw;
 using doubles::ManagerDouble;
@@ -277,6 +279,31 @@ TEST_F(TransformManagerTest, GetEntryCount_RefreshesTheManagerFirst) {
     EXPECT_EQ(m_manager->GetEntryCount(kSecondManager), 2);
     EXPECT_EQ(m_second.refreshCalls, 1);
     EXPECT_EQ(m_manager->GetEntryCount(kAbsentManager), 0);
+}
+
+TEST_F(TransformManagerTest, DocumentThreads_ReadTheListWhileItIsRebuilt) {
+    for (int i = 0; i < 20; ++i)
+        m_first.entries.push_back(Entry(doubles::kGainClass,
+                                        u"Gain " + std::u16string(1, static_cast<char16_t>(u'A' + i)),
+                                        u"Volume\\", 0));
+    std::atomic<bool> torn{false};
+    std::vector<std::thread> readers;
+    for (int t = 0; t < 3; ++t) {
+        readers.emplace_back([&] {
+            for (int round = 0; round < 300; ++round) {
+                const std::optional<CPluginInfo> info = m_manager->FindById(2000 + round % 20);
+                TransformMenu menu;
+                m_manager->FillMenu(menu, -1, 0, 0);
+                if (!info || info->m_name.size() != 6 || menu.items.size() != 20)
+                    torn = true;
+            }
+        });
+    }
+    for (int round = 0; round < 100; ++round)
+        round % 2 == 0 ? m_manager->Refresh() : m_manager->Rescan();
+    for (std::thread& reader : readers)
+        reader.join();
+    EXPECT_FALSE(torn);
 }
 
 TEST(TransformManagerSystem, TheSystemsManagersAreAskedInTheirOrder_AndTheThirdKeepsThePluginFiles) {
