@@ -198,12 +198,18 @@ bool LoadEvents(CArchive& archive, CEditedMedia& media) {
         const uint32_t fade = archive.ReadU32();
         const uint16_t flags = archive.ReadU16();
         const uint32_t chainCount = archive.ReadU32();
-        if (source >= static_cast<uint32_t>(media.GetSourceCount()) || end < start)
+        // An end before the start is no damage: a fade longer than what follows the cut in the
+        // stream leaves the visible range empty, and the fade restores the real end below.
+        if (source >= static_cast<uint32_t>(media.GetSourceCount()))
             return false;
         if (chainCount > Remaining(archive) / 4)
             throw CArchiveException(CArchiveException::endOfFile);
-        auto event = std::make_unique<CMediaEvent>(media.GetSourceAt(static_cast<int32_t>(source)),
-                                                   CSection(start, end));
+        // A source that has become shorter since the save (a file changed outside) keeps what it
+        // still has; the fade tail is then held inside it as well.
+        CMediaStream* stream = media.GetSourceAt(static_cast<int32_t>(source));
+        const int64_t length = std::max<int64_t>(stream->GetLength(), 0);
+        auto event = std::make_unique<CMediaEvent>(
+            stream, CSection(std::min<int64_t>(start, length), std::min<int64_t>(end, length)));
         event->m_spliceFlag = (flags & 1) != 0;
         event->m_pastedFlag = (flags & 2) != 0;
         for (uint32_t t = 0; t < chainCount; ++t) {

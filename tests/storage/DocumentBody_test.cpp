@@ -271,10 +271,6 @@ TEST_F(DocumentBody, BadIndexesKindsAndCounts_FailWithoutLeaks) {
     bytes = good;
     bytes[at + 4 + 22] = bytes[at + 4 + 23] = bytes[at + 4 + 24] = bytes[at + 4 + 25] = 0xFF;
     expectFails(bytes, "chain count past the end");
-    bytes = good;
-    std::swap(bytes[at + 8], bytes[at + 12]); // start behind end
-    if (bytes[at + 8] != bytes[at + 12])
-        expectFails(bytes, "start behind end");
 
     for (size_t length = 0; length < good.size(); ++length)
         expectFails(std::vector<uint8_t>(good.begin(), good.begin() + static_cast<ptrdiff_t>(length)),
@@ -289,6 +285,12 @@ TEST_F(DocumentBody, ZeroLengthEventsAndEmptyBodies_RoundTrip) {
     AddFile(media, Wav("other.wav", 100));
     media.AddMedia(media.GetSourceAt(1), 0); // leaves an empty event at the head
     ASSERT_EQ(media.GetEventAt(0)->GetSourceSection().SectionLength(), 0);
+    // A fade longer than the stream has behind the cut empties the visible range (its stored end
+    // lies before its start) and must come back as it was.
+    media.DeleteSection(CSection(4100, 4150), false);
+    CMediaEvent* last = media.GetEventAt(media.GetEventCount() - 1);
+    last->SetCrossFade(3000);
+    ASSERT_LT(last->GetSourceSection().m_end, last->GetSourceSection().m_start);
     CEditedMedia loaded;
     ASSERT_TRUE(Load(Save(media, kBodyAll), loaded, kBodyAll));
     test::ExpectSameBody(media, loaded);
