@@ -160,9 +160,9 @@ TEST_F(BuiltinEffectsTest, FadeFollowsTheReadPositionAndTheOfflinePosition) {
     auto late = MakeTransform(CLSID_BuiltinFadeIn, kRate, 2);
     late->SetLength(kLength);
     late->SetReadPosition(600);
-    const auto part = Run(late.get(), std::vector<float>(200, 1.0f), 2);
+    const auto later = Run(late.get(), std::vector<float>(200, 1.0f), 2);
     for (int i = 0; i < 200; ++i)
-        EXPECT_FLOAT_EQ(part[i], reference[1200 + i]);
+        EXPECT_FLOAT_EQ(later[i], reference[1200 + i]);
 
     // Offline positions count bytes.
     auto offline = MakeTransform(CLSID_BuiltinFadeIn, kRate, 2);

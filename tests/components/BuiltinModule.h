@@ -134,8 +134,8 @@ protected:
         std::vector<float> all;
         for (size_t at = 0; at < samples.size(); at += block * channels) {
             const size_t n = std::min(block * channels, samples.size() - at);
-            auto part = ProcessBlock(t, samples.data() + at, n, channels);
-            all.insert(all.end(), part.begin(), part.end());
+            auto piece = ProcessBlock(t, samples.data() + at, n, channels);
+            all.insert(all.end(), piece.begin(), piece.end());
         }
         return all;
     }
