@@ -19,6 +19,7 @@
 #include <tidework/wavefmt.h>
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 namespace tw {
@@ -202,6 +203,9 @@ private:
     // used, so that a walk over consecutive sections stays linear.
     CPeakData* ReadPeakRange(const CSection& section, bool blockMode, int32_t* hintIndex,
                              int64_t* hintAcc) const;
+    // The pieces ReadPeakRange puts together, in order, all with the first piece's channel count.
+    std::vector<std::unique_ptr<CPeakData>> CollectPeakPieces(const CSection& section, bool blockMode,
+                                                              int32_t* hintIndex, int64_t* hintAcc) const;
     CPeakData* ReadPiecePeaks(const CMediaEvent* event, int64_t from, int64_t to, bool blockMode) const;
 };
 

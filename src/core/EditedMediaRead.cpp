@@ -308,8 +308,9 @@ CPeakData* CEditedMedia::ReadPiecePeaks(const CMediaEvent* event, int64_t from, 
     return peaks != nullptr ? ProcessPeaks(event, peaks) : nullptr;
 }
 
-CPeakData* CEditedMedia::ReadPeakRange(const CSection& s, bool blockMode, int32_t* hintIndex,
-                                       int64_t* hintAcc) const {
+std::vector<std::unique_ptr<CPeakData>> CEditedMedia::CollectPeakPieces(const CSection& s, bool blockMode,
+                                                                        int32_t* hintIndex,
+                                                                        int64_t* hintAcc) const {
     // Find the event at the start (greater-than), from the hint on: events before the hint end at
     // or before it, so none of them can hold the start.
     size_t i = static_cast<size_t>(std::max(*hintIndex, 0));
@@ -324,7 +325,6 @@ CPeakData* CEditedMedia::ReadPeakRange(const CSection& s, bool blockMode, int32_
     }
 
     std::vector<std::unique_ptr<CPeakData>> pieces;
-    int64_t total = 0;
     for (; i < m_events.size() && acc < s.m_end; ++i) {
         const CMediaEvent* event = m_events[i];
         const CSection a = event->GetTimelineSection();
@@ -360,16 +360,24 @@ CPeakData* CEditedMedia::ReadPeakRange(const CSection& s, bool blockMode, int32_
                     }
                 }
             }
-            if (piece != nullptr &&
-                (pieces.empty() || piece->GetChannels() == pieces.front()->GetChannels())) {
-                total += piece->GetCount();
+            if (piece != nullptr && (pieces.empty() || piece->GetChannels() == pieces.front()->GetChannels()))
                 pieces.push_back(std::move(piece));
-            }
         }
         acc += a.SectionLength();
     }
+    return pieces;
+}
+
+CPeakData* CEditedMedia::ReadPeakRange(const CSection& s, bool blockMode, int32_t* hintIndex,
+                                       int64_t* hintAcc) const {
+    std::vector<std::unique_ptr<CPeakData>> pieces = CollectPeakPieces(s, blockMode, hintIndex, hintAcc);
     if (pieces.empty())
         return nullptr;
+    if (pieces.size() == 1)
+        return pieces.front().release();
+    int64_t total = 0;
+    for (const auto& piece : pieces)
+        total += piece->GetCount();
 
     auto* result = new CPeakData;
     const int32_t channels = pieces.front()->GetChannels();
@@ -420,14 +428,33 @@ CPeakData* CEditedMedia::ReadPeakColumns(const CSection& s, int32_t columns) {
             for (int32_t c = 0; c < channels; ++c)
                 column[c] = PeakPair{1.0f, -1.0f};
         }
-        std::unique_ptr<CPeakData> peaks(ReadPeakBlocks(s, length > n * kFinePeakLimit));
-        if (peaks == nullptr || peaks->GetCount() == 0)
+        int32_t hintIndex = 0;
+        int64_t hintAcc = 0;
+        const std::vector<std::unique_ptr<CPeakData>> pieces =
+            CollectPeakPieces(s, length > n * kFinePeakLimit, &hintIndex, &hintAcc);
+        int64_t count = 0;
+        for (const auto& piece : pieces)
+            count += piece->GetCount();
+        if (count == 0)
             return result;
-        const int64_t count = peaks->GetCount();
-        const int32_t shared = std::min(channels, peaks->GetChannels());
-        for (int64_t i = 0; i < count; ++i) {
-            PeakPair* column = result->Row(static_cast<int32_t>(n * i / count));
-            MergeInto(column, peaks->Row(static_cast<int32_t>(i)), shared);
+        const int32_t shared = std::min(channels, pieces.front()->GetChannels());
+        // Entry i goes to column n * i / count; column j thus begins at entry ceil(j * count / n).
+        int64_t i = 0;
+        int64_t column = 0;
+        int64_t nextColumnAt = (count + n - 1) / n;
+        PeakPair* target = result->Row(0);
+        for (const auto& piece : pieces) {
+            const int32_t rows = piece->GetCount();
+            const int32_t stride = piece->GetChannels();
+            const PeakPair* entry = piece->GetData();
+            for (int32_t r = 0; r < rows; ++r, ++i, entry += stride) {
+                while (i >= nextColumnAt) {
+                    ++column;
+                    nextColumnAt = ((column + 1) * count + n - 1) / n;
+                    target = result->Row(static_cast<int32_t>(column));
+                }
+                MergeInto(target, entry, shared);
+            }
         }
         return result;
     }
@@ -439,18 +466,25 @@ CPeakData* CEditedMedia::ReadPeakColumns(const CSection& s, int32_t columns) {
     for (int64_t j = 0; j < n; ++j) {
         const int64_t start = s.m_start + length * j / n;
         const CSection part(start, start + length / n);
-        std::unique_ptr<CPeakData> peaks(ReadPeakRange(part, true, &hintIndex, &hintAcc));
+        const std::vector<std::unique_ptr<CPeakData>> pieces =
+            CollectPeakPieces(part, true, &hintIndex, &hintAcc);
         PeakPair* column = result->Row(static_cast<int32_t>(j));
-        if (peaks == nullptr || peaks->GetCount() == 0) {
-            for (int32_t c = 0; c < channels; ++c)
-                column[c] = PeakPair{0.0f, 0.0f};
-            continue;
-        }
         for (int32_t c = 0; c < channels; ++c)
             column[c] = PeakPair{1.0f, -1.0f};
-        const int32_t shared = std::min(channels, peaks->GetChannels());
-        for (int32_t i = 0; i < peaks->GetCount(); ++i)
-            MergeInto(column, peaks->Row(i), shared);
+        int64_t entries = 0;
+        for (const auto& piece : pieces) {
+            const int32_t shared = std::min(channels, piece->GetChannels());
+            const int32_t rows = piece->GetCount();
+            const int32_t stride = piece->GetChannels();
+            const PeakPair* entry = piece->GetData();
+            for (int32_t r = 0; r < rows; ++r, entry += stride)
+                MergeInto(column, entry, shared);
+            entries += rows;
+        }
+        if (entries == 0) {
+            for (int32_t c = 0; c < channels; ++c)
+                column[c] = PeakPair{0.0f, 0.0f};
+        }
     }
     return result;
 }
@@ -462,12 +496,14 @@ float CEditedMedia::GetPeakLevel(const CSection& s) const {
     int64_t position = s.m_start;
     while (position < s.m_end) {
         const CSection run(position, std::min(position + kLevelRun, s.m_end));
-        std::unique_ptr<CPeakData> peaks(ReadPeakRange(run, true, &hintIndex, &hintAcc));
-        const int32_t count = peaks != nullptr ? peaks->GetCount() : 0;
-        for (int32_t i = 0; i < count; ++i) {
-            const PeakPair* row = peaks->Row(i);
-            for (int32_t c = 0; c < peaks->GetChannels(); ++c)
-                level = std::max({level, row[c].maximum, -row[c].minimum});
+        int64_t count = 0;
+        for (const auto& peaks : CollectPeakPieces(run, true, &hintIndex, &hintAcc)) {
+            for (int32_t i = 0; i < peaks->GetCount(); ++i) {
+                const PeakPair* row = peaks->Row(i);
+                for (int32_t c = 0; c < peaks->GetChannels(); ++c)
+                    level = std::max({level, row[c].maximum, -row[c].minimum});
+            }
+            count += peaks->GetCount();
         }
         // Each entry stands for 256 frames; a run without entries (no audio there) is skipped
         // whole so that the walk always moves on.
