@@ -7,14 +7,33 @@
 #include "core/Transform.h"
 
 #include <algorithm>
+#include <climits>
 #include <stdexcept>
 
 namespace tw {
 
 namespace {
 
+// The length of an event's TimelineSection. Every edit walks the list summing these, so a plain
+// event (no transforms, factor exactly 1.0) is measured here from its source range with the same
+// 32-bit narrowing that GetTimelineSection applies, without building the section.
 int64_t TimelineLength(const CMediaEvent* event) {
-    return event->GetTimelineSection().SectionLength();
+    if (event->GetChain().GetCount() != 0)
+        return event->GetTimelineSection().SectionLength();
+    const CSection& source = event->GetSourceRange();
+    const int64_t fade = event->GetCrossFade();
+    if (source.m_end - source.m_start < fade)
+        return 0;
+    auto narrow = [](int64_t v) -> int64_t { return v >= INT32_MIN && v <= INT32_MAX ? v : INT32_MIN; };
+    return narrow(source.m_end - fade) - narrow(source.m_start);
+}
+
+// GetSourceSection's bounds, read in place.
+int64_t SourceStart(const CMediaEvent* event) {
+    return event->GetSourceRange().m_start;
+}
+int64_t SourceEnd(const CMediaEvent* event) {
+    return event->GetSourceRange().m_end - event->GetCrossFade();
 }
 
 // The odd sense is deliberate: equal counts, and no position where both hold the same transform.
@@ -69,7 +88,7 @@ int32_t CEditedMedia::GetFrameSize() const {
 int64_t CEditedMedia::GetLength() const {
     int64_t length = 0;
     for (const CMediaEvent* event : m_events)
-        length += event->GetTimelineSection().SectionLength();
+        length += TimelineLength(event);
     return length;
 }
 
@@ -91,7 +110,7 @@ void CEditedMedia::AddMedia(CMediaStream* stream, int64_t position) {
     int64_t acc = 0;
     bool found = false;
     for (; index < m_events.size(); ++index) {
-        const int64_t length = m_events[index]->GetTimelineSection().SectionLength();
+        const int64_t length = TimelineLength(m_events[index]);
         if (acc + length > position) {
             found = true;
             break;
@@ -378,7 +397,7 @@ void CEditedMedia::Compact() {
     size_t i = 0;
     while (i < m_events.size()) {
         CMediaEvent* event = m_events[i];
-        if (event->GetSourceSection().SectionLength() <= 0) {
+        if (SourceEnd(event) - SourceStart(event) <= 0) {
             EraseEvent(i);
             if (i >= m_events.size())
                 throw std::invalid_argument("Compact: no event behind a deleted last event");
@@ -391,7 +410,7 @@ void CEditedMedia::Compact() {
             return;
         CMediaEvent* next = m_events[i + 1];
         const bool joinable = event->GetStream() == next->GetStream() &&
-                              event->GetSourceSection().m_end == next->GetSourceSection().m_start &&
+                              SourceEnd(event) == SourceStart(next) &&
                               ChainsMatch(event->GetChain(), next->GetChain());
         if (joinable) {
             next->SetTimelineSection(
@@ -490,7 +509,7 @@ int64_t CEditedMedia::GetEventPosition(const CMediaEvent* event) const {
     for (const CMediaEvent* current : m_events) {
         if (current == event)
             return acc;
-        acc += current->GetTimelineSection().SectionLength();
+        acc += TimelineLength(current);
     }
     return -1;
 }
@@ -498,7 +517,7 @@ int64_t CEditedMedia::GetEventPosition(const CMediaEvent* event) const {
 CMediaEvent* CEditedMedia::FindEvent(int64_t position, int32_t* index, int64_t* eventStart) const {
     int64_t acc = 0;
     for (size_t i = 0; i < m_events.size(); ++i) {
-        const int64_t length = m_events[i]->GetTimelineSection().SectionLength();
+        const int64_t length = TimelineLength(m_events[i]);
         if (acc + length > position) {
             if (index != nullptr)
                 *index = static_cast<int32_t>(i);
