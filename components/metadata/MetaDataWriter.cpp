@@ -78,14 +78,16 @@ HRESULT CMetaDataWriter::Apply() {
             tags.replace(name, TagLib::StringList(TagLib::String(text, TagLib::String::UTF8)));
     }
     const TagLib::PropertyMap refused = file->setProperties(tags);
-    // A tag the format cannot hold is a failure only when this writer asked for it.
+    // A tag the format cannot hold (an original artist in MP4, say) does not keep the others from
+    // being saved; the caller learns of it from S_FALSE.
+    bool allHeld = true;
     for (const Change& change : m_changes)
         if (refused.contains(TagLib::String(change.property)))
-            return VMDS_E_SAVE_FAILED;
+            allHeld = false;
     if (!file->save())
         return VMDS_E_SAVE_FAILED;
     m_changes.clear();
-    return S_OK;
+    return allHeld ? S_OK : S_FALSE;
 }
 
 } // namespace vmd

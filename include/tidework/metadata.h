@@ -77,6 +77,7 @@ struct IMetaDataWriter : IUnknown {
     // negative value.
     virtual HRESULT SetNumber(const char16_t* key, int32_t value) = 0;
     // slot 5: writes the changes into the file; tags this writer was not given stay as they were.
+    // S_FALSE when saved but the format cannot hold one of the tags given (that one is left out).
     virtual HRESULT Save() = 0;
 };
 
@@ -148,7 +149,8 @@ struct IAudioMetaData : IUnknown {
     // file, unknown or damaged format) is passed on, with the fields left empty.
     virtual HRESULT Read(BSTR bstrPath) = 0;
     // 4: writes the seven writable texts (empty ones remove their tags), year and track number
-    // (0 removes) into the file and saves it.
+    // (0 removes) into the file and saves it. S_FALSE without the library, or when saved but the
+    // format cannot hold one of the non-empty fields.
     virtual HRESULT Write(BSTR bstrPath) = 0;
     // 5: gives back the handler the last Read or Write held on to.
     virtual HRESULT ReleaseHandler() = 0;

@@ -35,7 +35,7 @@ public:
     // Hands the seven writable texts (empty ones too: they remove their tags), then production year
     // and track number to a writer on a freshly opened handler of `path`, and saves. S_FALSE
     // without the library; otherwise the failure of getting the handler, getting the writer or
-    // saving, or S_OK.
+    // saving, S_FALSE when saved without a field the format cannot hold, or S_OK.
     HRESULT Write(const std::string& path);
     // Gives back the handler held since the last Read or Write, if any.
     void ReleaseHandler();

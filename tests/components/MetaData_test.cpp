@@ -300,6 +300,21 @@ TEST_F(MetaDataLibrary, TagsFromAnIndependentWriter_AreRead) {
     }
 }
 
+TEST_F(MetaDataLibrary, TagTheFormatCannotHold_IsLeftOut_AndTheRestSaved) {
+    if (!HaveTool("ffmpeg"))
+        GTEST_SKIP() << "ffmpeg not installed";
+    const std::string path = m_folder.File("held.m4a");
+    ASSERT_EQ(
+        std::system(("ffmpeg -v error -y -f lavfi -i sine=duration=0.3 -c:a aac '" + path + "'").c_str()), 0);
+    EXPECT_EQ(WriteTags(path, {{VMDS_KEY_TITLE, u"Kept"}, {VMDS_KEY_ORIGINAL_ARTIST, u"No room"}}), S_FALSE);
+    const Recorder got = ReadAll(path);
+    EXPECT_EQ(got.Text(VMDS_KEY_CONTAINER_FORMAT), "MP4");
+    EXPECT_EQ(got.Text(VMDS_KEY_TITLE), "Kept");
+    EXPECT_EQ(got.Find(VMDS_KEY_ORIGINAL_ARTIST), nullptr);
+    // Removing a tag the format never holds is no loss.
+    EXPECT_EQ(WriteTags(path, {{VMDS_KEY_TITLE, u"Again"}, {VMDS_KEY_ORIGINAL_ARTIST, u""}}), S_OK);
+}
+
 TEST_F(MetaDataLibrary, Writing_KeepsTagsNotGiven_FullDatesAndTrackTotals_EmptyRemoves) {
     if (!HaveTool("ffmpeg") || !HaveTool("ffprobe"))
         GTEST_SKIP() << "ffmpeg not installed";
