@@ -242,6 +242,23 @@ TEST(ReadSamples, AReadStartingInsideAFadeAfterSeekEqualsTheContinuousRead) {
     }
 }
 
+// Only the event directly before can fade into the current one: a seek that passes a faded event
+// and then a plain one must not mix the first one's tail into the third.
+TEST(ReadSamples, ASeekPastAPlainEventAfterAFadedOneMixesNoTail) {
+    CEditedMedia media;
+    media.AddMedia(Numbered(3000, 0.0f), 0);
+    media.DeleteSection(CSection(500, 1000), false); // [0,500) [1000,3000)
+    media.DeleteSection(CSection(550, 1000), false); // [0,500) [1000,1050) [1500,3000)
+    ASSERT_EQ(media.GetEventCount(), 3);
+    media.GetEventAt(0)->SetCrossFade(100);
+    const std::vector<float> whole = ReadAt(media, 0, 700);
+    // The plain middle event is heard under the fade; the third starts clean.
+    EXPECT_EQ(whole[550], 1500.0f);
+    EXPECT_EQ(whole[560], 1510.0f);
+    const std::vector<float> part = ReadAt(media, 560, 50);
+    EXPECT_EQ(part, std::vector<float>(whole.begin() + 560, whole.begin() + 610));
+}
+
 TEST(ReadSamples, TwoReadsMeetingInsideAFadeEqualOneRead) {
     FadedPair pair(300, 2);
     const std::vector<float> one = ReadAt(pair.media, 0, 1000, 2);
