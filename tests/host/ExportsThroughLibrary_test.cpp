@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstring>
+#include <dlfcn.h>
 #include <fstream>
 #include <iterator>
 #include <sys/stat.h>
@@ -242,6 +243,28 @@ TEST_F(LibraryHost, Version_Is100_TheComServerOffersTheClipClassesAndCanUnloadWh
     EXPECT_EQ(out, nullptr);
     EXPECT_EQ(lib.GetClassObject(&unknown, &IID_IClassFactory, nullptr), E_POINTER);
     EXPECT_EQ(lib.CanUnloadNow(), S_OK);
+}
+
+TEST_F(LibraryHost, RegisterServer_WritesEveryClassIdWithItsFriendlyName_AndUnregisterTakesThemAway) {
+    auto registerServer =
+        reinterpret_cast<decltype(&DllRegisterServer)>(dlsym(lib.handle, "DllRegisterServer"));
+    auto unregisterServer =
+        reinterpret_cast<decltype(&DllUnregisterServer)>(dlsym(lib.handle, "DllUnregisterServer"));
+    ASSERT_NE(registerServer, nullptr);
+    ASSERT_NE(unregisterServer, nullptr);
+    const std::string settings = TestRoot() + "/config/VondTidewright/VondTidewright.ini";
+    const auto read = [&] {
+        std::ifstream in(settings);
+        return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    };
+    ASSERT_EQ(registerServer(), S_OK);
+    const std::string text = read();
+    for (const char* line : {"{AA274BF6-E29B-4BD0-881F-217333F0215F}=CAudioClipServer Object",
+                             "{4F0280E4-123B-4D09-87B3-F3B4A2C2E593}=CAudioWriter Object",
+                             "{3B70BA3D-0ACE-4E0D-9B1C-780C9F7C2843}=CWaveClip Object"})
+        EXPECT_NE(Upper(text).find(Upper(line)), std::string::npos) << line << "\n" << text;
+    ASSERT_EQ(unregisterServer(), S_OK);
+    EXPECT_EQ(Upper(read()).find("AA274BF6"), std::string::npos);
 }
 
 // A host that went away: the link is cleared at the first failed send and never used again, even
