@@ -170,6 +170,24 @@ bool CPCMAudio::Reopen() {
     return true;
 }
 
+bool CPCMAudio::RelocateTemporaries(CRaffParser& container) {
+    std::lock_guard<std::mutex> guard(m_lock);
+    bool ok = true;
+    for (IBasicIO** source : {&m_peak, &m_data}) {
+        if (*source == nullptr || !(*source)->DeleteOnClose)
+            continue;
+        IBasicIO* moved = container.ImportStream(**source);
+        if (moved == nullptr) {
+            ok = false;
+            continue;
+        }
+        delete *source;
+        *source = moved;
+    }
+    m_next = -1; // the data source may be a new object standing anywhere
+    return ok;
+}
+
 bool CPCMAudio::IsTemporary() {
     return m_data && m_data->DeleteOnClose;
 }

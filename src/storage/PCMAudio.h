@@ -80,6 +80,12 @@ public:
     // Not while a scan of this stream runs.
     bool Reopen();
 
+    // Before a project is saved: the peak source and then the data source, when temporary
+    // (DeleteOnClose), are copied into `container` and replaced by their windows there, so that
+    // the project carries them; the old sources are deleted (which removes their files). Sources
+    // of the user's own files stay where they are. False when a copy failed; that source is kept.
+    bool RelocateTemporaries(CRaffParser& container);
+
     // The path the stream was opened from (or its data source's file name). Set before Attach to
     // key the peak file by another name than the data source's own.
     const std::string& GetFileName() const { return m_fileName; }

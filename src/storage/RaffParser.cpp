@@ -11,6 +11,7 @@
 #include "storage/DirectoryManager.h"
 #include "storage/DocumentBody.h"
 #include "storage/FileIO.h"
+#include "storage/PCMAudio.h"
 #include "storage/RaffHistory.h"
 #include "storage/RaffIO.h"
 
@@ -379,6 +380,15 @@ void CRaffParser::FindLostContainers(std::vector<std::string>& list) {
         else
             list.insert(list.begin(), path);
     }
+}
+
+bool RelocateTemporaries(const CEditedMedia& media, CRaffParser& container) {
+    bool ok = true;
+    for (int32_t i = 0; i < media.GetSourceCount(); ++i) {
+        if (auto* stream = dynamic_cast<CPCMAudio*>(media.GetSourceAt(i)))
+            ok = stream->RelocateTemporaries(container) && ok;
+    }
+    return ok;
 }
 
 } // namespace tw

@@ -113,4 +113,9 @@ private:
     std::string m_path;
 };
 
+// The first step of a project save: every file stream of `media` whose samples or peaks are
+// temporary moves them into `container` (CPCMAudio::RelocateTemporaries); generated streams have
+// nothing to move. False when any copy failed.
+bool RelocateTemporaries(const CEditedMedia& media, CRaffParser& container);
+
 } // namespace tw

@@ -14,6 +14,7 @@
 #include "storage/RaffHistory.h"
 #include "storage/RaffIO.h"
 #include "storage/RaffParser.h"
+#include "storage/TempFileManager.h"
 
 #include <gtest/gtest.h>
 
@@ -478,6 +479,65 @@ TEST_F(RaffParserTest, ATemporaryFolderThatRefuses_FallsBackToTheSystemFolderWit
     const std::string made = parser.GetPath();
     parser.Close();
     EXPECT_FALSE(CFile::Exists(made));
+}
+
+} // namespace
+} // namespace tw
+
+namespace tw {
+namespace {
+
+TEST_F(RaffParserTest, TemporaryStreams_MoveIntoTheContainer_AndTheUsersFilesStayOutside) {
+    CRaffParser parser;
+    ASSERT_TRUE(parser.CreateContainer());
+    CEditedMedia media;
+    AddFile(media, Wav("users.wav", 700));
+
+    // A recording-like stream: samples and peaks in temporary files.
+    CFileIO* data = CTempFileManager().CreateFile();
+    const WAVEFORMATEX format = test::PcmFormat(1, 8000, 16);
+    std::vector<int16_t> samples(3000);
+    for (size_t i = 0; i < samples.size(); ++i)
+        samples[i] = static_cast<int16_t>(i * 11);
+    ASSERT_TRUE(data->Write(samples.data(), static_cast<uint32_t>(samples.size() * 2)));
+    data->Format = format;
+    const std::string dataPath = data->GetFileName();
+    IBasicIO* peaks = CPeakFileManager().CreatePeakFile("");
+    ASSERT_NE(peaks, nullptr);
+    std::vector<float> rows(3000 / 256 * 2, 0.25f);
+    ASSERT_TRUE(peaks->Write(rows.data(), static_cast<uint32_t>(rows.size() * 4)));
+    const std::string peakPath = peaks->GetFileName();
+    auto* recorded = new CPCMAudio;
+    ASSERT_TRUE(recorded->Attach(data, peaks));
+    ObjectPool().AddRef(recorded);
+    media.AddMedia(recorded, media.GetLength());
+    ObjectPool().Release(recorded);
+    const std::vector<float> before = Samples(*recorded);
+    ASSERT_TRUE(recorded->IsTemporary());
+
+    ASSERT_TRUE(RelocateTemporaries(media, parser));
+    EXPECT_EQ(recorded->GetDataSource()->GetTypeName(), "RaffIO");
+    EXPECT_EQ(recorded->GetPeakSource()->GetTypeName(), "RaffIO");
+    EXPECT_FALSE(recorded->IsTemporary());
+    EXPECT_FALSE(CFile::Exists(dataPath));
+    if (!peakPath.empty())
+        EXPECT_FALSE(CFile::Exists(peakPath));
+    EXPECT_EQ(Samples(*recorded), before);
+    EXPECT_EQ(Peaks(*recorded)[0], 0.25f);
+    EXPECT_NE(static_cast<CPCMAudio*>(media.GetSourceAt(0))->GetDataSource()->GetTypeName(), "RaffIO");
+
+    // Saved and reopened as a project, the recording comes from inside.
+    const std::string project = home.root + "/recorded.vtf";
+    ASSERT_TRUE(parser.SaveState(media, nullptr, CSection(), CSection()));
+    ASSERT_TRUE(parser.SaveCopy(project));
+    media.Clear();
+    CRaffParser other;
+    CEditedMedia loaded;
+    CSection view, selection;
+    ASSERT_TRUE(other.LoadContainer(project, loaded, nullptr, view, selection));
+    ASSERT_EQ(loaded.GetSourceCount(), 2);
+    EXPECT_EQ(Samples(*loaded.GetSourceAt(1)), before);
+    loaded.Clear();
 }
 
 } // namespace
