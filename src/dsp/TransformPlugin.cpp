@@ -25,8 +25,13 @@ constexpr int32_t kLoadChannels = 2;
 
 ITransform* MakeComponent(const GUID& classId) {
     void* out = nullptr;
-    if (CoCreateInstance(classId, nullptr, kCreateContext, IID_ITransform, &out) != S_OK)
+    const HRESULT hr = CoCreateInstance(classId, nullptr, kCreateContext, IID_ITransform, &out);
+    if (hr != S_OK) {
+        // Only a plain success counts; an object that came with another answer is given back.
+        if (SUCCEEDED(hr) && out != nullptr)
+            static_cast<ITransform*>(out)->Release();
         return nullptr;
+    }
     return static_cast<ITransform*>(out);
 }
 
