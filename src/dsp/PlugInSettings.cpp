@@ -40,7 +40,8 @@ bool CPlugInSettings::Read(CArchive& ar) {
             ar.ReadBytes(data.data(), size);
 
         std::u16string name;
-        for (uint32_t i = 0; i + 1 < kNameBytes; i += 2) {
+        // The last unit of the field is the terminator's place, whatever the file holds there.
+        for (uint32_t i = 0; i + 2 < kNameBytes; i += 2) {
             const char16_t unit = static_cast<char16_t>(field[i] | (field[i + 1] << 8));
             if (unit == 0)
                 break;
