@@ -170,11 +170,11 @@ bool CPCMAudio::Reopen() {
     return true;
 }
 
-bool CPCMAudio::RelocateTemporaries(CRaffParser& container) {
+template <class Predicate> bool CPCMAudio::MoveSources(CRaffParser& container, Predicate move) {
     std::lock_guard<std::mutex> guard(m_lock);
     bool ok = true;
     for (IBasicIO** source : {&m_peak, &m_data}) {
-        if (*source == nullptr || !(*source)->DeleteOnClose)
+        if (*source == nullptr || !move(**source))
             continue;
         IBasicIO* moved = container.ImportStream(**source);
         if (moved == nullptr) {
@@ -183,9 +183,20 @@ bool CPCMAudio::RelocateTemporaries(CRaffParser& container) {
         }
         delete *source;
         *source = moved;
+        m_next = -1; // the new data source stands anywhere
     }
-    m_next = -1; // the data source may be a new object standing anywhere
     return ok;
+}
+
+bool CPCMAudio::RelocateTemporaries(CRaffParser& container) {
+    return MoveSources(container, [](IBasicIO& source) { return source.DeleteOnClose; });
+}
+
+bool CPCMAudio::AdoptInto(CRaffParser& container) {
+    return MoveSources(container, [&](IBasicIO& source) {
+        auto* window = dynamic_cast<CRaffIO*>(&source);
+        return window != nullptr && window->GetFile() != container.GetFile();
+    });
 }
 
 bool CPCMAudio::IsTemporary() {

@@ -85,6 +85,10 @@ public:
     // the project carries them; the old sources are deleted (which removes their files). Sources
     // of the user's own files stay where they are. False when a copy failed; that source is kept.
     bool RelocateTemporaries(CRaffParser& container);
+    // A stream that lives in another document's container (pasted over from it) moves its samples
+    // and peaks into `container`, because a stored state can only name regions of its own file.
+    // True when nothing had to move or the copies succeeded.
+    bool AdoptInto(CRaffParser& container);
 
     // The path the stream was opened from (or its data source's file name). Set before Attach to
     // key the peak file by another name than the data source's own.
@@ -95,6 +99,8 @@ public:
 
 private:
     bool Prepare(IBasicIO* data, IBasicIO* peak);
+    // Copies each source for which `move` holds into the container and replaces it.
+    template <class Predicate> bool MoveSources(CRaffParser& container, Predicate move);
     void Convert(const uint8_t* source, float* target, int64_t samples) const;
 
     IBasicIO* m_data = nullptr;

@@ -224,6 +224,17 @@ bool CRaffParser::SaveState(const CEditedMedia& media, IRaffHistory* history, co
     if (!m_open || !m_file)
         return false;
     try {
+        CBodyIndex index;
+        if (history)
+            history->CollectReferences(index);
+        // Streams pasted over from another document's container come in first: the state can
+        // only name regions of this file.
+        for (int32_t i = 0; i < media.GetSourceCount(); ++i)
+            if (auto* stream = dynamic_cast<CPCMAudio*>(media.GetSourceAt(i)))
+                stream->AdoptInto(*this);
+        for (CMediaStream* listed : index.streams)
+            if (auto* stream = dynamic_cast<CPCMAudio*>(listed))
+                stream->AdoptInto(*this);
         CArchive header(*m_file, CArchive::store, 0);
         header.WriteBytes("RAFF", 4);
         header.WriteU16(kVersion);
@@ -235,9 +246,6 @@ bool CRaffParser::SaveState(const CEditedMedia& media, IRaffHistory* history, co
         header.WriteU32(static_cast<uint32_t>(selection.m_start));
         header.WriteU32(static_cast<uint32_t>(selection.m_end));
 
-        CBodyIndex index;
-        if (history)
-            history->CollectReferences(index);
         CArchive state(*m_file, CArchive::store, m_stateOffset);
         if (!SaveBody(state, media, kStateGroups, &index))
             return false;

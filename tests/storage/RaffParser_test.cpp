@@ -542,3 +542,42 @@ TEST_F(RaffParserTest, TemporaryStreams_MoveIntoTheContainer_AndTheUsersFilesSta
 
 } // namespace
 } // namespace tw
+
+namespace tw {
+namespace {
+
+TEST_F(RaffParserTest, AStreamPastedFromAnotherContainer_IsCopiedInBeforeTheStateNamesIt) {
+    const std::string project = home.root + "/pasted.vtf";
+    std::vector<float> before;
+    {
+        auto first = std::make_unique<CRaffParser>();
+        ASSERT_TRUE(first->CreateContainer());
+        CEditedMedia source;
+        CPCMAudio* inside = AddInside(*first, source, "first.wav", 1500);
+        ASSERT_NE(inside, nullptr);
+        before = Samples(*inside);
+
+        CRaffParser second;
+        ASSERT_TRUE(second.CreateContainer());
+        CEditedMedia pasted;
+        AddFile(pasted, Wav("padding.wav", 100)); // so that the regions of both differ
+        pasted.InsertMedia(source, 0, true);
+        ASSERT_TRUE(second.SaveState(pasted, nullptr, CSection(), CSection()));
+        EXPECT_EQ(static_cast<CRaffIO*>(inside->GetDataSource())->GetFile(), second.GetFile());
+        ASSERT_TRUE(second.SaveCopy(project));
+        first.reset(); // the first document's container is gone
+        EXPECT_EQ(Samples(*inside), before);
+        source.Clear();
+        pasted.Clear();
+    }
+    CRaffParser parser;
+    CEditedMedia loaded;
+    CSection view, selection;
+    ASSERT_TRUE(parser.LoadContainer(project, loaded, nullptr, view, selection));
+    ASSERT_EQ(loaded.GetSourceCount(), 2);
+    EXPECT_EQ(Samples(*loaded.GetSourceAt(1)), before);
+    loaded.Clear();
+}
+
+} // namespace
+} // namespace tw
