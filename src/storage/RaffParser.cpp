@@ -228,13 +228,16 @@ bool CRaffParser::SaveState(const CEditedMedia& media, IRaffHistory* history, co
         if (history)
             history->CollectReferences(index);
         // Streams pasted over from another document's container come in first: the state can
-        // only name regions of this file.
-        for (int32_t i = 0; i < media.GetSourceCount(); ++i)
-            if (auto* stream = dynamic_cast<CPCMAudio*>(media.GetSourceAt(i)))
-                stream->AdoptInto(*this);
-        for (CMediaStream* listed : index.streams)
-            if (auto* stream = dynamic_cast<CPCMAudio*>(listed))
-                stream->AdoptInto(*this);
+        // only name regions of this file. Only a file of the parser's own is shared with the
+        // streams safely; whoever attaches a file object prepares the media itself.
+        if (!m_path.empty()) {
+            for (int32_t i = 0; i < media.GetSourceCount(); ++i)
+                if (auto* stream = dynamic_cast<CPCMAudio*>(media.GetSourceAt(i)))
+                    stream->AdoptInto(*this);
+            for (CMediaStream* listed : index.streams)
+                if (auto* stream = dynamic_cast<CPCMAudio*>(listed))
+                    stream->AdoptInto(*this);
+        }
         CArchive header(*m_file, CArchive::store, 0);
         header.WriteBytes("RAFF", 4);
         header.WriteU16(kVersion);

@@ -65,8 +65,9 @@ public:
                    bool allowRetry);
     // Writes the header, the document's groups 1 to 4 and both history lists (empty without
     // `history`) at the state offset. Streams that live in another container (pasted over from
-    // another document) are first copied into this one. The file is not truncated: all lengths are
-    // counted. False when nothing is open or writing fails.
+    // another document) are first copied into a container file of the parser's own; the media
+    // given with an attached file object must name only regions of that object already. The file is not
+    // truncated: all lengths are counted. False when nothing is open or writing fails.
     bool SaveState(const CEditedMedia& media, IRaffHistory* history, const CSection& view,
                    const CSection& selection);
     // Copies the container's current bytes into a new file at `path`. False, after string 144,
