@@ -30,6 +30,9 @@ public:
     virtual void OnCancel() { EndDialog(2); }
     // A stable name the presentation uses to pick the widget (or the headless script its answer).
     virtual std::string DialogName() const = 0;
+    // False for a dialog that ends by itself (a progress dialog ends when its task does); true for
+    // one that waits for a person. A presentation with nobody to ask cancels the latter.
+    virtual bool WaitsForAnswer() const { return true; }
     // Called on the dialog's thread right after it is registered, before it is shown.
     virtual void OnInitDialog() {}
     // The caption the dialog shows now (a progress dialog's changes as it runs); the presentation

@@ -105,10 +105,15 @@ void CHeadlessPresentation::DialogOpened(CModalDialog& dialog) {
         std::lock_guard<std::mutex> lock(m_mutex);
         auto it = m_scripts.find(name);
         if (it != m_scripts.end())
-            action = it->second.action;
+            action = it->second.action ? it->second.action : [](CModalDialog&) {};
     }
-    if (!action)
-        return;
+    if (!action) {
+        // Nobody is there to answer: waiting would hold the caller (a host thread in the clip
+        // server's save dialog, a document thread) for ever.
+        if (!dialog.WaitsForAnswer())
+            return;
+        action = [](CModalDialog& unanswered) { unanswered.OnCancel(); };
+    }
     const WindowHandle handle = dialog.GetSafeHandle();
     CMessageLoop* loop = CWindow::LoopOf(handle);
     if (loop == nullptr)

@@ -63,7 +63,9 @@ void SetPresentation(std::shared_ptr<IPresentation> presentation);
 int ShowMessageBox(const std::string& text, uint32_t style = 0x30 /*MB_ICONWARNING*/, WindowHandle owner = 0);
 
 // Records everything and answers from a script; the default answer of a box is its first button
-// (IDOK, IDYES) unless a scripted answer is queued.
+// (IDOK, IDYES) unless a scripted answer is queued. A dialog that waits for a person and has no
+// script is cancelled at once (its OnCancel), as nobody is there to answer it; a dialog that ends by
+// itself (a progress dialog) runs to its end.
 class CHeadlessPresentation : public IPresentation {
 public:
     struct Shown {
@@ -88,7 +90,8 @@ public:
     // Script: the next boxes answer these values, in order.
     void QueueBoxAnswer(int answer);
     // Script: when a dialog of this name opens, run `action` on the dialog's own thread (posted), for
-    // example to press OK or cancel it; `ignoreClose` makes WM_CLOSE be refused.
+    // example to press OK or cancel it; an action that does neither keeps the dialog up until it is
+    // ended otherwise. `ignoreClose` makes WM_CLOSE be refused.
     void OnDialog(const std::string& name, std::function<void(CModalDialog&)> action,
                   bool ignoreClose = false);
     // When set, everything shown is also printed to stderr (the reference host does this).

@@ -28,6 +28,7 @@ public:
     bool WasCancelled() const { return m_cancelled; }
 
     std::string DialogName() const override { return "Progress"; }
+    bool WaitsForAnswer() const override { return false; }
     std::string GetWindowText() const override { return m_titleText; }
     void OnInitDialog() override;
 

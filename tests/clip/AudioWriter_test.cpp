@@ -12,6 +12,7 @@
 
 #include <cmath>
 #include <filesystem>
+#include <future>
 
 using namespace tw;
 using namespace tw::test;
@@ -272,6 +273,21 @@ TEST_F(AudioWriterTest, SaveDialogOpensTheChosenFileAndCancelOpensNothing) {
     EXPECT_EQ(offeredIndex, 3);
     const float one = 0.5f;
     EXPECT_EQ(m_writer->Write(reinterpret_cast<const uint8_t*>(&one), 1), S_FALSE);
+}
+
+TEST_F(AudioWriterTest, SaveDialogThatNobodyAnswers_IsCancelledAndOpensNothing) {
+    // A host thread calls the dialog: with no script to answer it must come back, not wait.
+    const WAVEFORMATEX format = Pcm(2, 44100, 16);
+    auto call = std::async(std::launch::async, [&] { return m_writer->DoSaveDialog(&format, 0, -1); });
+    ASSERT_EQ(call.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+    EXPECT_EQ(call.get(), S_OK);
+    std::vector<std::string> kinds;
+    for (const auto& shown : m_presentation->History())
+        if (shown.text == "FileSave")
+            kinds.push_back(shown.kind);
+    EXPECT_EQ(kinds, (std::vector<std::string>{"dialog", "closed"}));
+    const int16_t frame[2] = {1, 2};
+    EXPECT_EQ(m_writer->Write(reinterpret_cast<const uint8_t*>(frame), 1), S_FALSE);
 }
 
 TEST(FileDialogFilter, EntriesSplitAtBarsAndPatternsAtSemicolons) {

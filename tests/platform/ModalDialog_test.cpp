@@ -62,6 +62,31 @@ TEST_F(ModalDialogTest, DoModal_DisablesTheOwnerAndEndsWithTheScriptedAnswer) {
     EXPECT_EQ(history[1].kind, "closed");
 }
 
+// A dialog whose cancel button answers something of its own.
+class CancelsWithFive : public NamedDialog {
+public:
+    CancelsWithFive() : NamedDialog("Unscripted") {}
+    void OnCancel() override { EndDialog(5); }
+};
+
+TEST_F(ModalDialogTest, UnscriptedDialog_IsCancelledThroughItsOwnCancel_ButAScriptThatWaitsKeepsItUp) {
+    CMessageLoop loop;
+    CancelsWithFive unanswered;
+    EXPECT_EQ(unanswered.DoModal(), 5);
+    NamedDialog plain("AlsoUnscripted");
+    EXPECT_EQ(plain.DoModal(), IDCANCEL);
+
+    // A script that does nothing leaves the dialog to whoever ends it.
+    m_presentation->OnDialog("Held", [](CModalDialog& dialog) {
+        std::thread([&dialog] {
+            Sleep(50);
+            dialog.EndDialog(IDOK);
+        }).detach();
+    });
+    NamedDialog held("Held");
+    EXPECT_EQ(held.DoModal(), IDOK);
+}
+
 TEST_F(ModalDialogTest, TimersAndPostedCalls_GoOnWhileTheDialogRuns) {
     CMessageLoop loop;
     int ticks = 0;
@@ -86,6 +111,8 @@ TEST_F(ModalDialogTest, CloseSequence_ClosesPopupsAndEndsOnesThatIgnoreClose) {
     // The document thread: a frame with a dialog open over it.
     std::promise<WindowHandle> frameReady;
     std::atomic<int> firstResult{-1}, secondResult{-1};
+    // Both are scripted to stay up: the close sequence is what ends them.
+    m_presentation->OnDialog("Polite", [](CModalDialog&) {});
     m_presentation->OnDialog(
         "Stubborn", [](CModalDialog&) {}, /*ignoreClose=*/true);
     std::thread document([&] {
