@@ -89,6 +89,10 @@ CTransformManager::CTransformManager()
 
 CTransformManager::CTransformManager(std::vector<CLSID> managers) : m_managers(std::move(managers)) {}
 
+void CTransformManager::Start() {
+    BuildList(kRefresh);
+}
+
 void CTransformManager::Refresh() {
     std::lock_guard<std::recursive_mutex> lock(m_lock);
     m_valid = false;
@@ -112,7 +116,7 @@ bool CTransformManager::IsValid() const {
 }
 
 void CTransformManager::ListManager(const CLSID& managerClassId, int32_t mode, std::vector<CPluginInfo>& list,
-                                    int32_t& nextId) {
+                                    int32_t& nextId, bool keepPastRange) {
     IPluginManager* manager = MakeManager(managerClassId);
     if (manager == nullptr)
         return;
@@ -136,7 +140,15 @@ void CTransformManager::ListManager(const CLSID& managerClassId, int32_t mode, s
 
             SplitPreset(Text([&](BSTR* text) { return manager->GetName(index, text); }), info.m_name,
                         info.m_presetNumber);
-            info.m_id = nextId++;
+            if (nextId > kLastId) {
+                // No command could reach it: a menu item past the range would do nothing, or
+                // pick a preset of the effect tag's popup.
+                if (!keepPastRange)
+                    continue;
+                info.m_id = -1;
+            } else {
+                info.m_id = nextId++;
+            }
             info.m_enabled = 1;
             VARIANT_BOOL hasDialog = VARIANT_FALSE;
             if (SUCCEEDED(manager->GetHasDialog(index, &hasDialog)))
@@ -194,7 +206,7 @@ CTransformPlugin* CTransformManager::CreateTransform(const GUID& classId, const 
 void CTransformManager::EnumerateManager(const CLSID& managerClassId, std::vector<CPluginInfo>& list,
                                          bool rescan) {
     int32_t nextId = kFirstId;
-    ListManager(managerClassId, rescan ? kRescan : kRefresh, list, nextId);
+    ListManager(managerClassId, rescan ? kRescan : kRefresh, list, nextId, /*keepPastRange=*/true);
 
     IPluginManager* manager = MakeManager(managerClassId);
     if (manager == nullptr)

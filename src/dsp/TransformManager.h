@@ -26,7 +26,10 @@ class CTransformPlugin;
 
 class CTransformManager : public CObject {
 public:
+    // Command ids of entries: the frame routes 2000 to 3000 to transforms, and ids above are the
+    // effect tag's preset popup, so entries past 3000 are not listed.
     static constexpr int32_t kFirstId = 2000;
+    static constexpr int32_t kLastId = 3000;
     // What a manager is asked to do before it is listed: look again at what it knows, or search
     // its folders anew.
     enum BuildMode : int32_t { kRefresh = 1, kRescan = 2 };
@@ -36,6 +39,10 @@ public:
     // Lists the given managers in this order (tests, and hosts that bring their own).
     explicit CTransformManager(std::vector<CLSID> managers);
 
+    // The start-up's part (tkInitDLL, the clip server's InitServer): builds the list unless one
+    // stands, asking each manager to refresh what it knows rather than search its folders, so a
+    // second start costs nothing and the first menu finds the list ready.
+    void Start();
     // Mark the list invalid and build it again.
     void Refresh();
     void Rescan();
@@ -56,6 +63,7 @@ public:
 
     // Appends the entries of one manager to `list` (ids from 2000), then the entries the user has
     // disabled (id -1, enabled 0), for the settings pages. Nothing when the manager cannot be made.
+    // Entries past the command range are listed with id -1, so a page can still disable them.
     void EnumerateManager(const CLSID& managerClassId, std::vector<CPluginInfo>& list, bool rescan);
 
     // Inserts an item for every entry with a menu path at `position` of `menu` (-1 or past the end:
@@ -72,9 +80,10 @@ public:
     int32_t GetEntryCount(const CLSID& managerClassId);
 
 private:
-    // Steps of one manager's listing; `nextId` runs on across managers.
+    // Steps of one manager's listing; `nextId` runs on across managers. Entries that would get an
+    // id past kLastId are dropped, or kept with id -1 when `keepPastRange` is set.
     static void ListManager(const CLSID& managerClassId, int32_t mode, std::vector<CPluginInfo>& list,
-                            int32_t& nextId);
+                            int32_t& nextId, bool keepPastRange = false);
 
     mutable std::recursive_mutex m_lock;
     bool m_valid = false;

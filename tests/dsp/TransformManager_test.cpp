@@ -172,6 +172,37 @@ TEST_F(TransformManagerTest, EnumerateManager_ListsOneManagerThenItsDisabledEntr
     EXPECT_TRUE(none.empty());
 }
 
+TEST_F(TransformManagerTest, Ids_StopAt3000_EntriesPastTheRangeAreNotListed_ButStayOnTheSettingsPage) {
+    // 1000 entries take 2000 to 2999; the next manager's three menu paths would take 3000 to 3002.
+    for (int i = 0; i < 1000; ++i)
+        m_first.entries.push_back(Entry(doubles::kGainClass, u"Gain", u"Volume\\", kLayoutAll));
+    m_second.entries = {Entry(doubles::kHalvingClass, u"Half", u"Tools\\\nEffects\\\nVolume\\", kLayoutAll)};
+
+    const std::vector<CPluginInfo> list = m_manager->GetEntries();
+    ASSERT_EQ(list.size(), 1001u);
+    EXPECT_EQ(list.back().m_id, CTransformManager::kLastId);
+    EXPECT_EQ(list.back().m_menuPath, "Tools\\");
+    EXPECT_TRUE(m_manager->FindById(3000).has_value());
+    EXPECT_FALSE(m_manager->FindById(3001).has_value());
+    EXPECT_EQ(m_manager->CreateById(3001), nullptr);
+    TransformMenu menu;
+    m_manager->FillMenu(menu, -1, 0, 0);
+    ASSERT_EQ(menu.items.size(), 1001u);
+    for (const TransformMenuItem& item : menu.items)
+        ASSERT_LE(item.id, 3000);
+
+    // One manager's own page numbers from 2000 again and keeps what the menus cannot hold.
+    m_first.entries.push_back(Entry(doubles::kHalvingClass, u"One Too Many", u"Tools\\", kLayoutAll));
+    m_first.entries.push_back(Entry(doubles::kHalvingClass, u"Two Too Many", u"Tools\\", kLayoutAll));
+    std::vector<CPluginInfo> page;
+    m_manager->EnumerateManager(kFirstManager, page, false);
+    ASSERT_EQ(page.size(), 1002u);
+    EXPECT_EQ(page[1000].m_id, 3000);
+    EXPECT_EQ(page[1001].m_id, -1);
+    EXPECT_EQ(page[1001].m_name, "Two Too Many");
+    EXPECT_EQ(page[1001].m_enabled, 1);
+}
+
 TEST_F(TransformManagerTest, CreateById_MakesTheEntrysTransformWithItsPreset) {
     m_first.entries = {Entry(doubles::kGainClass, u"Gain", u"Volume\\", 0),
                        Entry(doubles::kGainClass, u"Gain Loud[1]", u"Volume\\", 0),
