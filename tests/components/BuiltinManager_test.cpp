@@ -23,14 +23,31 @@ GUID Other(uint32_t first) {
     return g;
 }
 
-class BuiltinManagerTest : public BuiltinModuleTest {};
+class BuiltinManagerTest : public BuiltinModuleTest {
+protected:
+    // Factory presets an effect offers through ITransformPresets.
+    int32_t PresetCountOf(const CLSID& id) {
+        auto t = Make<ITransform>(id, IID_ITransform);
+        auto presets = QueryAs<ITransformPresets>(t.get(), IID_ITransformPresets);
+        int32_t count = 0;
+        return presets && SUCCEEDED(presets->GetCount(&count)) ? count : 0;
+    }
+    int32_t AllPresets() {
+        int32_t total = 0;
+        for (const CLSID& id : kEffects)
+            total += PresetCountOf(id);
+        return total;
+    }
+};
 
 TEST_F(BuiltinManagerTest, ListsEveryEffectOnceWithAMenuPathThatTakesItsName) {
     auto manager = Make<IPluginManager>(CLSID_BuiltinPluginManager, IID_IPluginManager);
     ASSERT_TRUE(manager);
     int32_t count = 0;
     ASSERT_EQ(manager->GetCount(&count), S_OK);
-    ASSERT_EQ(count, static_cast<int32_t>(std::size(kEffects)));
+    // The effects head the list; their factory presets follow as entries of their own.
+    ASSERT_EQ(count, static_cast<int32_t>(std::size(kEffects)) + AllPresets());
+    count = static_cast<int32_t>(std::size(kEffects));
     const std::set<std::string> menus = {"VOLUME\\", "TOOLS\\", "EFFECTS\\", "ENHANCEMENT\\"};
     std::set<std::string> names;
     for (int32_t i = 0; i < count; ++i) {
@@ -59,9 +76,50 @@ TEST_F(BuiltinManagerTest, ListsEveryEffectOnceWithAMenuPathThatTakesItsName) {
         EXPECT_EQ(TakeBstr(own), text);
     }
     BSTR none = nullptr;
-    EXPECT_EQ(manager->GetName(count, &none), DISP_E_BADINDEX);
+    EXPECT_EQ(manager->GetName(count + AllPresets(), &none), DISP_E_BADINDEX);
     EXPECT_EQ(manager->GetName(-1, &none), DISP_E_BADINDEX);
     EXPECT_EQ(none, nullptr);
+}
+
+TEST_F(BuiltinManagerTest, FactoryPresetsFollowAsNumberedEntriesInASubMenuOfTheirEffect) {
+    auto manager = Make<IPluginManager>(CLSID_BuiltinPluginManager, IID_IPluginManager);
+    ASSERT_TRUE(manager);
+    int32_t count = 0;
+    ASSERT_EQ(manager->GetCount(&count), S_OK);
+    int32_t index = static_cast<int32_t>(std::size(kEffects));
+    for (int32_t e = 0; e < static_cast<int32_t>(std::size(kEffects)); ++e) {
+        BSTR effectName = nullptr, effectPaths = nullptr;
+        ASSERT_EQ(manager->GetName(e, &effectName), S_OK);
+        ASSERT_EQ(manager->GetMenuPaths(e, &effectPaths), S_OK);
+        const std::string name = TakeBstr(effectName);
+        const std::string path = TakeBstr(effectPaths);
+        auto t = Make<ITransform>(kEffects[e], IID_ITransform);
+        auto presets = QueryAs<ITransformPresets>(t.get(), IID_ITransformPresets);
+        int32_t presetCount = 0;
+        ASSERT_EQ(presets->GetCount(&presetCount), S_OK);
+        for (int32_t p = 0; p < presetCount; ++p, ++index) {
+            SCOPED_TRACE(name + " preset " + std::to_string(p));
+            ASSERT_LT(index, count);
+            BSTR presetName = nullptr, entryName = nullptr, entryPaths = nullptr;
+            ASSERT_EQ(presets->GetName(p, &presetName), S_OK);
+            ASSERT_EQ(manager->GetName(index, &entryName), S_OK);
+            ASSERT_EQ(manager->GetMenuPaths(index, &entryPaths), S_OK);
+            EXPECT_EQ(TakeBstr(entryName), name + "[" + std::to_string(p) + "]");
+            EXPECT_EQ(TakeBstr(entryPaths), path + name + " Presets\\" + TakeBstr(presetName));
+            GUID classId{}, subId = Other(1);
+            VARIANT_BOOL dialog = 0;
+            uint32_t flags = 0;
+            ASSERT_EQ(manager->GetClassId(index, &classId), S_OK);
+            ASSERT_EQ(manager->GetSubId(index, &subId), S_OK);
+            ASSERT_EQ(manager->GetHasDialog(index, &dialog), S_OK);
+            ASSERT_EQ(manager->GetFlags(index, &flags), S_OK);
+            EXPECT_TRUE(classId == kEffects[e]);
+            EXPECT_TRUE(subId == kNull);
+            EXPECT_EQ(dialog, VARIANT_TRUE);
+            EXPECT_EQ(flags & kLayoutAll, kLayoutAll);
+        }
+    }
+    EXPECT_EQ(index, count);
 }
 
 TEST_F(BuiltinManagerTest, ToggleDisablesAnEntryForLaterManagersAndRestoresItInPlace) {
@@ -81,7 +139,9 @@ TEST_F(BuiltinManagerTest, ToggleDisablesAnEntryForLaterManagersAndRestoresItInP
         ASSERT_TRUE(again);
         int32_t count = 0;
         manager->GetCount(&count);
-        EXPECT_EQ(count, static_cast<int32_t>(std::size(kEffects)) - 1);
+        // Echo goes, and its presets with it.
+        EXPECT_EQ(count, static_cast<int32_t>(std::size(kEffects)) - 1 + AllPresets() -
+                             PresetCountOf(CLSID_BuiltinEcho));
         for (int32_t i = 0; i < count; ++i) {
             GUID id{};
             manager->GetClassId(i, &id);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <mutex>
+#include <string>
 
 namespace bt {
 
@@ -20,6 +21,73 @@ std::vector<const CatalogueEntry*>& DisabledList() {
     return list;
 }
 
+// The factory preset names of every catalogue entry, in catalogue order, asked once from the
+// effects themselves so that the list and ITransformPresets never disagree.
+const std::vector<std::vector<std::u16string>>& PresetNames() {
+    static const std::vector<std::vector<std::u16string>> names = [] {
+        std::vector<std::vector<std::u16string>> all;
+        for (const CatalogueEntry& entry : Catalogue()) {
+            std::vector<std::u16string>& own = all.emplace_back();
+            ITransform* effect = entry.create();
+            if (effect == nullptr)
+                continue;
+            void* out = nullptr;
+            if (SUCCEEDED(effect->QueryInterface(IID_ITransformPresets, &out))) {
+                auto* presets = static_cast<ITransformPresets*>(out);
+                int32_t count = 0;
+                if (FAILED(presets->GetCount(&count)))
+                    count = 0;
+                for (int32_t i = 0; i < count; ++i) {
+                    BSTR name = nullptr;
+                    if (SUCCEEDED(presets->GetName(i, &name)) && name != nullptr)
+                        own.emplace_back(name, SysStringLen(name));
+                    else
+                        own.emplace_back();
+                    SysFreeString(name);
+                }
+                presets->Release();
+            }
+            effect->Release();
+        }
+        return all;
+    }();
+    return names;
+}
+
+const std::vector<std::u16string>& PresetNamesOf(const CatalogueEntry* entry) {
+    return PresetNames()[static_cast<size_t>(entry - Catalogue().data())];
+}
+
+// "Name[n]": the system makes the effect and selects preset n.
+std::u16string PresetEntryName(const CatalogueEntry& entry, int32_t preset) {
+    std::u16string name = entry.name;
+    name += u'[';
+    for (char c : std::to_string(preset))
+        name += static_cast<char16_t>(c);
+    name += u']';
+    return name;
+}
+
+// Each of the effect's menu paths leads into a sub-menu of its presets, whose item is the preset's
+// name (a path without a final backslash names the item itself).
+std::u16string PresetMenuPaths(const CatalogueEntry& entry, const std::u16string& presetName) {
+    std::u16string result;
+    std::u16string paths = entry.menuPaths;
+    while (!paths.empty()) {
+        const size_t feed = paths.find(u'\n');
+        std::u16string path = paths.substr(0, feed);
+        paths = feed == std::u16string::npos ? std::u16string() : paths.substr(feed + 1);
+        if (path.empty())
+            continue;
+        if (path.back() == u'\\')
+            path += entry.name;
+        if (!result.empty())
+            result += u'\n';
+        result += path + u" Presets\\" + presetName;
+    }
+    return result;
+}
+
 } // namespace
 
 HRESULT CPluginManager::QueryInterface(const GUID& iid, void** out) {
@@ -33,13 +101,24 @@ HRESULT CPluginManager::QueryInterface(const GUID& iid, void** out) {
     return E_NOINTERFACE;
 }
 
-std::vector<const CatalogueEntry*> CPluginManager::Enabled() {
-    std::lock_guard lock(ListLock());
-    const auto& disabled = DisabledList();
-    std::vector<const CatalogueEntry*> list;
-    for (const auto& entry : Catalogue())
-        if (std::find(disabled.begin(), disabled.end(), &entry) == disabled.end())
-            list.push_back(&entry);
+std::vector<CPluginManager::Listed> CPluginManager::Enabled() {
+    std::vector<const CatalogueEntry*> effects;
+    {
+        std::lock_guard lock(ListLock());
+        const auto& disabled = DisabledList();
+        for (const auto& entry : Catalogue())
+            if (std::find(disabled.begin(), disabled.end(), &entry) == disabled.end())
+                effects.push_back(&entry);
+    }
+    // The effects keep their places at the head of the list; their presets follow.
+    std::vector<Listed> list;
+    for (const CatalogueEntry* entry : effects)
+        list.push_back(Listed{entry, -1});
+    for (const CatalogueEntry* entry : effects) {
+        const auto count = static_cast<int32_t>(PresetNamesOf(entry).size());
+        for (int32_t preset = 0; preset < count; ++preset)
+            list.push_back(Listed{entry, preset});
+    }
     return list;
 }
 
@@ -48,9 +127,9 @@ std::vector<const CatalogueEntry*> CPluginManager::Disabled() {
     return DisabledList();
 }
 
-const CatalogueEntry* CPluginManager::EnabledAt(int32_t index) {
+CPluginManager::Listed CPluginManager::EnabledAt(int32_t index) {
     const auto list = Enabled();
-    return index >= 0 && index < static_cast<int32_t>(list.size()) ? list[index] : nullptr;
+    return index >= 0 && index < static_cast<int32_t>(list.size()) ? list[index] : Listed{};
 }
 
 const CatalogueEntry* CPluginManager::DisabledAt(int32_t index) {
@@ -68,7 +147,7 @@ HRESULT CPluginManager::GetCount(int32_t* count) {
 HRESULT CPluginManager::GetClassId(int32_t index, GUID* classId) {
     if (classId == nullptr)
         return E_POINTER;
-    const CatalogueEntry* entry = EnabledAt(index);
+    const CatalogueEntry* entry = EnabledAt(index).entry;
     if (entry == nullptr)
         return DISP_E_BADINDEX;
     *classId = entry->classId;
@@ -78,7 +157,7 @@ HRESULT CPluginManager::GetClassId(int32_t index, GUID* classId) {
 HRESULT CPluginManager::GetSubId(int32_t index, GUID* subId) {
     if (subId == nullptr)
         return E_POINTER;
-    if (EnabledAt(index) == nullptr)
+    if (EnabledAt(index).entry == nullptr)
         return DISP_E_BADINDEX;
     *subId = kNullGuid;
     return S_OK;
@@ -88,22 +167,31 @@ HRESULT CPluginManager::GetName(int32_t index, BSTR* name) {
     if (name == nullptr)
         return E_POINTER;
     *name = nullptr;
-    const CatalogueEntry* entry = EnabledAt(index);
-    return entry != nullptr ? MakeBstr(entry->name, name) : DISP_E_BADINDEX;
+    const Listed listed = EnabledAt(index);
+    if (listed.entry == nullptr)
+        return DISP_E_BADINDEX;
+    if (listed.preset < 0)
+        return MakeBstr(listed.entry->name, name);
+    return MakeBstr(PresetEntryName(*listed.entry, listed.preset).c_str(), name);
 }
 
 HRESULT CPluginManager::GetMenuPaths(int32_t index, BSTR* paths) {
     if (paths == nullptr)
         return E_POINTER;
     *paths = nullptr;
-    const CatalogueEntry* entry = EnabledAt(index);
-    return entry != nullptr ? MakeBstr(entry->menuPaths, paths) : DISP_E_BADINDEX;
+    const Listed listed = EnabledAt(index);
+    if (listed.entry == nullptr)
+        return DISP_E_BADINDEX;
+    if (listed.preset < 0)
+        return MakeBstr(listed.entry->menuPaths, paths);
+    const std::u16string& presetName = PresetNamesOf(listed.entry)[static_cast<size_t>(listed.preset)];
+    return MakeBstr(PresetMenuPaths(*listed.entry, presetName).c_str(), paths);
 }
 
 HRESULT CPluginManager::GetHasDialog(int32_t index, VARIANT_BOOL* has) {
     if (has == nullptr)
         return E_POINTER;
-    const CatalogueEntry* entry = EnabledAt(index);
+    const CatalogueEntry* entry = EnabledAt(index).entry;
     if (entry == nullptr)
         return DISP_E_BADINDEX;
     *has = entry->hasDialog ? VARIANT_TRUE : VARIANT_FALSE;
@@ -113,7 +201,7 @@ HRESULT CPluginManager::GetHasDialog(int32_t index, VARIANT_BOOL* has) {
 HRESULT CPluginManager::GetFlags(int32_t index, uint32_t* flags) {
     if (flags == nullptr)
         return E_POINTER;
-    const CatalogueEntry* entry = EnabledAt(index);
+    const CatalogueEntry* entry = EnabledAt(index).entry;
     if (entry == nullptr)
         return DISP_E_BADINDEX;
     *flags = entry->flags;

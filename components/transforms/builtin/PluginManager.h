@@ -2,6 +2,11 @@
 // disabled, and moves entries between the enabled and disabled lists. The disabled list lives in
 // memory for as long as the module is loaded, shared by every manager object, since the system makes
 // a new manager each time it rebuilds its menus.
+//
+// The list is every enabled effect in catalogue order, then each enabled effect's factory presets as
+// entries of their own: named "Effect[n]", so that the system makes the effect and selects preset n,
+// with a menu path into a "<Effect> Presets" sub-menu whose item is the preset's name. Disabling an
+// effect takes its presets with it.
 #pragma once
 
 #include "Catalogue.h"
@@ -36,11 +41,17 @@ public:
     HRESULT Toggle(GUID classId, GUID subId) override;
 
 private:
+    // One entry of the list: an effect, or one of its factory presets.
+    struct Listed {
+        const CatalogueEntry* entry = nullptr;
+        int32_t preset = -1; // index for ITransformPresets::Select; -1 for the effect itself
+    };
+
     // Snapshots taken under the module's lock, so that a Toggle on another thread cannot move an
     // entry between reading a count and reading an entry's fields.
-    static std::vector<const CatalogueEntry*> Enabled();
+    static std::vector<Listed> Enabled();
     static std::vector<const CatalogueEntry*> Disabled();
-    static const CatalogueEntry* EnabledAt(int32_t index);
+    static Listed EnabledAt(int32_t index);
     static const CatalogueEntry* DisabledAt(int32_t index);
 };
 
