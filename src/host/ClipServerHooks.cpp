@@ -21,17 +21,12 @@ constexpr int kFormatLibraryKey = 6;
 
 class CClipServerHooks final : public IClipServerHost {
 public:
+    // InitServer's start: the filters and, when they stand, the transform manager, as tkInitDLL
+    // finishes its own start.
     bool StartFileFilters() override {
-        CFileThreadList& list = CFileThreadList::Instance();
-        std::lock_guard<std::recursive_mutex> lock(list.Lock());
-        std::string folder;
-        if (!CDirectoryManager().GetDirectory(kFormatLibraryKey, folder))
+        if (!LoadFileFilters())
             return false;
-        CFileFilterManager* manager = App().EnsureFilterManager();
-        manager->Initialise();
-        if (!manager->IsLoaded())
-            return false;
-        manager->SetPreferred("vtf", LoadString(kProjectFilesName));
+        App().StartTransforms();
         return true;
     }
 
@@ -46,6 +41,21 @@ public:
     void CloseAllDocuments() override {
         App().m_closeAll = 1;
         CFileThreadList::Instance().CloseAllAndWait();
+    }
+
+private:
+    static bool LoadFileFilters() {
+        CFileThreadList& list = CFileThreadList::Instance();
+        std::lock_guard<std::recursive_mutex> lock(list.Lock());
+        std::string folder;
+        if (!CDirectoryManager().GetDirectory(kFormatLibraryKey, folder))
+            return false;
+        CFileFilterManager* manager = App().EnsureFilterManager();
+        manager->Initialise();
+        if (!manager->IsLoaded())
+            return false;
+        manager->SetPreferred("vtf", LoadString(kProjectFilesName));
+        return true;
     }
 };
 

@@ -102,7 +102,7 @@ TW_EXPORT int32_t tkInitDLL(const HostInfo* info) {
         if (CFileFilterManager* manager = app.GetFilterManager())
             manager->SetPreferred("vtf", LoadString(kProjectFilesName));
     }
-    // The transform manager joins here with the signal processing.
+    app.StartTransforms();
     app.m_started = 1;
     return 1;
 }

@@ -1,5 +1,7 @@
 #include "host/TideworkApp.h"
 
+#include "dsp/MediaMakers.h"
+#include "dsp/TransformManager.h"
 #include "host/ClipServerHooks.h"
 #include "host/HostServices.h"
 #include "storage/DirectoryManager.h"
@@ -53,6 +55,9 @@ void CTideworkApp::LetGoOfApplicationWindow() {
 
 void CTideworkApp::InitInstance() {
     std::call_once(m_initOnce, [] {
+        // Documents opened through the exports load bodies (projects, working containers, the
+        // clipboard's) that may hold generated streams and transforms, which only dsp can make.
+        RegisterMediaMakers();
         // The COM class factories: the clip server's classes, with the hook through which the
         // server reaches this application object.
         StartClipServer();
@@ -67,6 +72,12 @@ void CTideworkApp::InitInstance() {
             setenv("PATH", value.c_str(), 1);
         }
     });
+}
+
+void CTideworkApp::StartTransforms() {
+    // Managers are asked to refresh, not to search their folders, so this stays short; the list is
+    // the one every document's menus read.
+    TransformManager().Start();
 }
 
 CFileFilterManager* CTideworkApp::EnsureFilterManager() {

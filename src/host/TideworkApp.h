@@ -29,6 +29,9 @@ public:
 
     // The start-up that needs the rest of the module standing: runs once, on the first export call.
     void InitInstance();
+    // The last step of a successful start (tkInitDLL, the clip server's InitServer): the list of
+    // transforms the menus offer. Safe to repeat; call without ThreadListLock held.
+    void StartTransforms();
 
     // True when another instance held the instance lock when this one loaded.
     bool IsAnotherInstance() const { return m_anotherInstance; }
