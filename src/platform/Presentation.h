@@ -1,7 +1,8 @@
 // The boundary between the system's state (on document threads) and what a person sees. One
-// interface, two implementations: the Qt presentation (GUI issue, src/gui) and the headless one
-// below, which records what would be shown and answers boxes and dialogs from a script. When no
-// display exists the headless one is used and each box takes its default answer.
+// interface, two implementations: the Qt presentation (src/gui) and the headless one below, which
+// records what would be shown and answers boxes and dialogs from a script. When no display exists
+// the headless one is used: each box takes its default answer and each dialog that waits for a
+// person is cancelled.
 //
 // Calls come from document threads (and task threads for boxes); implementations must be
 // thread-safe and must never block a document thread on the GUI thread except inside the modal
