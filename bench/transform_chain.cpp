@@ -94,7 +94,7 @@ int main(int argc, char** argv) {
     tw::CTransformManager manager(std::vector<CLSID>{CLSID_BuiltinPluginManager});
     std::unique_ptr<tw::CTransformPlugin> amplify;
     for (const tw::CPluginInfo& info : manager.GetEntries())
-        if (info.m_name == "Amplify")
+        if (info.m_name == "Amplify" && info.m_presetNumber < 0) // the effect, not one of its presets
             amplify.reset(manager.CreateById(info.m_id));
     if (!amplify || !amplify->SetFormat(kRate, kChannels) || !amplify->SetValue(0, kGainDb)) {
         std::fprintf(stderr, "the built-in Amplify is not available beside the program (SCF/)\n");
