@@ -48,4 +48,10 @@ private:
     int32_t m_tag = 0;
 };
 
+// Widens `column` (`channels` pairs) by `count` rows of `stride` pairs each, as merging the rows one
+// after another with std::min and std::max would: rows that are not a number change nothing, and of
+// two zeros of different sign the one met first stays. Rows of one, two or four pairs go through
+// vectors; other widths one by one.
+void MergePeakRows(PeakPair* column, const PeakPair* rows, int64_t count, int32_t stride, int32_t channels);
+
 } // namespace tw

@@ -28,27 +28,12 @@ namespace {
 constexpr uint32_t kPeakFileFailed = 185;
 constexpr uint32_t kReadFailed = 141;
 constexpr int kFramesPerPeakRow = 256;
-// Peak rows are read in pieces no larger than this, so that a huge section never needs a count
-// beyond 32 bits.
-constexpr int64_t kPeakReadPiece = 1 << 30;
 
 typedef float Vec8 __attribute__((vector_size(32)));
 typedef int16_t Short8 __attribute__((vector_size(16)));
 typedef int32_t Int8 __attribute__((vector_size(32)));
 
 enum class OpenResult { ok, unreadable, noPeaks };
-
-// Reads `count` bytes in pieces that fit the 32-bit count of IBasicIO.
-bool ReadLarge(IBasicIO& io, uint8_t* target, int64_t count) {
-    bool ok = true;
-    while (count > 0) {
-        const int64_t piece = std::min(count, kPeakReadPiece);
-        ok = io.Read(target, static_cast<uint32_t>(piece)) && ok;
-        target += piece;
-        count -= piece;
-    }
-    return ok;
-}
 
 CPCMAudio* OpenStream(const std::string& path, OpenResult& result) {
     result = OpenResult::unreadable;
@@ -263,46 +248,44 @@ CMediaData* CPCMAudio::ReadFrames(CSection section) {
     if (align == 0 || frames * std::max(align, frameSize) > INT32_MAX)
         return new CMediaData(0, static_cast<int32_t>(std::max<int64_t>(frameSize, 1)));
 
-    const int64_t start = section.m_start;
     const int64_t bytes = frames * align;
     std::unique_ptr<uint8_t[]> raw(new uint8_t[static_cast<size_t>(std::max<int64_t>(bytes, 1))]);
-
-    // Frames before the start or past the end of the stream are silence and are never read.
-    const int64_t first = std::clamp<int64_t>(start, 0, m_length);
-    const int64_t last = std::clamp<int64_t>(start + frames, 0, m_length);
-    const int64_t leadBytes = std::clamp<int64_t>(first - start, 0, frames) * align;
-    const int64_t validBytes = std::max<int64_t>(last - first, 0) * align;
-    std::memset(raw.get(), 0, static_cast<size_t>(leadBytes));
-    std::memset(raw.get() + leadBytes + validBytes, 0, static_cast<size_t>(bytes - leadBytes - validBytes));
-    if (m_data) {
-        CBasicIOLock ioLock(*m_data);
-        if (m_next != first)
-            m_data->Seek(first * align);
-        if (validBytes > 0 && !m_data->Read(raw.get() + leadBytes, static_cast<uint32_t>(validBytes))) {
-            std::memset(raw.get() + leadBytes, 0, static_cast<size_t>(validBytes));
-            m_next = -1; // where the source stands is unknown now
-        } else {
-            // Reads that pass the end move the mark past it too, so the next read seeks anew.
-            m_next = start + frames;
-        }
-    }
+    ReadNative(section.m_start, frames, raw.get());
 
     auto* block = new CMediaData(frames, static_cast<int32_t>(frameSize));
     Convert(raw.get(), block->GetFloats(), frames * m_nativeFormat.nChannels);
     return block;
 }
 
+void CPCMAudio::ReadNative(int64_t start, int64_t frames, uint8_t* raw) {
+    const int64_t align = m_nativeFormat.nBlockAlign;
+    const int64_t bytes = frames * align;
+    // Frames before the start or past the end of the stream are silence and are never read.
+    const int64_t first = std::clamp<int64_t>(start, 0, m_length);
+    const int64_t last = std::clamp<int64_t>(start + frames, 0, m_length);
+    const int64_t leadBytes = std::clamp<int64_t>(first - start, 0, frames) * align;
+    const int64_t validBytes = std::max<int64_t>(last - first, 0) * align;
+    std::memset(raw, 0, static_cast<size_t>(leadBytes));
+    std::memset(raw + leadBytes + validBytes, 0, static_cast<size_t>(bytes - leadBytes - validBytes));
+    if (m_data) {
+        CBasicIOLock ioLock(*m_data);
+        if (m_next != first)
+            m_data->Seek(first * align);
+        if (validBytes > 0 && !m_data->Read(raw + leadBytes, static_cast<uint32_t>(validBytes))) {
+            std::memset(raw + leadBytes, 0, static_cast<size_t>(validBytes));
+            m_next = -1; // where the source stands is unknown now
+        } else {
+            // Reads that pass the end move the mark past it too, so the next read seeks anew.
+            m_next = start + frames;
+        }
+    }
+}
+
 CPeakData* CPCMAudio::ReadPeaks(CSection section, bool blockMode) {
     const int channels = std::max<int>(m_format.nChannels, 1);
     auto* peaks = new CPeakData;
     if (!blockMode) {
-        std::unique_ptr<CMediaData> data(ReadFrames(section));
-        const int64_t frames = data->GetFrameCount();
-        peaks->Allocate(static_cast<int32_t>(frames), channels, 1);
-        const float* samples = data->GetFloats();
-        PeakPair* rows = peaks->GetData();
-        for (int64_t i = 0; i < frames * channels; ++i)
-            rows[i] = PeakPair{samples[i], samples[i]};
+        ReadSamplePeaks(section, *peaks);
         return peaks;
     }
 
@@ -315,10 +298,43 @@ CPeakData* CPCMAudio::ReadPeaks(CSection section, bool blockMode) {
         std::memset(target, 0, static_cast<size_t>(bytes));
         return peaks;
     }
-    CBasicIOLock lock(*m_peak);
-    m_peak->Seek((section.m_start / kFramesPerPeakRow) * channels * 8);
-    ReadLarge(*m_peak, target, bytes);
+    CPeakFileManager::ReadRows(*m_peak, (section.m_start / kFramesPerPeakRow) * channels * 8, target, bytes);
     return peaks;
+}
+
+void CPCMAudio::ReadSamplePeaks(CSection section, CPeakData& peaks) {
+    std::lock_guard<std::mutex> guard(m_lock);
+    const int32_t channels = std::max<int32_t>(m_format.nChannels, 1);
+    const int64_t align = m_nativeFormat.nBlockAlign;
+    int64_t frames = std::max<int64_t>(section.SectionLength(), 0);
+    // The same limit as a read of the samples, and the same empty answer beyond it.
+    if (align == 0 || m_nativeFormat.nChannels != channels ||
+        frames * std::max<int64_t>(align, m_format.nBlockAlign) > INT32_MAX)
+        frames = 0;
+    peaks.Allocate(static_cast<int32_t>(frames), channels, 1);
+    if (frames == 0)
+        return;
+
+    // The native samples are read into the end of the rows' own memory and widened from the front
+    // in short runs through a small buffer. A run's pairs (8 bytes a value) end at or before the
+    // first native value not yet converted (at most 4 bytes a value, all packed at the end), so
+    // nothing is overwritten before it is used, and no second buffer of the section's size exists.
+    const int64_t values = frames * channels;
+    const int64_t bytesPerValue = align / channels;
+    auto* rows = reinterpret_cast<uint8_t*>(peaks.GetData());
+    uint8_t* native = rows + values * static_cast<int64_t>(sizeof(PeakPair)) - values * bytesPerValue;
+    ReadNative(section.m_start, frames, native);
+
+    constexpr int64_t kRun = 1024;
+    float run[kRun];
+    PeakPair* pairs = peaks.GetData();
+    for (int64_t done = 0; done < values;) {
+        const int64_t n = std::min(kRun, values - done);
+        Convert(native + done * bytesPerValue, run, n);
+        for (int64_t i = 0; i < n; ++i)
+            pairs[done + i] = PeakPair{run[i], run[i]};
+        done += n;
+    }
 }
 
 bool CPCMAudio::SaveReference(CArchive& archive) {

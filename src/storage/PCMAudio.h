@@ -102,6 +102,11 @@ private:
     // Copies each source for which `move` holds into the container and replaces it.
     template <class Predicate> bool MoveSources(CRaffParser& container, Predicate move);
     void Convert(const uint8_t* source, float* target, int64_t samples) const;
+    // The native bytes of `frames` frames from `start` into `raw`, silence outside the stream, with
+    // the data source's lock held and its position kept. The caller holds m_lock.
+    void ReadNative(int64_t start, int64_t frames, uint8_t* raw);
+    // Fine peaks: one row per frame with the sample as both minimum and maximum.
+    void ReadSamplePeaks(CSection section, CPeakData& peaks);
 
     IBasicIO* m_data = nullptr;
     IBasicIO* m_peak = nullptr;

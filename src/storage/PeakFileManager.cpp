@@ -10,10 +10,14 @@
 #include "storage/FileIO.h"
 #include "storage/ScanThread.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <memory>
 #include <mutex>
 #include <vector>
+
+#include <unistd.h>
 
 namespace tw {
 
@@ -96,6 +100,10 @@ std::vector<uint8_t> Header(const std::string& path) {
     return header;
 }
 
+// Rows are read in pieces no larger than this, so that a huge section never needs a count beyond
+// 32 bits.
+constexpr int64_t kRowReadPiece = 1 << 30;
+
 // Reads exactly `count` bytes; a short file gives false.
 bool ReadExactly(CFile& file, void* target, uint32_t count) {
     try {
@@ -103,6 +111,25 @@ bool ReadExactly(CFile& file, void* target, uint32_t count) {
     } catch (const CFileException&) {
         return false;
     }
+}
+
+// Positional reads of the file behind `io` at logical byte `position`; zeros past its end.
+bool ReadFileAt(const CFileIO& io, int64_t position, uint8_t* target, int64_t bytes) {
+    const int fd = io.GetFile()->Descriptor();
+    int64_t at = io.GetBaseOffset() + position;
+    while (bytes > 0) {
+        const ssize_t got = ::pread(fd, target, static_cast<size_t>(std::min(bytes, kRowReadPiece)), at);
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got <= 0) {
+            std::memset(target, 0, static_cast<size_t>(bytes));
+            return got == 0;
+        }
+        target += got;
+        at += got;
+        bytes -= got;
+    }
+    return true;
 }
 
 } // namespace
@@ -302,6 +329,23 @@ void CPeakFileManager::Discard(IBasicIO* peak) {
     }
     if (!name.empty())
         CFile::Remove(name);
+}
+
+bool CPeakFileManager::ReadRows(IBasicIO& peak, int64_t position, void* target, int64_t bytes) {
+    auto* out = static_cast<uint8_t*>(target);
+    CBasicIOLock lock(peak);
+    auto* fileIO = dynamic_cast<CFileIO*>(&peak);
+    if (fileIO != nullptr && fileIO->GetFile() != nullptr && fileIO->GetFile()->IsOpen())
+        return ReadFileAt(*fileIO, position, out, bytes);
+    peak.Seek(position);
+    bool ok = true;
+    while (bytes > 0) {
+        const int64_t piece = std::min(bytes, kRowReadPiece);
+        ok = peak.Read(out, static_cast<uint32_t>(piece)) && ok;
+        out += piece;
+        bytes -= piece;
+    }
+    return ok;
 }
 
 } // namespace tw

@@ -63,6 +63,11 @@ public:
     bool UpdateHeader(IBasicIO* peak, const std::string& path);
     // Closes the peak object and removes its file; the caller still deletes the object.
     static void Discard(IBasicIO* peak);
+    // `bytes` of rows from byte `position` of a peak object, under its lock (a scan may be writing
+    // rows meanwhile). A peak file is read where it stands with positional reads, leaving the
+    // object's position alone; other objects seek and read. Bytes past the end read as zeros.
+    // False when the source failed; what it did not deliver is then zeros.
+    static bool ReadRows(IBasicIO& peak, int64_t position, void* target, int64_t bytes);
 
 private:
     std::string m_directory;

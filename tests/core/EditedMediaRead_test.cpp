@@ -14,6 +14,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -478,6 +479,78 @@ TEST(ReadPeakColumns, ColumnsOfFilePeaksMatchAScanOfTheSamples) {
         const auto [lo, hi] = std::minmax_element(first, first + 2560);
         EXPECT_EQ(columns->Row(j)[0].minimum, *lo);
         EXPECT_EQ(columns->Row(j)[0].maximum, *hi);
+    }
+}
+
+// Turns the wave upside down, peaks included: minimum and maximum swap and change sign (a zero
+// becomes a negative zero).
+class InvertTransform : public CTransformBase {
+public:
+    CTransformBase* CreateReadInstance() override { return new InvertTransform; }
+    CMediaData* Process(CMediaData* input) override {
+        for (int32_t i = 0; i < input->GetByteCount() / 4; ++i)
+            input->GetFloats()[i] = -input->GetFloats()[i];
+        return input;
+    }
+    CPeakData* ProcessPeaks(CPeakData* peaks) override {
+        PeakPair* pairs = peaks->GetData();
+        for (int64_t i = 0; i < int64_t{peaks->GetCount()} * peaks->GetChannels(); ++i)
+            pairs[i] = PeakPair{-pairs[i].maximum, -pairs[i].minimum};
+        return peaks;
+    }
+    std::string GetName() override { return "Invert"; }
+};
+
+// The merged regimes from first principles: the entries ReadPeakBlocks assembles, entry i merged
+// into column n * i / count one at a time.
+std::vector<PeakPair> ColumnsFromBlocks(CEditedMedia& media, const CSection& s, int32_t n, bool blockMode) {
+    std::unique_ptr<CPeakData> entries(media.ReadPeakBlocks(s, blockMode));
+    const int32_t channels = entries->GetChannels();
+    std::vector<PeakPair> columns(static_cast<size_t>(n * channels), PeakPair{1.0f, -1.0f});
+    const int64_t count = entries->GetCount();
+    for (int64_t i = 0; i < count; ++i) {
+        PeakPair* column = &columns[static_cast<size_t>(n * i / count * channels)];
+        for (int32_t c = 0; c < channels; ++c) {
+            column[c].minimum = std::min(column[c].minimum, entries->Row(static_cast<int32_t>(i))[c].minimum);
+            column[c].maximum = std::max(column[c].maximum, entries->Row(static_cast<int32_t>(i))[c].maximum);
+        }
+    }
+    return columns;
+}
+
+// Long pieces of fine peaks are merged a stretch at a time; the columns must not show it, across
+// fades longer than such a stretch, transformed events and both channels.
+TEST(ReadPeakColumns, MergedColumnsAreTheAssembledEntriesBitForBit) {
+    constexpr int64_t kFrames = 400000;
+    std::vector<float> samples(static_cast<size_t>(kFrames * 2));
+    for (int64_t f = 0; f < kFrames; ++f) {
+        samples[static_cast<size_t>(2 * f)] = static_cast<float>((f * 37) % 201 - 100) / 128.0f;
+        // Whole runs of silence on the right, so that zeros decide some columns.
+        samples[static_cast<size_t>(2 * f + 1)] = (f / 3000) % 2 ? 0.0f : static_cast<float>(f % 97) / 97.0f;
+    }
+    CEditedMedia media;
+    media.AddMedia(new PeakStream(std::move(samples), 2), 0);
+    media.DeleteSection(CSection(90000, 91000), false);
+    media.DeleteSection(CSection(150000, 160000), false);
+    media.DeleteSection(CSection(250000, 250500), false);
+    media.FindEvent(0)->SetCrossFade(9000); // longer than a stretch of fine peaks
+    media.FindEvent(100000)->SetCrossFade(300);
+    media.ApplyTransform(CSection(200000, 260000), new InvertTransform);
+
+    constexpr int32_t n = 100;
+    const struct {
+        int64_t start;
+        int64_t length;
+    } sections[] = {{0, n * 256},      {85000, n * 256}, {80000, n * 1000},     {140000, n * 1279},
+                    {195000, n * 200}, {30000, n * 37},  {240000, n * 256 + 1}, {1000, n * 3}};
+    for (const auto& section : sections) {
+        const CSection s(section.start, section.start + section.length);
+        std::unique_ptr<CPeakData> columns(media.ReadPeakColumns(s, n));
+        ASSERT_NE(columns, nullptr);
+        const std::vector<PeakPair> expected = ColumnsFromBlocks(media, s, n, section.length > n * 256);
+        ASSERT_EQ(expected.size(), static_cast<size_t>(n * columns->GetChannels()));
+        EXPECT_EQ(std::memcmp(columns->GetData(), expected.data(), expected.size() * sizeof(PeakPair)), 0)
+            << section.start << " + " << section.length;
     }
 }
 
