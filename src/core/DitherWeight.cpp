@@ -22,12 +22,4 @@ void CDitherWeight::Select(int number) {
     m_y1 = 0.0f;
 }
 
-float CDitherWeight::Filter(float x) {
-    const float y = m_c0 * x + m_c1 * m_x1 + m_c2 * m_x2 - m_c3 * m_y1;
-    m_y1 = y;
-    m_x2 = m_x1;
-    m_x1 = x;
-    return y;
-}
-
 } // namespace tw

@@ -9,6 +9,7 @@
 #include "core/MediaStream.h"
 #include "core/PeakData.h"
 #include "core/ReadCursor.h"
+#include "core/RenderPipeline.h"
 #include "core/StreamOut.h"
 #include "core/Transform.h"
 #include "core/TransformChain.h"
@@ -196,32 +197,32 @@ bool CEditedMedia::Render(CStreamOut& sink, const CSection& section, const CTran
     const int32_t frameSize = format->nBlockAlign;
     const int64_t blockFrames = std::max<int64_t>(format->nSamplesPerSec / 20, 1);
     const int64_t length = section.SectionLength();
-    CMediaData block(blockFrames, frameSize);
+    if (length <= 0)
+        return true;
     ReadCursor* cursor = MakeCursor();
     Seek(*cursor, section.m_start);
     int64_t done = 0;
+    bool finished = false;
 
-    while (length > 0 && m_cancel == 0) {
+    // One block on its way from the document to the sink. Reading fills the blocks in order;
+    // writing takes them in the same order, so the sink sees what a plain loop would give it.
+    auto read = [&](RenderBlock& slot) {
         const int64_t want = std::min(length - done, blockFrames);
         // A block of the same size is used as it stands; Resize would give it a new buffer.
-        if (want != block.GetFrameCount())
-            block.Resize(want, false);
-        ReadSamples(*cursor, block);
-        done += block.GetFrameCount();
-        if (cursor->access != nullptr) {
-            CTransformBase* last = cursor->access->GetLastInstance();
-            if (last != nullptr && last != m_lastInstance)
-                m_lastInstance = last;
-        }
+        if (want != slot.block.GetFrameCount())
+            slot.block.Resize(want, false);
+        ReadSamples(*cursor, slot.block);
+        done += slot.block.GetFrameCount();
+        slot.last = cursor->access != nullptr ? cursor->access->GetLastInstance() : nullptr;
 
-        CMediaData* out = &block;
+        CMediaData* out = &slot.block;
         if (chain != nullptr) {
             for (int32_t i = 0; i < chain->GetCount() && out != nullptr; ++i) {
                 CTransformBase* transform = chain->GetAt(i);
                 if (transform == nullptr)
                     continue;
                 CMediaData* result = transform->Process(out);
-                if (result != out && out != &block)
+                if (result != out && out != &slot.block)
                     delete out;
                 out = result;
             }
@@ -237,25 +238,29 @@ bool CEditedMedia::Render(CStreamOut& sink, const CSection& section, const CTran
                     samples[f * outChannels + c] = 0.0f;
             }
         }
-        // A post-effect that gave nothing this time has nothing to write.
-        const int32_t refused = out != nullptr ? sink.Write(*out) : 0;
-        if (out != &block)
-            delete out;
-        if (refused != 0) {
-            FreeCursor(cursor);
-            return false;
-        }
-        if (loop && done >= length) {
+        slot.out = out;
+        slot.endsPass = done >= length;
+        if (slot.endsPass && loop) {
             Seek(*cursor, section.m_start);
             done = 0;
-            if (counter != nullptr)
-                ++*counter;
         }
-        if (done >= length)
-            break;
-    }
+        finished = slot.endsPass && !loop;
+    };
+    // 0 when the block went out (or there was nothing to write), else the sink's refusal.
+    auto write = [&](RenderBlock& slot) {
+        if (slot.last != nullptr && slot.last != m_lastInstance)
+            m_lastInstance = slot.last;
+        // A post-effect that gave nothing this time has nothing to write.
+        const int32_t refused = slot.out != nullptr ? sink.Write(*slot.out) : 0;
+        slot.Release();
+        if (refused == 0 && slot.endsPass && loop && counter != nullptr)
+            ++*counter;
+        return refused;
+    };
+
+    const bool ok = RenderPipeline(blockFrames, frameSize, read, write, finished, m_cancel);
     FreeCursor(cursor);
-    return true;
+    return ok;
 }
 
 } // namespace tw

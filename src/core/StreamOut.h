@@ -6,6 +6,7 @@
 // say so where they allow it). Eight channels is the hard limit of every sink.
 #pragma once
 
+#include "core/DitherNoise.h"
 #include "core/DitherWeight.h"
 
 #include <cstdint>
@@ -45,14 +46,10 @@ public:
     void QuantizeFrames(void* dest, const float* src, int32_t srcBytes, int bits, int channels);
 
 private:
-    void Quantize8(uint8_t* dest, const float* src, int64_t frames, int channels);
-    void Quantize16(uint8_t* dest, const float* src, int64_t frames, int channels);
-    double DitherNoise();
-
     int32_t m_dither = 0;
     CDitherWeight m_weight[kMaxChannels];
     float m_error[kMaxChannels] = {};
-    uint64_t m_noiseState;
+    CDitherNoise m_noise;
 };
 
 } // namespace tw

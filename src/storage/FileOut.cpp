@@ -139,11 +139,17 @@ int32_t CFileOut::Write(CMediaData& block) {
     const int64_t frames = block.GetByteCount() / (channels * 4);
     if (frames == 0)
         return kOk;
-    CMediaData scratch(frames, m_format.nBlockAlign);
-    QuantizeFrames(scratch.GetBuffer(), block.GetFloats(), block.GetByteCount(), m_format.wBitsPerSample,
-                   channels);
+    // The integer image of a block is made in the same buffer every time; a block's worth of
+    // memory per write is all the sink keeps.
     const auto bytes = static_cast<uint32_t>(frames * m_format.nBlockAlign);
-    if (!m_data->Write(scratch.GetBuffer(), bytes))
+    if (m_scratch.size() < bytes)
+        m_scratch.resize(bytes);
+    // Block align may be wider than the samples; the padding stays zero, as in a fresh block.
+    if (m_format.nBlockAlign > channels * m_format.wBitsPerSample / 8)
+        std::memset(m_scratch.data(), 0, bytes);
+    QuantizeFrames(m_scratch.data(), block.GetFloats(), block.GetByteCount(), m_format.wBitsPerSample,
+                   channels);
+    if (!m_data->Write(m_scratch.data(), bytes))
         return kWriteFailed;
     m_bytesWritten += bytes;
     return kOk;

@@ -13,6 +13,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <vector>
 
 namespace tw {
 
@@ -59,6 +60,7 @@ private:
     float m_maximum[kMaxChannels] = {};
     int32_t m_blockFrames = 0;
     WAVEFORMATEX m_format{};
+    std::vector<uint8_t> m_scratch;
 };
 
 } // namespace tw

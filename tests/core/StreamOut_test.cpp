@@ -1,11 +1,13 @@
 // The quantiser shared by every sink: rounding and clipping at each width, and the statistics of
 // noise-shaped dither against the error-feedback model of the two filters.
+#include "core/DitherNoise.h"
 #include "core/DitherWeight.h"
 #include "core/MediaData.h"
 #include "core/StreamOut.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
@@ -263,6 +265,158 @@ TEST(SetDither, RunsAfterTheSameSrand_AreAlikeAndOthersDiffer) {
     };
     EXPECT_EQ(run(99), run(99));
     EXPECT_NE(run(99), run(100));
+}
+
+// The quantiser's arithmetic written out one sample at a time, for comparison with the sink's
+// block form: the same noise values, the same filter, the same roundings in the same order.
+struct ReferenceQuantizer {
+    CDitherWeight weight[CStreamOut::kMaxChannels];
+    float error[CStreamOut::kMaxChannels] = {};
+    CDitherNoise noise;
+
+    ReferenceQuantizer(int filter, uint64_t origin) : noise(origin) {
+        for (auto& w : weight)
+            w.Select(filter);
+    }
+
+    void Run(std::vector<uint8_t>& out, const std::vector<float>& in, int bits, int channels) {
+        const size_t frames = in.size() / static_cast<size_t>(channels);
+        for (size_t f = 0; f < frames; ++f) {
+            for (int c = 0; c < channels; ++c) {
+                const size_t i = f * static_cast<size_t>(channels) + static_cast<size_t>(c);
+                float& e = error[c];
+                double v;
+                if (bits == 8) {
+                    v = in[i] * 128.0 + 128.5;
+                } else {
+                    v = in[i] * 32768.0;
+                    v = v >= 0.0 ? v + 0.5 : v - 0.5;
+                }
+                const double n = noise.Next() + e;
+                v -= weight[c].Filter(static_cast<float>(n));
+                const double high = bits == 8 ? 255.0 : 32767.0;
+                const double low = bits == 8 ? 0.0 : -32768.0;
+                int32_t q;
+                if (v >= high) {
+                    q = static_cast<int32_t>(high);
+                    e = 0.0f;
+                } else if (!(v > low)) {
+                    q = static_cast<int32_t>(low);
+                    e = 0.0f;
+                } else {
+                    q = static_cast<int32_t>(v);
+                    e = static_cast<float>(q - v);
+                }
+                if (bits == 8) {
+                    out.push_back(static_cast<uint8_t>(q));
+                } else {
+                    out.push_back(static_cast<uint8_t>(q & 0xFF));
+                    out.push_back(static_cast<uint8_t>((q >> 8) & 0xFF));
+                }
+            }
+        }
+    }
+};
+
+// A signal that visits everything the quantiser treats apart: quiet stretches, both signs, exact
+// steps, clipping at both ends, NaN and infinities, values far below one step.
+std::vector<float> Awkward(size_t samples, uint32_t origin) {
+    std::vector<float> out(samples);
+    uint32_t state = origin;
+    for (size_t i = 0; i < samples; ++i) {
+        state = state * 1664525u + 1013904223u;
+        const double t = static_cast<double>(i);
+        float v = static_cast<float>(0.7 * std::sin(t * 0.013) + 0.2 * std::sin(t * 0.31));
+        switch ((state >> 24) % 23) {
+        case 0:
+            v *= 1.6f; // clips
+            break;
+        case 1:
+            v = std::round(v * 32768.0f) / 32768.0f; // on a step
+            break;
+        case 2:
+            v *= 1e-6f;
+            break;
+        case 3:
+            v = (state & 1) != 0 ? -1.0f : 1.0f;
+            break;
+        case 4:
+            v = (state & 2) != 0 ? std::numeric_limits<float>::quiet_NaN()
+                                 : ((state & 4) != 0 ? -1.0f : 1.0f) * std::numeric_limits<float>::infinity();
+            break;
+        case 5:
+            v = (state & 8) != 0 ? 0.0f : -0.0f;
+            break;
+        default:
+            break;
+        }
+        out[i] = v;
+    }
+    return out;
+}
+
+TEST(SetDither, BlockQuantiser_MatchesTheSampleBySampleArithmeticExactly) {
+    for (int bits : {8, 16}) {
+        for (int filter : {CDitherWeight::kIIR2ndOrder, CDitherWeight::kFIR3Taps}) {
+            for (int channels : {1, 2, 3, 8}) {
+                // The sink draws its origin from rand() at construction and again at SetDither.
+                QuantizerOnly q;
+                const auto seed = 4321u + static_cast<unsigned>(bits * 100 + filter * 10 + channels);
+                std::srand(seed);
+                const uint64_t origin = CDitherNoise::OriginFromRand();
+                std::srand(seed);
+                q.SetDither(true, filter);
+                ReferenceQuantizer reference(filter, origin);
+
+                // Blocks of uneven sizes, so that state and noise carry across every boundary.
+                const std::vector<float> input = Awkward(static_cast<size_t>(channels) * 20011, 77u);
+                std::vector<uint8_t> expected;
+                reference.Run(expected, input, bits, channels);
+                std::vector<uint8_t> got(expected.size() + 8, 0xEE);
+                size_t at = 0;
+                size_t step = 1;
+                const size_t frames = input.size() / static_cast<size_t>(channels);
+                while (at < frames) {
+                    const size_t n = std::min(step, frames - at);
+                    q.QuantizeFrames(got.data() + at * static_cast<size_t>(channels * bits / 8),
+                                     input.data() + at * static_cast<size_t>(channels),
+                                     static_cast<int32_t>(n * static_cast<size_t>(channels) * 4), bits,
+                                     channels);
+                    at += n;
+                    step = step * 3 + 1;
+                    if (step > 5000)
+                        step = 7;
+                }
+                ASSERT_EQ(got[expected.size()], 0xEE);
+                got.resize(expected.size());
+                ASSERT_EQ(got, expected)
+                    << bits << " bits, filter " << filter << ", " << channels << " channels";
+            }
+        }
+    }
+}
+
+TEST(DitherNoise, ValuesAreCentredTriangularAndFollowTheOrigin) {
+    CDitherNoise a(123456789ull);
+    CDitherNoise b(123456789ull);
+    CDitherNoise other(987654321ull);
+    double sum = 0.0;
+    double squares = 0.0;
+    int differ = 0;
+    constexpr int kCount = 100000;
+    for (int i = 0; i < kCount; ++i) {
+        const double value = a.Next();
+        ASSERT_EQ(value, b.Next());
+        ASSERT_GE(value, -0.25);
+        ASSERT_LE(value, 0.25);
+        differ += value != other.Next() ? 1 : 0;
+        sum += value;
+        squares += value * value;
+    }
+    // Three uniform draws of 32768 values: variance 3 * (32768^2 - 1) / 12 / 196602^2.
+    EXPECT_NEAR(sum / kCount, 0.0, 0.002);
+    EXPECT_NEAR(squares / kCount, 3.0 * (32768.0 * 32768.0 - 1.0) / 12.0 / (196602.0 * 196602.0), 2e-4);
+    EXPECT_GT(differ, kCount - 10);
 }
 
 } // namespace

@@ -1,0 +1,109 @@
+// Render reads ahead on a second thread while the sink writes: the sink must still get exactly the
+// blocks a plain read would give, in order, and a stop or a refusal must end both sides.
+#include "core/EditedMedia.h"
+#include "core/MediaData.h"
+#include "core/MediaEvent.h"
+#include "core/ReadCursor.h"
+#include "core/StreamOut.h"
+
+#include "TestStreams.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cmath>
+#include <thread>
+#include <vector>
+
+namespace tw {
+namespace {
+
+using test::VectorStream;
+
+// A stereo tone with cuts and cross-fades at every joint: reads that mix two events at once.
+void FadedDocument(CEditedMedia& media, int64_t frames) {
+    std::vector<float> samples(static_cast<size_t>(frames * 2));
+    for (size_t i = 0; i < samples.size(); ++i)
+        samples[i] = static_cast<float>(0.5 * std::sin(0.01 * static_cast<double>(i)));
+    media.AddMedia(new VectorStream(std::move(samples), 2), 0);
+    for (int64_t at = frames - 9000; at > 3000; at -= 7000)
+        media.DeleteSection(CSection(at, at + 500), false);
+    for (int i = 0; i + 1 < media.GetEventCount(); ++i)
+        media.GetEventAt(i)->SetCrossFade(300);
+}
+
+class BlockSink : public CStreamOut {
+public:
+    int32_t Write(CMediaData& block) override {
+        blocks.emplace_back(block.GetFloats(), block.GetFloats() + block.GetByteCount() / 4);
+        if (slow)
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        return static_cast<int>(blocks.size()) == refuseAt ? 4 : 0;
+    }
+    int32_t GetBytesWritten() override { return 0; }
+
+    std::vector<std::vector<float>> blocks;
+    int refuseAt = -1;
+    bool slow = false;
+};
+
+TEST(Render, GivesTheSinkTheBlocksOfAPlainReadInOrder) {
+    CEditedMedia media;
+    FadedDocument(media, 100000);
+    ASSERT_GT(media.GetEventCount(), 5);
+    const int64_t length = media.GetLength();
+    for (bool slow : {false, true}) {
+        BlockSink sink;
+        sink.slow = slow; // a sink slower than the reads fills the ring; a fast one drains it
+        ASSERT_TRUE(media.Render(sink, CSection(1234, length), nullptr, false, nullptr, nullptr));
+
+        ReadCursor* cursor = media.MakeCursor();
+        media.Seek(*cursor, 1234);
+        size_t index = 0;
+        for (int64_t at = 1234; at < length; at += 2205, ++index) {
+            CMediaData block(std::min<int64_t>(2205, length - at), 8);
+            media.ReadSamples(*cursor, block);
+            ASSERT_LT(index, sink.blocks.size());
+            const std::vector<float> expected(block.GetFloats(),
+                                              block.GetFloats() + block.GetByteCount() / 4);
+            ASSERT_EQ(sink.blocks[index], expected) << "block " << index << (slow ? ", slow sink" : "");
+        }
+        media.FreeCursor(cursor);
+        EXPECT_EQ(sink.blocks.size(), index);
+    }
+}
+
+TEST(Render, AStopFromAnotherThreadEndsItAndAFailedWriteIsTheLast) {
+    CEditedMedia media;
+    FadedDocument(media, 100000);
+    {
+        // Looping for ever until stopped from outside, as playback is.
+        BlockSink sink;
+        sink.slow = true;
+        int32_t passes = 0;
+        std::atomic<bool> started{false};
+        std::thread stopper([&] {
+            while (!started)
+                std::this_thread::yield();
+            std::this_thread::sleep_for(std::chrono::milliseconds(30));
+            media.RequestStop();
+        });
+        started = true;
+        EXPECT_TRUE(media.Render(sink, CSection(0, 5000), nullptr, true, &passes, nullptr));
+        stopper.join();
+        EXPECT_GT(sink.blocks.size(), 0u);
+        // Three blocks a pass (2205 + 2205 + 590 frames); only passes written to the end count.
+        EXPECT_EQ(passes, static_cast<int32_t>(sink.blocks.size() / 3));
+    }
+    {
+        BlockSink sink;
+        sink.refuseAt = 5;
+        EXPECT_FALSE(media.Render(sink, CSection(0, media.GetLength()), nullptr, false, nullptr, nullptr));
+        EXPECT_EQ(sink.blocks.size(), 5u);
+    }
+}
+
+} // namespace
+} // namespace tw
