@@ -53,7 +53,7 @@ protected:
 
 } // namespace
 
-TEST_F(StartUp, InitDLL_BuildsTheTransformList_AndAgainOnlyWhenItWasMarkedInvalid) {
+TEST_F(StartUp, InitDLL_BuildsTheTransformList_WithIdsInsideTheCommandRange) {
     TransformManager().Invalidate();
     HostInfo none{0, 0, 0};
     ASSERT_EQ(tkInitDLL(&none), 1);
