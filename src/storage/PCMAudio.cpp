@@ -28,6 +28,8 @@ namespace {
 constexpr uint32_t kPeakFileFailed = 185;
 constexpr uint32_t kReadFailed = 141;
 constexpr int kFramesPerPeakRow = 256;
+// Bytes of peak rows kept around the last read: 8,192 stereo rows, about 47 s at 44.1 kHz.
+constexpr int64_t kPeakWindowBytes = 128 * 1024;
 
 typedef float Vec8 __attribute__((vector_size(32)));
 typedef int16_t Short8 __attribute__((vector_size(16)));
@@ -85,6 +87,7 @@ CPCMAudio* CPCMAudio::OpenShared(const std::string& path, bool reportFailure) {
 }
 
 bool CPCMAudio::Prepare(IBasicIO* data, IBasicIO* peak) {
+    DropPeakWindow();
     m_data = data;
     m_peak = peak;
     if (!m_data)
@@ -148,6 +151,7 @@ bool CPCMAudio::Reopen() {
     }
     delete m_data;
     m_data = moved;
+    DropPeakWindow();
     delete m_peak;
     m_peak = peaks;
     m_fileName = m_data->GetFileName();
@@ -166,6 +170,8 @@ template <class Predicate> bool CPCMAudio::MoveSources(CRaffParser& container, P
             ok = false;
             continue;
         }
+        if (source == &m_peak)
+            DropPeakWindow();
         delete *source;
         *source = moved;
         m_next = -1; // the new data source stands anywhere
@@ -298,8 +304,38 @@ CPeakData* CPCMAudio::ReadPeaks(CSection section, bool blockMode) {
         std::memset(target, 0, static_cast<size_t>(bytes));
         return peaks;
     }
-    CPeakFileManager::ReadRows(*m_peak, (section.m_start / kFramesPerPeakRow) * channels * 8, target, bytes);
+    ReadPeakBytes((section.m_start / kFramesPerPeakRow) * channels * 8, target, bytes);
     return peaks;
+}
+
+void CPCMAudio::ReadPeakBytes(int64_t position, uint8_t* target, int64_t bytes) {
+    std::lock_guard<std::mutex> guard(m_windowLock);
+    if (m_windowSource == m_peak && position >= m_windowStart &&
+        position + bytes <= m_windowStart + static_cast<int64_t>(m_window.size())) {
+        std::memcpy(target, m_window.data() + (position - m_windowStart), static_cast<size_t>(bytes));
+        return;
+    }
+    if (bytes > kPeakWindowBytes / 2) {
+        CPeakFileManager::ReadRows(*m_peak, position, target, bytes);
+        return;
+    }
+    // The new window reaches a little behind the request too: the fade tail of a column's piece
+    // lies just before the piece in the source.
+    const int64_t start = std::max<int64_t>(position - kPeakWindowBytes / 4, 0);
+    m_window.resize(static_cast<size_t>(kPeakWindowBytes));
+    int64_t settled = 0;
+    if (!CPeakFileManager::ReadRows(*m_peak, start, m_window.data(), kPeakWindowBytes, &settled))
+        settled = 0;
+    std::memcpy(target, m_window.data() + (position - start), static_cast<size_t>(bytes));
+    m_window.resize(static_cast<size_t>(settled));
+    m_windowStart = start;
+    m_windowSource = m_peak;
+}
+
+void CPCMAudio::DropPeakWindow() {
+    std::lock_guard<std::mutex> guard(m_windowLock);
+    m_windowSource = nullptr;
+    m_window.clear();
 }
 
 void CPCMAudio::ReadSamplePeaks(CSection section, CPeakData& peaks) {

@@ -9,6 +9,7 @@
 
 #include <mutex>
 #include <string>
+#include <vector>
 
 namespace tw {
 
@@ -107,6 +108,11 @@ private:
     void ReadNative(int64_t start, int64_t frames, uint8_t* raw);
     // Fine peaks: one row per frame with the sample as both minimum and maximum.
     void ReadSamplePeaks(CSection section, CPeakData& peaks);
+    // Bytes of the peak source from `position`, served from the window of rows kept from an
+    // earlier read where it holds them all.
+    void ReadPeakBytes(int64_t position, uint8_t* target, int64_t bytes);
+    // Forgets the window; called whenever the peak source is replaced.
+    void DropPeakWindow();
 
     IBasicIO* m_data = nullptr;
     IBasicIO* m_peak = nullptr;
@@ -116,6 +122,13 @@ private:
     WAVEFORMATEX m_format{};
     int64_t m_length = 0;
     CPeakFileManager m_peakManager;
+    // Rows of the peak source around the last read that went to it. A display reads peaks column
+    // by column, each a few kilobytes on from the last, so most reads are served from here. Only
+    // rows already written whole are kept. Guarded by m_windowLock, taken after m_lock when both.
+    std::mutex m_windowLock;
+    IBasicIO* m_windowSource = nullptr;
+    int64_t m_windowStart = 0;
+    std::vector<uint8_t> m_window;
     std::string m_fileName;
 };
 

@@ -331,9 +331,12 @@ void CPeakFileManager::Discard(IBasicIO* peak) {
         CFile::Remove(name);
 }
 
-bool CPeakFileManager::ReadRows(IBasicIO& peak, int64_t position, void* target, int64_t bytes) {
+bool CPeakFileManager::ReadRows(IBasicIO& peak, int64_t position, void* target, int64_t bytes,
+                                int64_t* settled) {
     auto* out = static_cast<uint8_t*>(target);
     CBasicIOLock lock(peak);
+    if (settled != nullptr)
+        *settled = std::clamp<int64_t>(peak.GetLength() - position, 0, std::max<int64_t>(bytes, 0));
     auto* fileIO = dynamic_cast<CFileIO*>(&peak);
     if (fileIO != nullptr && fileIO->GetFile() != nullptr && fileIO->GetFile()->IsOpen())
         return ReadFileAt(*fileIO, position, out, bytes);

@@ -66,8 +66,11 @@ public:
     // `bytes` of rows from byte `position` of a peak object, under its lock (a scan may be writing
     // rows meanwhile). A peak file is read where it stands with positional reads, leaving the
     // object's position alone; other objects seek and read. Bytes past the end read as zeros.
-    // False when the source failed; what it did not deliver is then zeros.
-    static bool ReadRows(IBasicIO& peak, int64_t position, void* target, int64_t bytes);
+    // False when the source failed; what it did not deliver is then zeros. `settled`, when given,
+    // receives how many of the bytes lay inside the object's length during the read: rows written
+    // whole, which no scan changes any more.
+    static bool ReadRows(IBasicIO& peak, int64_t position, void* target, int64_t bytes,
+                         int64_t* settled = nullptr);
 
 private:
     std::string m_directory;

@@ -160,6 +160,55 @@ TEST_F(PCMAudioTest, ReadPeaks_BlockMode_ReadsRowsFromThePeakSource) {
     EXPECT_EQ(small->Row(0)[1].minimum, 10.0f);
 }
 
+TEST_F(PCMAudioTest, ReadPeaks_FineMode_EqualsTheSamplesAtEveryDepthAcrossSilenceAtBothEnds) {
+    for (int bits : {8, 16, 24, 32}) {
+        const int64_t range = bits == 8 ? 256 : int64_t{1} << (bits - 1);
+        auto stream = Open(test::PcmFormat(2, 44100, bits), 3000, [&](int64_t f, int c) {
+            const int64_t v = (f * 7919 + c * 104729) % range;
+            return bits == 8 ? v : v - range / 2;
+        });
+        // More values than one conversion run, starting before the stream and ending after it.
+        const CSection section(-100, 3100);
+        std::unique_ptr<CPeakData> peaks(stream->ReadPeaks(section, false));
+        std::unique_ptr<CMediaData> samples(stream->ReadFrames(section));
+        ASSERT_EQ(peaks->GetCount(), 3200) << bits;
+        ASSERT_EQ(peaks->GetChannels(), 2);
+        for (int64_t i = 0; i < 3200 * 2; ++i) {
+            ASSERT_EQ(peaks->GetData()[i].minimum, samples->GetFloats()[i]) << bits << " " << i;
+            ASSERT_EQ(peaks->GetData()[i].maximum, samples->GetFloats()[i]) << bits << " " << i;
+        }
+    }
+}
+
+TEST_F(PCMAudioTest, ReadPeaks_BlockMode_RowsWrittenAfterAReadAreSeenByTheNext) {
+    const std::string path = home.root + "/growing.wav";
+    const WAVEFORMATEX format = test::PcmFormat(2, 44100, 16);
+    test::WriteWav(path, format, 256 * 8, Ramp16);
+    IBasicIO* peak = peaks.CreatePeakFile("");
+    std::vector<float> rows(8 * 2 * 2);
+    for (size_t i = 0; i < rows.size(); ++i)
+        rows[i] = static_cast<float>(i + 1);
+    ASSERT_TRUE(peak->Write(rows.data(), 4 * 16)); // rows 0-3, as a scan under way has them
+    CPCMAudio stream;
+    ASSERT_TRUE(stream.Attach(test::OpenWavSamples(path, format), peak));
+
+    std::unique_ptr<CPeakData> early(stream.ReadPeaks(CSection(0, 256 * 8), true));
+    ASSERT_EQ(early->GetCount(), 8);
+    EXPECT_EQ(early->Row(3)[1].maximum, 16.0f);
+    EXPECT_EQ(early->Row(5)[0].minimum, 0.0f); // not written yet
+
+    // The scan goes on, as it writes: lock, seek, write.
+    peak->Lock();
+    peak->Seek(4 * 16);
+    ASSERT_TRUE(peak->Write(rows.data() + 16, 4 * 16));
+    peak->Unlock();
+    std::unique_ptr<CPeakData> later(stream.ReadPeaks(CSection(256 * 2, 256 * 8), true));
+    ASSERT_EQ(later->GetCount(), 6);
+    EXPECT_EQ(later->Row(0)[0].minimum, 9.0f);  // row 2, from before
+    EXPECT_EQ(later->Row(3)[0].minimum, 21.0f); // row 5, written since
+    EXPECT_EQ(later->Row(5)[1].maximum, 32.0f);
+}
+
 TEST_F(PCMAudioTest, Attach_UnusableFormat_IsRefused) {
     const std::string path = home.root + "/bad.wav";
     WAVEFORMATEX format = test::PcmFormat(2, 44100, 16);
