@@ -50,10 +50,10 @@ void CPeakData::Resize(int32_t rows) {
     m_capacity = rows;
 }
 
-void CPeakData::Allocate(int32_t rows, int32_t channels, int32_t framesPerRow) {
+void CPeakData::Allocate(int32_t rows, int32_t channels, int32_t framesPerRow, bool zeroed) {
     delete[] m_data;
     const int64_t count = static_cast<int64_t>(rows > 0 ? rows : 0) * channels;
-    m_data = new PeakPair[count > 0 ? count : 1]();
+    m_data = zeroed ? new PeakPair[count > 0 ? count : 1]() : new PeakPair[count > 0 ? count : 1];
     m_rows = rows > 0 ? rows : 0;
     m_capacity = m_rows;
     m_channels = channels;

@@ -32,7 +32,8 @@ public:
     virtual void SetTag(int32_t tag) { m_tag = tag; }
     virtual void SetFramesPerRow(int32_t frames) { m_framesPerRow = frames; }
 
-    void Allocate(int32_t rows, int32_t channels, int32_t framesPerRow);
+    // Rows start as zeros, or, with `zeroed` false, undefined for a caller that writes them all.
+    void Allocate(int32_t rows, int32_t channels, int32_t framesPerRow, bool zeroed = true);
     // Takes over an array allocated with new PeakPair[rows * channels].
     void Adopt(PeakPair* data, int32_t rows, int32_t channels, int32_t framesPerRow);
 

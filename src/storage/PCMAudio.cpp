@@ -297,7 +297,7 @@ CPeakData* CPCMAudio::ReadPeaks(CSection section, bool blockMode) {
 
     const int64_t count = std::max<int64_t>(section.SectionLength() / kFramesPerPeakRow, 1);
     peaks->Allocate(static_cast<int32_t>(std::min<int64_t>(count, INT32_MAX / (channels * 8))), channels,
-                    kFramesPerPeakRow);
+                    kFramesPerPeakRow, false);
     auto* target = reinterpret_cast<uint8_t*>(peaks->GetData());
     const int64_t bytes = static_cast<int64_t>(peaks->GetByteSize());
     if (!m_peak || section.m_start < 0) {
@@ -347,7 +347,7 @@ void CPCMAudio::ReadSamplePeaks(CSection section, CPeakData& peaks) {
     if (align == 0 || m_nativeFormat.nChannels != channels ||
         frames * std::max<int64_t>(align, m_format.nBlockAlign) > INT32_MAX)
         frames = 0;
-    peaks.Allocate(static_cast<int32_t>(frames), channels, 1);
+    peaks.Allocate(static_cast<int32_t>(frames), channels, 1, false);
     if (frames == 0)
         return;
 

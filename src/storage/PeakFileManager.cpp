@@ -344,7 +344,10 @@ bool CPeakFileManager::ReadRows(IBasicIO& peak, int64_t position, void* target, 
     bool ok = true;
     while (bytes > 0) {
         const int64_t piece = std::min(bytes, kRowReadPiece);
-        ok = peak.Read(out, static_cast<uint32_t>(piece)) && ok;
+        if (!peak.Read(out, static_cast<uint32_t>(piece))) {
+            std::memset(out, 0, static_cast<size_t>(piece));
+            ok = false;
+        }
         out += piece;
         bytes -= piece;
     }
