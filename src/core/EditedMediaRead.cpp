@@ -258,9 +258,25 @@ bool CEditedMedia::Render(CStreamOut& sink, const CSection& section, const CTran
         return refused;
     };
 
+    // The sink may finish blocks on a thread of its own meanwhile; a failure it finds late still
+    // fails the render.
+    struct Background {
+        CStreamOut& sink;
+        bool ended = false;
+        int32_t End() {
+            ended = true;
+            return sink.EndBackgroundWrites();
+        }
+        ~Background() {
+            if (!ended)
+                sink.EndBackgroundWrites();
+        }
+    } background{sink};
+    sink.BeginBackgroundWrites();
     const bool ok = RenderPipeline(blockFrames, frameSize, read, write, finished, m_cancel);
+    const bool late = background.End() != 0;
     FreeCursor(cursor);
-    return ok;
+    return ok && !late;
 }
 
 } // namespace tw

@@ -32,6 +32,13 @@ public:
     // Bytes taken so far.
     virtual int32_t GetBytesWritten() = 0;
 
+    // Bracket a long run of Write calls from one thread (a render). Inside, a sink may finish its
+    // blocks on a thread of its own: Write then reports the failure of an earlier block rather
+    // than of its own, and End waits for all that was handed in and gives 0 or the failure. A
+    // sink without such a thread ignores both.
+    virtual void BeginBackgroundWrites() {}
+    virtual int32_t EndBackgroundWrites() { return 0; }
+
     // Selects `noiseFilter` (CDitherWeight numbers) on all eight channels, clears the error
     // accumulators and switches dither on or off. Dither acts on 8- and 16-bit output only.
     // The noise generator is reseeded from rand() here and at construction: runs after the same

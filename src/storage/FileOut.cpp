@@ -10,6 +10,7 @@
 namespace tw {
 
 bool CFileOut::Attach(IBasicIO* data, IBasicIO* peak, bool inputIsFloat) {
+    m_writer.Finish();
     m_data = nullptr;
     m_peak = nullptr;
     m_peaksWanted = false;
@@ -139,20 +140,41 @@ int32_t CFileOut::Write(CMediaData& block) {
     const int64_t frames = block.GetByteCount() / (channels * 4);
     if (frames == 0)
         return kOk;
-    // The integer image of a block is made in the same buffer every time; a block's worth of
-    // memory per write is all the sink keeps.
     const auto bytes = static_cast<uint32_t>(frames * m_format.nBlockAlign);
-    if (m_scratch.size() < bytes)
-        m_scratch.resize(bytes);
-    // Block align may be wider than the samples; the padding stays zero, as in a fresh block.
+    const bool background = m_writer.Running();
+    if (background && m_writer.Failed())
+        return kWriteFailed;
+    // The integer image of a block goes into a buffer of the background writer's ring, or else
+    // into the same buffer every time.
+    uint8_t* image;
+    if (background) {
+        image = m_writer.Acquire(bytes);
+    } else {
+        if (m_scratch.size() < bytes)
+            m_scratch.resize(bytes);
+        image = m_scratch.data();
+    }
+    // Block align may be wider than the samples; the padding stays zero.
     if (m_format.nBlockAlign > channels * m_format.wBitsPerSample / 8)
-        std::memset(m_scratch.data(), 0, bytes);
-    QuantizeFrames(m_scratch.data(), block.GetFloats(), block.GetByteCount(), m_format.wBitsPerSample,
-                   channels);
-    if (!m_data->Write(m_scratch.data(), bytes))
+        std::memset(image, 0, bytes);
+    QuantizeFrames(image, block.GetFloats(), block.GetByteCount(), m_format.wBitsPerSample, channels);
+    if (background) {
+        m_writer.Submit(bytes);
+        return kOk;
+    }
+    if (!m_data->Write(image, bytes))
         return kWriteFailed;
     m_bytesWritten += bytes;
     return kOk;
+}
+
+void CFileOut::BeginBackgroundWrites() {
+    if (m_data != nullptr && m_inputIsFloat)
+        m_writer.Start(m_data, &m_bytesWritten);
+}
+
+int32_t CFileOut::EndBackgroundWrites() {
+    return m_writer.Finish() ? kOk : kWriteFailed;
 }
 
 } // namespace tw

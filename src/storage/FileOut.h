@@ -8,6 +8,7 @@
 #pragma once
 
 #include "core/StreamOut.h"
+#include "storage/BackgroundWriter.h"
 
 #include <tidework/wavefmt.h>
 
@@ -28,7 +29,7 @@ public:
     static constexpr int kPeakBlockFrames = 256;
 
     CFileOut() = default;
-    ~CFileOut() override = default;
+    ~CFileOut() override = default; // the writer, destroyed first, writes what it holds
 
     // Takes the format of `data`; peaks are built when `peak` is not null. `inputIsFloat` says the
     // blocks given to Write are float frames to be quantised (otherwise they are already in the
@@ -41,6 +42,11 @@ public:
     // 0 success, 1 no target attached, 4 a write of samples failed (nothing is counted then). A
     // failing peak write does not fail the samples: peaks can always be rebuilt by a scan.
     int32_t Write(CMediaData& block) override;
+    // Between these, quantised float blocks are written by a thread of the sink's own while the
+    // caller makes the next ones; bytes are counted as they reach the target. Without float input
+    // the writes stay on the caller's thread.
+    void BeginBackgroundWrites() override;
+    int32_t EndBackgroundWrites() override;
     // Frames written: bytes written / block align.
     int32_t GetPosition() override;
     int32_t GetBytesWritten() override { return static_cast<int32_t>(m_bytesWritten.load()); }
@@ -61,6 +67,7 @@ private:
     int32_t m_blockFrames = 0;
     WAVEFORMATEX m_format{};
     std::vector<uint8_t> m_scratch;
+    CBackgroundWriter m_writer;
 };
 
 } // namespace tw

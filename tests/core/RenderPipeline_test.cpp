@@ -105,5 +105,32 @@ TEST(Render, AStopFromAnotherThreadEndsItAndAFailedWriteIsTheLast) {
     }
 }
 
+// A sink that finishes blocks late: its failure shows only when the run ends.
+class LateSink : public BlockSink {
+public:
+    void BeginBackgroundWrites() override { ++begun; }
+    int32_t EndBackgroundWrites() override {
+        ++ended;
+        return lateFailure;
+    }
+    int begun = 0;
+    int ended = 0;
+    int32_t lateFailure = 0;
+};
+
+TEST(Render, BracketsItsWritesForTheSinkAndFailsOnALateFailure) {
+    CEditedMedia media;
+    FadedDocument(media, 30000);
+    LateSink good;
+    EXPECT_TRUE(media.Render(good, CSection(0, 20000), nullptr, false, nullptr, nullptr));
+    EXPECT_EQ(good.begun, 1);
+    EXPECT_EQ(good.ended, 1);
+    LateSink late;
+    late.lateFailure = 4;
+    EXPECT_FALSE(media.Render(late, CSection(0, 20000), nullptr, false, nullptr, nullptr));
+    EXPECT_EQ(late.blocks.size(), 10u); // every block was taken; the failure came after
+    EXPECT_EQ(late.ended, 1);
+}
+
 } // namespace
 } // namespace tw

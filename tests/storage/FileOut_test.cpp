@@ -9,7 +9,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <random>
 #include <vector>
@@ -36,7 +38,7 @@ public:
     std::string GetTypeName() override { return "VectorIO"; }
 
     std::vector<uint8_t> bytes;
-    bool fail = false;
+    std::atomic<bool> fail{false}; // read by a background writer
 
 private:
     size_t m_position = 0;
@@ -115,6 +117,51 @@ TEST(FileOut, FloatInput_IsQuantisedAndCountedAndAFailedWriteCountsNothing) {
     EXPECT_EQ(WriteFloats(out, samples.data(), 10, 2), CFileOut::kWriteFailed);
     EXPECT_EQ(out.GetBytesWritten(), 1200);
     EXPECT_EQ(out.GetPosition(), 300);
+}
+
+TEST(FileOut, BackgroundWrites_GiveTheBytesOfPlainWritesAndReportAFailureAtTheEnd) {
+    std::vector<float> samples(2 * 3000);
+    for (size_t i = 0; i < samples.size(); ++i)
+        samples[i] = static_cast<float>(0.8 * std::sin(0.003 * static_cast<double>(i)));
+    // Two sinks with the same dither noise: one writes by itself, one through its thread.
+    VectorIO plain(Pcm(2, 16));
+    VectorIO threaded(Pcm(2, 16));
+    CFileOut a;
+    CFileOut b;
+    ASSERT_TRUE(a.Attach(&plain, nullptr, true));
+    ASSERT_TRUE(b.Attach(&threaded, nullptr, true));
+    std::srand(31);
+    a.SetDither(true, 0);
+    std::srand(31);
+    b.SetDither(true, 0);
+    b.BeginBackgroundWrites();
+    int at = 0;
+    for (int frames = 1; at + frames <= 3000; frames = frames * 2 + 1) {
+        ASSERT_EQ(WriteFloats(a, samples.data() + 2 * at, frames, 2), CFileOut::kOk);
+        ASSERT_EQ(WriteFloats(b, samples.data() + 2 * at, frames, 2), CFileOut::kOk);
+        at += frames;
+    }
+    for (; at + 7 <= 3000; at += 7) {
+        ASSERT_EQ(WriteFloats(a, samples.data() + 2 * at, 7, 2), CFileOut::kOk);
+        ASSERT_EQ(WriteFloats(b, samples.data() + 2 * at, 7, 2), CFileOut::kOk);
+    }
+    EXPECT_EQ(b.EndBackgroundWrites(), CFileOut::kOk);
+    EXPECT_EQ(threaded.bytes, plain.bytes);
+    EXPECT_EQ(b.GetBytesWritten(), a.GetBytesWritten());
+
+    // A target that fails: nothing more is counted, and the end of the run says so.
+    const int32_t before = b.GetBytesWritten();
+    threaded.fail = true;
+    b.BeginBackgroundWrites();
+    for (int i = 0; i < 40; ++i)
+        WriteFloats(b, samples.data(), 100, 2);
+    EXPECT_EQ(WriteFloats(b, samples.data(), 100, 2), CFileOut::kWriteFailed);
+    EXPECT_EQ(b.EndBackgroundWrites(), CFileOut::kWriteFailed);
+    EXPECT_EQ(b.GetBytesWritten(), before);
+    // Outside a run the sink writes by itself again.
+    threaded.fail = false;
+    EXPECT_EQ(WriteFloats(b, samples.data(), 100, 2), CFileOut::kOk);
+    EXPECT_EQ(b.GetBytesWritten(), before + 400);
 }
 
 TEST(FileOut, PeakRows_OnlyForWholeBlocksOf256FramesAcrossWrites) {
