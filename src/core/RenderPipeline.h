@@ -15,6 +15,7 @@
 #include <cstdint>
 #include <exception>
 #include <mutex>
+#include <pthread.h>
 #include <system_error>
 #include <thread>
 
@@ -67,6 +68,7 @@ bool RenderPipeline(int64_t blockFrames, int32_t frameSize, Read& read, Write& w
     std::exception_ptr failure;
 
     auto reader = [&] {
+        pthread_setname_np(pthread_self(), "tw-render-read");
         try {
             for (int head = 0;; head = (head + 1) % kBlocks) {
                 {

@@ -2,6 +2,7 @@
 
 #include "storage/BasicIO.h"
 
+#include <pthread.h>
 #include <system_error>
 
 namespace tw {
@@ -52,6 +53,7 @@ void CBackgroundWriter::Submit(size_t bytes) {
 }
 
 void CBackgroundWriter::Run() {
+    pthread_setname_np(pthread_self(), "tw-file-write");
     for (;;) {
         {
             std::unique_lock<std::mutex> guard(m_lock);
