@@ -90,21 +90,25 @@ void MergePeakRows(PeakPair* column, const PeakPair* rows, int64_t count, int32_
         if (slot / 2 < channels)
             start[k] = slot % 2 == 0 ? column[slot / 2].minimum : column[slot / 2].maximum;
     }
-    Vec4 low[2], high[2];
-    std::memcpy(low, start, sizeof low);
-    std::memcpy(high, start, sizeof high);
+    Vec4 low0, low1;
+    std::memcpy(&low0, start, sizeof low0);
+    std::memcpy(&low1, start + 4, sizeof low1);
+    Vec4 high0 = low0, high1 = low1;
     const auto* values = reinterpret_cast<const float*>(rows);
     for (int64_t v = 0; v < steps; ++v) {
-        Vec4 x[2];
-        std::memcpy(x, values + 8 * v, sizeof x);
-        for (int h = 0; h < 2; ++h) {
-            low[h] = x[h] < low[h] ? x[h] : low[h];
-            high[h] = x[h] > high[h] ? x[h] : high[h];
-        }
+        Vec4 x0, x1;
+        std::memcpy(&x0, values + 8 * v, sizeof x0);
+        std::memcpy(&x1, values + 8 * v + 4, sizeof x1);
+        low0 = x0 < low0 ? x0 : low0;
+        low1 = x1 < low1 ? x1 : low1;
+        high0 = x0 > high0 ? x0 : high0;
+        high1 = x1 > high1 ? x1 : high1;
     }
     float lows[8], highs[8];
-    std::memcpy(lows, low, sizeof lows);
-    std::memcpy(highs, high, sizeof highs);
+    std::memcpy(lows, &low0, sizeof low0);
+    std::memcpy(lows + 4, &low1, sizeof low1);
+    std::memcpy(highs, &high0, sizeof high0);
+    std::memcpy(highs + 4, &high1, sizeof high1);
 
     const PeakPair* rest = rows + steps * perStep * stride;
     const int64_t restCount = count - steps * perStep;
