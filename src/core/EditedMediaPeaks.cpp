@@ -26,6 +26,8 @@ constexpr int64_t kPeakRowFrames = 256;
 // column is read by itself.
 constexpr int64_t kFinePeakLimit = 256;
 constexpr int64_t kColumnReadLimit = 1280;
+// Frames of fine peaks read at a time when a long piece is merged straight into display columns.
+constexpr int64_t kFineChunkFrames = 4096;
 
 int64_t TimelineLength(const CMediaEvent* event) {
     return event->GetTimelineSection().SectionLength();
@@ -50,9 +52,6 @@ CPeakData* ProcessPeaks(const CMediaEvent* event, CPeakData* peaks) {
     }
     return peaks;
 }
-
-// Frames of fine peaks read at a time when a long piece is merged straight into display columns.
-constexpr int64_t kFineChunkFrames = 4096;
 
 // Where one event meets a section read for peaks: the document range [from, to) inside the event
 // that begins at document position `start`, and the event before it, whose fade tail may overlap.
