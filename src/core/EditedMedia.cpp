@@ -93,6 +93,7 @@ int64_t CEditedMedia::GetLength() const {
 }
 
 void CEditedMedia::AddMedia(CMediaStream* stream, int64_t position) {
+    const ListEdit edit(*this);
     if (stream == nullptr)
         return;
     m_sources.push_back(stream);
@@ -149,10 +150,38 @@ void CEditedMedia::AddTransform(CTransformBase* transform) {
     ObjectPool().AddRef(transform);
 }
 
-int32_t CEditedMedia::Find(int64_t position, bool orEqual, int64_t* acc) const {
+void CEditedMedia::MeasureLengths() {
+    m_lengths.resize(m_events.size());
+    for (size_t i = 0; i < m_events.size(); ++i)
+        m_lengths[i] = m_events[i]->GetChain().GetCount() != 0 ? -1 : TimelineLength(m_events[i]);
+    m_lengthsAt = EventTimingChanges();
+    m_lengthsValid = true;
+}
+
+void CEditedMedia::Remeasured(size_t from, size_t newEnd, size_t oldSize) {
+    if (!m_lengthsValid || m_lengths.size() != oldSize)
+        return;
+    newEnd = std::min(newEnd, m_events.size());
+    from = std::min(from, newEnd);
+    const auto grown = static_cast<std::ptrdiff_t>(m_events.size()) - static_cast<std::ptrdiff_t>(oldSize);
+    const std::ptrdiff_t oldEnd = static_cast<std::ptrdiff_t>(newEnd) - grown;
+    if (oldEnd < static_cast<std::ptrdiff_t>(from) || oldEnd > static_cast<std::ptrdiff_t>(oldSize))
+        return;
+    m_lengths.erase(m_lengths.begin() + At(from), m_lengths.begin() + oldEnd);
+    m_lengths.insert(m_lengths.begin() + At(from), newEnd - from, 0);
+    for (size_t k = from; k < newEnd; ++k)
+        m_lengths[k] = m_events[k]->GetChain().GetCount() != 0 ? -1 : TimelineLength(m_events[k]);
+    m_lengthsAt = EventTimingChanges();
+    m_keepLengths = true;
+}
+
+int32_t CEditedMedia::Find(int64_t position, bool orEqual, int64_t* acc) {
+    if (!m_lengthsValid || m_lengthsAt != EventTimingChanges() || m_lengths.size() != m_events.size())
+        MeasureLengths();
     int64_t sum = 0;
-    for (size_t i = 0; i < m_events.size(); ++i) {
-        const int64_t end = sum + TimelineLength(m_events[i]);
+    for (size_t i = 0; i < m_lengths.size(); ++i) {
+        const int64_t length = m_lengths[i] >= 0 ? m_lengths[i] : TimelineLength(m_events[i]);
+        const int64_t end = sum + length;
         if (end > position || (orEqual && end == position)) {
             *acc = sum;
             return static_cast<int32_t>(i);
@@ -186,6 +215,7 @@ void CEditedMedia::EraseEvent(size_t index) {
 }
 
 void CEditedMedia::ApplyTransform(const CSection& s, CTransformBase* transform) {
+    const ListEdit edit(*this);
     if (transform == nullptr)
         return;
     transform->SetLength(s.SectionLength());
@@ -195,6 +225,7 @@ void CEditedMedia::ApplyTransform(const CSection& s, CTransformBase* transform) 
     const int32_t first = Find(s.m_start, false, &acc);
     if (first < 0)
         return;
+    const size_t oldSize = m_events.size();
     std::vector<CMediaEvent*> covered;
     size_t i = static_cast<size_t>(first);
     while (i < m_events.size()) {
@@ -229,11 +260,13 @@ void CEditedMedia::ApplyTransform(const CSection& s, CTransformBase* transform) 
     }
     for (CMediaEvent* event : covered)
         event->AddTransform(transform);
+    Remeasured(static_cast<size_t>(first), i, oldSize);
 }
 
 void CEditedMedia::CopyTo(CEditedMedia& d, const CSection& s) {
     if (&d == this)
         throw std::invalid_argument("CopyTo: a document cannot be copied into itself");
+    const ListEdit edited(d);
     d.Clear();
     d.ShareSourcesOf(*this);
     if (m_events.empty())
@@ -275,11 +308,14 @@ void CEditedMedia::CopyTo(CEditedMedia& d, const CSection& s) {
 }
 
 void CEditedMedia::DeleteSection(const CSection& s, bool markSplice) {
+    const ListEdit edit(*this);
     int64_t acc = 0;
     const int32_t found = Find(s.m_start, true, &acc);
     if (found < 0)
         return;
     size_t i = static_cast<size_t>(found);
+    const size_t oldSize = m_events.size();
+    auto remeasured = [&](size_t newEnd) { Remeasured(static_cast<size_t>(found), newEnd, oldSize); };
     CMediaEvent* event = m_events[i];
     const CSection a = event->GetTimelineSection();
     const int64_t off = a.m_start - acc;
@@ -291,6 +327,7 @@ void CEditedMedia::DeleteSection(const CSection& s, bool markSplice) {
             tail->m_spliceFlag = true;
         event->SetTimelineSection(CSection(a.m_start, off + s.m_start));
         m_events.insert(m_events.begin() + At(i) + 1, tail);
+        remeasured(i + 2);
         return;
     }
 
@@ -300,15 +337,23 @@ void CEditedMedia::DeleteSection(const CSection& s, bool markSplice) {
         EraseEvent(i);
     else
         ++i;
-    if (m_events.empty())
+    if (m_events.empty()) {
+        remeasured(0);
         return;
-
-    while (i < m_events.size() && acc + TimelineLength(m_events[i]) < s.m_end) {
-        acc += TimelineLength(m_events[i]);
-        EraseEvent(i);
     }
-    if (i >= m_events.size())
+
+    // The events the cut covers whole leave the list in one move.
+    size_t covered = i;
+    while (covered < m_events.size() && acc + TimelineLength(m_events[covered]) < s.m_end) {
+        acc += TimelineLength(m_events[covered]);
+        delete m_events[covered];
+        ++covered;
+    }
+    m_events.erase(m_events.begin() + At(i), m_events.begin() + At(covered));
+    if (i >= m_events.size()) {
+        remeasured(i);
         return;
+    }
     CMediaEvent* follower = m_events[i];
     const CSection b = follower->GetTimelineSection();
     follower->SetTimelineSection(CSection(b.m_start - acc + s.m_end, b.m_end));
@@ -316,15 +361,19 @@ void CEditedMedia::DeleteSection(const CSection& s, bool markSplice) {
         // The cut ended exactly on this event's end: the mark belongs to the event now behind
         // the cut, if there is one.
         EraseEvent(i);
-        if (i >= m_events.size())
+        if (i >= m_events.size()) {
+            remeasured(i);
             return;
+        }
         follower = m_events[i];
     }
     if (markSplice)
         follower->m_spliceFlag = true;
+    remeasured(i + 1);
 }
 
 void CEditedMedia::InsertMedia(CEditedMedia& other, int64_t position, bool markPasted) {
+    const ListEdit edit(*this);
     if (&other == this)
         throw std::invalid_argument("InsertMedia: a document cannot be inserted into itself");
     if (markPasted) {
@@ -337,6 +386,7 @@ void CEditedMedia::InsertMedia(CEditedMedia& other, int64_t position, bool markP
 
     int64_t acc = 0;
     const int32_t found = Find(position, false, &acc);
+    const size_t oldSize = m_events.size();
     size_t insertAt = 0; // in front of this index
     if (found >= 0) {
         const size_t i = static_cast<size_t>(found);
@@ -359,9 +409,12 @@ void CEditedMedia::InsertMedia(CEditedMedia& other, int64_t position, bool markP
     for (const CMediaEvent* event : other.m_events)
         copies.push_back(new CMediaEvent(*event, event->GetTimelineSection(), true));
     m_events.insert(m_events.begin() + At(insertAt), copies.begin(), copies.end());
+    // A split leaves its rest behind the copies.
+    Remeasured(found >= 0 ? static_cast<size_t>(found) : 0, insertAt + copies.size() + 1, oldSize);
 }
 
 int64_t CEditedMedia::MoveSplice(CMediaEvent* event, int64_t delta) {
+    const ListEdit edit(*this);
     const auto it = std::find(m_events.begin(), m_events.end(), event);
     if (it == m_events.end() || it + 1 == m_events.end())
         return 0;
@@ -388,37 +441,70 @@ int64_t CEditedMedia::MoveSplice(CMediaEvent* event, int64_t delta) {
 }
 
 void CEditedMedia::RemoveTransform(CTransformBase* transform) {
+    // Compact, last, decides what becomes of the measured lengths.
     for (CMediaEvent* event : m_events)
-        event->GetChain().Remove(transform);
+        event->RemoveTransform(transform);
     Compact();
 }
 
 void CEditedMedia::Compact() {
-    size_t i = 0;
-    while (i < m_events.size()) {
-        CMediaEvent* event = m_events[i];
+    const ListEdit edit(*this);
+    // One pass with the taken-out slots emptied and closed up at the end: erasing in place would
+    // move the rest of the list once per joined pair. `r` walks the list as it was; since every
+    // removal happens at the walk's own place, the list's index i and r stay in step. An event
+    // the walk leaves behind is final (a join changes only the event ahead), so its length is
+    // measured then, while it is at hand, for the next edit's walk.
+    const size_t count = m_events.size();
+    m_lengths.clear();
+    m_lengths.reserve(count);
+    auto closeUp = [this] {
+        m_events.erase(std::remove(m_events.begin(), m_events.end(), nullptr), m_events.end());
+    };
+    auto take = [this](size_t r) {
+        delete m_events[r];
+        m_events[r] = nullptr;
+    };
+    auto pass = [this](size_t r) {
+        const CMediaEvent* event = m_events[r];
+        m_lengths.push_back(event->GetChain().GetCount() != 0 ? -1 : TimelineLength(event));
+    };
+    size_t r = 0;
+    while (r < count) {
+        CMediaEvent* event = m_events[r];
         if (SourceEnd(event) - SourceStart(event) <= 0) {
-            EraseEvent(i);
-            if (i >= m_events.size())
+            take(r);
+            if (++r >= count) {
+                closeUp();
                 throw std::invalid_argument("Compact: no event behind a deleted last event");
+            }
             // The walk steps once more here: the event behind the deleted one goes unexamined,
             // and the pair after it has nothing to join with.
-            ++i;
+            pass(r);
+            ++r;
             continue;
         }
-        if (i + 1 >= m_events.size())
-            return;
-        CMediaEvent* next = m_events[i + 1];
+        if (r + 1 >= count) {
+            pass(r);
+            break;
+        }
+        CMediaEvent* next = m_events[r + 1];
         const bool joinable = event->GetStream() == next->GetStream() &&
                               SourceEnd(event) == SourceStart(next) &&
                               ChainsMatch(event->GetChain(), next->GetChain());
         if (joinable) {
             next->SetTimelineSection(
                 CSection(event->GetTimelineSection().m_start, next->GetTimelineSection().m_end));
-            EraseEvent(i);
+            take(r);
         } else {
-            ++i;
+            pass(r);
         }
+        ++r;
+    }
+    closeUp();
+    if (m_lengths.size() == m_events.size()) {
+        m_lengthsAt = EventTimingChanges();
+        m_lengthsValid = true;
+        m_keepLengths = true;
     }
 }
 
@@ -445,6 +531,7 @@ void CEditedMedia::PrepareTransforms() {
 }
 
 void CEditedMedia::ClearEvents() {
+    const ListEdit edit(*this);
     for (CMediaEvent* event : m_events)
         delete event;
     m_events.clear();
@@ -485,6 +572,7 @@ bool CEditedMedia::NotifyListeners(bool change, const char16_t* path, int64_t pr
 }
 
 void CEditedMedia::Clear() {
+    const ListEdit edit(*this);
     // Events hold pointers only, so the order of the releases does not matter to them; a stream or
     // transform listed twice holds two references and is released twice.
     for (CMediaStream* stream : m_sources)

@@ -122,7 +122,11 @@ public:
     CMediaEvent* First();
     CMediaEvent* Next();
     const std::vector<CMediaEvent*>& GetEvents() const { return m_events; }
-    std::vector<CMediaEvent*>& GetEvents() { return m_events; }
+    // The caller may change the list: the lengths measured by the last edit are dropped.
+    std::vector<CMediaEvent*>& GetEvents() {
+        m_lengthsValid = false;
+        return m_events;
+    }
 
     int32_t GetSourceCount() const { return static_cast<int32_t>(m_sources.size()); }
     CMediaStream* GetSourceAt(int32_t index) const;
@@ -189,9 +193,38 @@ private:
     size_t m_walk = 0;
     std::vector<IMediaListener*> m_listeners;
 
+    // Timeline lengths of the events as an edit last measured them, so that the next edit's walk
+    // reads one small array instead of every event (a cut walks twice: copy, then delete). -1
+    // stands for an event with transforms, whose length follows its effects' settings and is
+    // measured every time. Current while the list is as it was (every edit drops it on its way
+    // out) and no event's timing changed since (EventTimingChanges). Only edits, which run on the
+    // document's thread, touch it.
+    std::vector<int64_t> m_lengths;
+    uint64_t m_lengthsAt = 0;
+    bool m_lengthsValid = false;
+    bool m_keepLengths = false;
+    // Drops the measured lengths when an edit leaves, whichever way it leaves, unless the edit
+    // brought them up to date itself (Remeasured).
+    struct ListEdit {
+        explicit ListEdit(CEditedMedia& media) : m_media(media) {}
+        ~ListEdit() {
+            if (!m_media.m_keepLengths)
+                m_media.m_lengthsValid = false;
+            m_media.m_keepLengths = false;
+        }
+        ListEdit(const ListEdit&) = delete;
+        ListEdit& operator=(const ListEdit&) = delete;
+        CEditedMedia& m_media;
+    };
+    void MeasureLengths();
+    // After an edit that found its place with Find and changed the list only in [from, newEnd) of
+    // its new order (the events behind are the old ones, moved by the change of size from
+    // `oldSize`): measures that stretch again and keeps the rest.
+    void Remeasured(size_t from, size_t newEnd, size_t oldSize);
+
     // The event at `position` and the document start of it (acc); index -1 when the walk runs out,
     // with acc at the total length. `orEqual` takes an event whose end equals the position.
-    int32_t Find(int64_t position, bool orEqual, int64_t* acc) const;
+    int32_t Find(int64_t position, bool orEqual, int64_t* acc);
     // Lists `other`'s sources and transforms that this one lacks, one reference each.
     void ShareSourcesOf(const CEditedMedia& other);
     void EraseEvent(size_t index);

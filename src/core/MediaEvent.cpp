@@ -4,6 +4,7 @@
 #include "core/MediaStream.h"
 #include "core/Transform.h"
 
+#include <atomic>
 #include <cmath>
 #include <limits>
 
@@ -30,7 +31,17 @@ int32_t Narrow(int64_t value) {
                : std::numeric_limits<int32_t>::min();
 }
 
+std::atomic<uint64_t> g_timingChanges{0};
+
+void CountTimingChange() {
+    g_timingChanges.fetch_add(1, std::memory_order_relaxed);
+}
+
 } // namespace
+
+uint64_t EventTimingChanges() {
+    return g_timingChanges.load(std::memory_order_relaxed);
+}
 
 CMediaEvent::CMediaEvent(CMediaStream* stream, const CSection& source) : m_source(source), m_stream(stream) {}
 
@@ -40,7 +51,7 @@ CMediaEvent::CMediaEvent(const CMediaEvent& other, const CSection& timeline, boo
         m_crossFade = other.m_crossFade;
         m_spliceFlag = other.m_spliceFlag;
     }
-    SetTimelineSection(timeline);
+    Place(timeline);
 }
 
 int32_t CMediaEvent::GetCrossFadeOut() const {
@@ -64,6 +75,23 @@ CSection CMediaEvent::GetSourceSection() const {
 }
 
 void CMediaEvent::SetTimelineSection(const CSection& timeline) {
+    Place(timeline);
+    CountTimingChange();
+}
+
+void CMediaEvent::AddTransform(CTransformBase* transform) {
+    m_chain.Add(transform);
+    CountTimingChange();
+}
+
+bool CMediaEvent::RemoveTransform(const CTransformBase* transform) {
+    const bool removed = m_chain.Remove(transform);
+    if (removed)
+        CountTimingChange();
+    return removed;
+}
+
+void CMediaEvent::Place(const CSection& timeline) {
     const double f = GetStretchFactor();
     m_source.m_start = TruncateToInt32(static_cast<double>(timeline.m_start) / f);
     m_source.m_end =
@@ -81,6 +109,7 @@ void CMediaEvent::SetCrossFade(int64_t documentFrames) {
         end = length;
     m_source.m_end = end;
     m_crossFade = fade;
+    CountTimingChange();
 }
 
 CMEReadAccess* CMediaEvent::MakeReadAccess() const {

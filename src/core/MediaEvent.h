@@ -42,13 +42,14 @@ public:
     // Sets the overlap with the next event, in document frames. The visible end stays; the read
     // range grows into the stream behind it, as far as the stream reaches.
     void SetCrossFade(int64_t documentFrames);
-    void AddTransform(CTransformBase* transform) { m_chain.Add(transform); }
+    void AddTransform(CTransformBase* transform);
+    // Takes every occurrence of the transform out of the chain; true when there was one.
+    bool RemoveTransform(const CTransformBase* transform);
     // A new read access (the caller owns it) with a read instance of each transform that gives one.
     CMEReadAccess* MakeReadAccess() const;
 
     CMediaStream* GetStream() const { return m_stream; }
     const CTransformChain& GetChain() const { return m_chain; }
-    CTransformChain& GetChain() { return m_chain; }
     const CSection& GetSourceRange() const { return m_source; }
     int64_t GetCrossFade() const { return m_crossFade; }
 
@@ -56,11 +57,18 @@ public:
     bool m_pastedFlag = false; // brought in by a paste
 
 private:
+    // SetTimelineSection without counting a change: a new event is in no list yet.
+    void Place(const CSection& timeline);
+
     int64_t m_crossFade = 0; // source frames of overlap with the next event
     CSection m_source;       // source frames, fade tail included
     CTransformChain m_chain;
     CMediaStream* m_stream;
 };
+
+// Grows with every change of any event's range, fade or chain after construction. A list that
+// measured its events remembers the count, and measures again when it has moved.
+uint64_t EventTimingChanges();
 
 // Truncation toward zero into a signed 32-bit result. Values outside the range (and NaN) give
 // INT32_MIN, as the processor's truncating conversion does.
