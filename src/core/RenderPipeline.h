@@ -4,9 +4,10 @@
 //
 // The reader fills a short ring of blocks in order and the writer (the thread that called
 // Render) empties it in the same order, so a sink gets exactly the blocks, and in the order, of a
-// plain loop. The reader stops at the end, at the cancel flag, or when the writer gives up; the
-// writer stops at a refused block or at the cancel flag, and then waits for the reader before it
-// returns. Where no second thread can be had, the same two steps run one after the other.
+// plain loop. Only the writer reads the cancel flag, as a plain loop would, once per block: it
+// stops there or at a refused block, and then stops the reader and waits for it before it
+// returns; the reader stops by itself only at the end. Where no second thread can be had, the same two steps
+// run one after the other.
 #pragma once
 
 #include "core/MediaData.h"
@@ -81,8 +82,6 @@ bool RenderPipeline(int64_t blockFrames, int32_t frameSize, Read& read, Write& w
                     if (stop)
                         break;
                 }
-                if (cancel != 0)
-                    break;
                 read(ring[head]);
                 bool wake;
                 {
