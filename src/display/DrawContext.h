@@ -18,6 +18,12 @@ namespace tw {
 using ColorRef = uint32_t; // 0x00BBGGRR
 
 QColor ToQColor(ColorRef colour);
+ColorRef ToColorRef(const QColor& colour);
+
+// The platform's colour for a system colour number (5 window, 8 window text, 0xD highlight,
+// 0xF button face, 0x10 button shadow, 0x1B gradient active caption, ...), taken from the
+// application's palette; 0 for a number the platform has no colour for.
+ColorRef SystemColor(int index);
 
 struct PixelRect {
     int left = 0, top = 0, right = 0, bottom = 0;

@@ -1,0 +1,377 @@
+#include "display/DrawContext.h"
+
+#include <QFontDatabase>
+#include <QFontMetrics>
+#include <QGuiApplication>
+#include <QPalette>
+
+#include <algorithm>
+#include <cstdlib>
+#include <vector>
+
+namespace tw {
+
+namespace {
+
+// A dashed pen of width 1 draws 18 pixels and leaves 6, counted along the line.
+constexpr int kDashOn = 18;
+constexpr int kDashPeriod = 24;
+
+QRgb OpaqueRgb(ColorRef colour) {
+    return ToQColor(colour).rgb() | 0xFF000000u;
+}
+
+// The pixels of a line from (x1, y1) towards (x2, y2), the end point left out, in drawing order.
+std::vector<QPoint> LinePixels(int x1, int y1, int x2, int y2) {
+    std::vector<QPoint> pixels;
+    const int dx = std::abs(x2 - x1), dy = std::abs(y2 - y1);
+    const int sx = x1 < x2 ? 1 : -1, sy = y1 < y2 ? 1 : -1;
+    pixels.reserve(static_cast<size_t>(std::max(dx, dy)));
+    int err = dx - dy, x = x1, y = y1;
+    while (x != x2 || y != y2) {
+        pixels.emplace_back(x, y);
+        const int e2 = 2 * err;
+        if (e2 > -dy) {
+            err -= dy;
+            x += sx;
+        }
+        if (e2 < dx) {
+            err += dx;
+            y += sy;
+        }
+    }
+    return pixels;
+}
+
+QFont MakeFont(const FontSpec& spec) {
+    QFont font = QFontDatabase::systemFont(QFontDatabase::GeneralFont);
+    font.setStyleHint(QFont::SansSerif);
+    font.setPixelSize(std::max(1, spec.height));
+    font.setWeight(static_cast<QFont::Weight>(std::clamp(spec.weight, 1, 1000)));
+    return font;
+}
+
+// `source` resampled to `dest`'s size by nearest neighbour over the `src` rectangle, opaque.
+QImage NearestStretch(const QImage& source, const PixelRect& src, const PixelRect& dest) {
+    const int dw = dest.Width(), dh = dest.Height();
+    QImage out(dw, dh, QImage::Format_RGB32);
+    const bool indexed = source.format() == QImage::Format_Indexed8;
+    const QImage plain =
+        indexed || source.format() == QImage::Format_RGB32 || source.format() == QImage::Format_ARGB32
+            ? source
+            : source.convertToFormat(QImage::Format_RGB32);
+    QList<QRgb> table;
+    if (indexed) {
+        table = plain.colorTable();
+        for (QRgb& c : table)
+            c |= 0xFF000000u;
+        table.resize(256, 0xFF000000u); // indexes past the table draw black
+    }
+    std::vector<int> columns(static_cast<size_t>(dw));
+    for (int x = 0; x < dw; ++x) {
+        const int sx = src.left + static_cast<int>(int64_t(x) * src.Width() / dw);
+        columns[size_t(x)] = std::clamp(sx, 0, plain.width() - 1);
+    }
+    for (int y = 0; y < dh; ++y) {
+        const int sy =
+            std::clamp(src.top + static_cast<int>(int64_t(y) * src.Height() / dh), 0, plain.height() - 1);
+        auto* row = reinterpret_cast<QRgb*>(out.scanLine(y));
+        if (indexed) {
+            const uchar* in = plain.constScanLine(sy);
+            for (int x = 0; x < dw; ++x)
+                row[x] = table[in[columns[size_t(x)]]];
+        } else {
+            const auto* in = reinterpret_cast<const QRgb*>(plain.constScanLine(sy));
+            for (int x = 0; x < dw; ++x)
+                row[x] = in[columns[size_t(x)]] | 0xFF000000u;
+        }
+    }
+    return out;
+}
+
+QImage MakeMark(int width, int height, ColorRef background) {
+    QImage mark(width, height, QImage::Format_RGB32);
+    mark.fill(OpaqueRgb(background));
+    return mark;
+}
+
+} // namespace
+
+QColor ToQColor(ColorRef colour) {
+    return QColor(int(colour & 0xFF), int((colour >> 8) & 0xFF), int((colour >> 16) & 0xFF));
+}
+
+ColorRef ToColorRef(const QColor& colour) {
+    return ColorRef(colour.red()) | (ColorRef(colour.green()) << 8) | (ColorRef(colour.blue()) << 16);
+}
+
+ColorRef SystemColor(int index) {
+    // Without an application there is no platform palette; the classic defaults stand in.
+    if (QGuiApplication::instance() == nullptr) {
+        static constexpr ColorRef kClassic[] = {
+            0xC8D0D4, 0x000000, 0x6A240A, 0x808080, 0xC8D0D4, 0xFFFFFF, 0x000000, 0x000000,
+            0x000000, 0xFFFFFF, 0xC8D0D4, 0xC8D0D4, 0x808080, 0x6A240A, 0xFFFFFF, 0xC8D0D4,
+            0x808080, 0x808080, 0x000000, 0xC8D0D4, 0xFFFFFF, 0x404040, 0xC8D0D4, 0x000000,
+            0xE1FFFF, 0xB5B5B5, 0x800000, 0xF0CAA6, 0xC0C0C0, 0x6A240A, 0xC8D0D4};
+        return index >= 0 && index < int(std::size(kClassic)) ? kClassic[index] : 0;
+    }
+    const QPalette palette = QGuiApplication::palette();
+    auto role = [&](QPalette::ColorRole r, QPalette::ColorGroup g = QPalette::Active) {
+        return ToColorRef(palette.color(g, r));
+    };
+    switch (index) {
+    case 0x00:
+        return role(QPalette::Button); // scroll bar
+    case 0x01:
+        return role(QPalette::Dark); // desktop
+    case 0x02:
+        return role(QPalette::Highlight); // active caption
+    case 0x03:
+        return role(QPalette::Mid); // inactive caption
+    case 0x04:
+        return role(QPalette::Window); // menu
+    case 0x05:
+        return role(QPalette::Base); // window
+    case 0x06:
+        return role(QPalette::Shadow); // window frame
+    case 0x07:
+        return role(QPalette::WindowText); // menu text
+    case 0x08:
+        return role(QPalette::Text); // window text
+    case 0x09:
+        return role(QPalette::HighlightedText); // caption text
+    case 0x0A:                                  // active border
+    case 0x0B:
+        return role(QPalette::Window); // inactive border
+    case 0x0C:
+        return role(QPalette::Dark); // application workspace
+    case 0x0D:
+        return role(QPalette::Highlight); // highlight
+    case 0x0E:
+        return role(QPalette::HighlightedText); // highlight text
+    case 0x0F:
+        return role(QPalette::Button); // button face
+    case 0x10:
+        return role(QPalette::Dark); // button shadow
+    case 0x11:
+        return role(QPalette::Text, QPalette::Disabled); // grey text
+    case 0x12:
+        return role(QPalette::ButtonText); // button text
+    case 0x13:
+        return role(QPalette::WindowText, QPalette::Disabled); // inactive caption text
+    case 0x14:
+        return role(QPalette::Light); // button highlight
+    case 0x15:
+        return role(QPalette::Shadow); // 3-D dark shadow
+    case 0x16:
+        return role(QPalette::Midlight); // 3-D light
+    case 0x17:
+        return role(QPalette::ToolTipText); // info text
+    case 0x18:
+        return role(QPalette::ToolTipBase); // info background
+    case 0x1A:
+        return role(QPalette::Link); // hot-tracked item
+    case 0x1B:
+        return ToColorRef(palette.color(QPalette::Highlight).lighter(160)); // gradient active
+    case 0x1C:
+        return ToColorRef(palette.color(QPalette::Mid).lighter(130)); // gradient inactive
+    case 0x1D:
+        return role(QPalette::Highlight); // menu highlight
+    case 0x1E:
+        return role(QPalette::Window); // menu bar
+    default:
+        return 0;
+    }
+}
+
+CDrawContext::CDrawContext(QImage& target) : m_image(target), m_painter(&target) {
+    m_painter.setRenderHint(QPainter::Antialiasing, false);
+}
+
+CDrawContext::~CDrawContext() {
+    m_painter.end();
+}
+
+void CDrawContext::FillRect(const PixelRect& r, ColorRef colour) {
+    if (r.Width() <= 0 || r.Height() <= 0)
+        return;
+    m_painter.fillRect(QRect(r.left, r.top, r.Width(), r.Height()), ToQColor(colour));
+}
+
+void CDrawContext::GradientRect(const PixelRect& r, ColorRef top, ColorRef bottom) {
+    const int h = r.Height();
+    if (r.Width() <= 0 || h <= 0)
+        return;
+    const int span = std::max(1, h - 1);
+    auto channel = [&](int shift, int row) {
+        const int a = int((top >> shift) & 0xFF), b = int((bottom >> shift) & 0xFF);
+        return ColorRef(a + (b - a) * row / span) << shift;
+    };
+    for (int row = 0; row < h; ++row) {
+        const ColorRef c = channel(0, row) | channel(8, row) | channel(16, row);
+        m_painter.fillRect(QRect(r.left, r.top + row, r.Width(), 1), ToQColor(c));
+    }
+}
+
+void CDrawContext::Line(int x1, int y1, int x2, int y2, ColorRef colour, LineStyle style) {
+    const QColor c = ToQColor(colour);
+    if (style == LineStyle::Solid && (x1 == x2 || y1 == y2)) {
+        // Straight runs are rectangles one pixel across, the far end left out.
+        if (x1 == x2 && y1 != y2)
+            m_painter.fillRect(QRect(x1, std::min(y1, y2 + 1), 1, std::abs(y2 - y1)), c);
+        else if (y1 == y2 && x1 != x2)
+            m_painter.fillRect(QRect(std::min(x1, x2 + 1), y1, std::abs(x2 - x1), 1), c);
+        return;
+    }
+    std::vector<QPoint> pixels = LinePixels(x1, y1, x2, y2);
+    if (style == LineStyle::Dash) {
+        size_t kept = 0;
+        for (size_t i = 0; i < pixels.size(); ++i)
+            if (int(i % kDashPeriod) < kDashOn)
+                pixels[kept++] = pixels[i];
+        pixels.resize(kept);
+    }
+    if (pixels.empty())
+        return;
+    m_painter.save();
+    m_painter.setPen(QPen(c, 1));
+    m_painter.drawPoints(pixels.data(), int(pixels.size()));
+    m_painter.restore();
+}
+
+void CDrawContext::XorLine(int x1, int y1, int x2, int y2, ColorRef colour, LineStyle style) {
+    m_painter.save();
+    m_painter.setCompositionMode(QPainter::RasterOp_SourceXorDestination);
+    Line(x1, y1, x2, y2, colour, style);
+    m_painter.restore();
+}
+
+void CDrawContext::StretchInvert(const QImage& mark, const PixelRect& dest) {
+    if (mark.isNull() || dest.Width() <= 0 || dest.Height() <= 0)
+        return;
+    // XOR with the mark: its white pixels invert, its black background leaves the pixel alone.
+    const QImage stretched = NearestStretch(mark, {0, 0, mark.width(), mark.height()}, dest);
+    m_painter.save();
+    m_painter.setCompositionMode(QPainter::RasterOp_SourceXorDestination);
+    m_painter.drawImage(dest.left, dest.top, stretched);
+    m_painter.restore();
+}
+
+void CDrawContext::StretchCopy(const QImage& source, const PixelRect& src, const PixelRect& dest) {
+    if (source.isNull() || src.Width() <= 0 || src.Height() <= 0 || dest.Width() <= 0 || dest.Height() <= 0)
+        return;
+    if (src.left < 0 || src.top < 0 || src.right > source.width() || src.bottom > source.height())
+        return;
+    const QImage stretched = NearestStretch(source, src, dest);
+    m_painter.save();
+    m_painter.setCompositionMode(QPainter::CompositionMode_Source);
+    m_painter.drawImage(dest.left, dest.top, stretched);
+    m_painter.restore();
+}
+
+void CDrawContext::DrawBitmap(int x, int y, const QImage& bitmap, std::optional<ColorRef> transparent) {
+    if (bitmap.isNull())
+        return;
+    QImage copy = bitmap.convertToFormat(QImage::Format_ARGB32);
+    const QRgb key = transparent ? (OpaqueRgb(*transparent) & 0xFFFFFFu) : 0;
+    for (int row = 0; row < copy.height(); ++row) {
+        auto* line = reinterpret_cast<QRgb*>(copy.scanLine(row));
+        for (int col = 0; col < copy.width(); ++col) {
+            const QRgb rgb = line[col] & 0xFFFFFFu;
+            line[col] = transparent && rgb == key ? 0u : (rgb | 0xFF000000u);
+        }
+    }
+    m_painter.save();
+    m_painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
+    m_painter.drawImage(x, y, copy);
+    m_painter.restore();
+}
+
+void CDrawContext::Text(int x, int y, const QString& text, const FontSpec& font, ColorRef colour,
+                        unsigned align, std::optional<ColorRef> background) {
+    if (text.isEmpty())
+        return;
+    const QFont qfont = MakeFont(font);
+    const QFontMetrics metrics(qfont);
+    const int width = metrics.horizontalAdvance(text);
+    // Offsets of the text box's top-left from the reference point, in the text's own frame.
+    int dx = 0;
+    if (align & AlignRight)
+        dx = -width;
+    else if (align & AlignHCentre)
+        dx = -width / 2;
+    const int dy = (align & AlignBaseline) ? -metrics.ascent() : 0;
+
+    m_painter.save();
+    m_painter.translate(x, y);
+    if (font.escapement != 0)
+        m_painter.rotate(-font.escapement / 10.0); // counter-clockwise on screen
+    if (background)
+        m_painter.fillRect(QRect(dx, dy, width, metrics.height()), ToQColor(*background));
+    m_painter.setFont(qfont);
+    m_painter.setPen(ToQColor(colour));
+    m_painter.drawText(QPoint(dx, dy + metrics.ascent()), text);
+    m_painter.restore();
+}
+
+QSize CDrawContext::TextExtent(const QString& text, const FontSpec& font) const {
+    const QFontMetrics metrics(MakeFont(font));
+    return {metrics.horizontalAdvance(text), metrics.height()};
+}
+
+const QImage& CrossFadeMark() {
+    // Two falling and rising slopes crossing, white on black so that the inverting copy shows
+    // them over any display.
+    static const QImage mark = [] {
+        QImage m = MakeMark(15, 15, 0x000000);
+        for (int i = 0; i < 15; ++i) {
+            m.setPixel(i, i, 0xFFFFFFFFu);
+            m.setPixel(14 - i, i, 0xFFFFFFFFu);
+        }
+        for (int x = 0; x < 15; ++x)
+            m.setPixel(x, 14, 0xFFFFFFFFu);
+        return m;
+    }();
+    return mark;
+}
+
+const QImage& CutMark() {
+    // A pointer up at the splice on a face-grey plate with a dark rim.
+    static const QImage mark = [] {
+        QImage m = MakeMark(16, 12, 0xC0C0C0);
+        const QRgb rim = 0xFF404040u, point = 0xFF000000u;
+        for (int x = 0; x < 16; ++x) {
+            m.setPixel(x, 0, rim);
+            m.setPixel(x, 11, rim);
+        }
+        for (int y = 0; y < 12; ++y) {
+            m.setPixel(0, y, rim);
+            m.setPixel(15, y, rim);
+        }
+        for (int y = 2; y <= 9; ++y) {
+            const int half = (y - 2) * 5 / 7;
+            for (int x = 7 - half; x <= 7 + half + 1; ++x)
+                m.setPixel(x, y, point);
+        }
+        return m;
+    }();
+    return mark;
+}
+
+const QImage& LabelFootMark() {
+    // A diamond in the label's grey with a black rim; the corners are the transparent magenta.
+    static const QImage mark = [] {
+        QImage m = MakeMark(9, 9, 0xFF00FF);
+        for (int y = 0; y < 9; ++y) {
+            const int half = 4 - std::abs(4 - y);
+            for (int x = 4 - half; x <= 4 + half; ++x) {
+                const bool edge = x == 4 - half || x == 4 + half;
+                m.setPixel(x, y, edge ? 0xFF000000u : 0xFFC0C0C0u);
+            }
+        }
+        return m;
+    }();
+    return mark;
+}
+
+} // namespace tw
