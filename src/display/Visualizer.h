@@ -75,12 +75,32 @@ protected:
         CTransformBase* transform;
     };
 
+    // The "Appearance" setting of section "View": 0 the default colours, otherwise the platform's.
+    static int32_t ReadAppearance();
+    // Whether the platform asks for high-contrast colours ("HighContrast" of section "View", off
+    // unless set).
+    static bool ReadHighContrast();
+    // Ink and paper of the overlay texts: white on black, or the platform's window text on its
+    // window colour in the platform palette.
+    ColorRef OverlayTextColour() const;
+    ColorRef OverlayBackColour() const;
+
     CEditedMedia* m_media;
-    WAVEFORMATEX m_format{}; // refreshed from the document
+    WAVEFORMATEX m_format{};  // refreshed from the document
+    int32_t m_appearance = 0; // as Refresh last read it
+    bool m_highContrast = false;
     float m_gain = 1.0f;
     bool m_merge;
     uint32_t m_overlays = 0xFFFFFFFFu;
     std::vector<TransformHitArea> m_hitAreas;
+
+private:
+    void DrawBoundaries(CDrawContext& dc, const PixelRect& rect, const CSection& view, ColorRef ink,
+                        ColorRef paper);
+    void DrawTransformBars(CDrawContext& dc, const PixelRect& rect, const CSection& view, ColorRef ink,
+                           ColorRef paper);
+    void DrawLabels(CDrawContext& dc, const PixelRect& rect, const CSection& view, ColorRef ink,
+                    ColorRef paper);
 };
 
 } // namespace tw
