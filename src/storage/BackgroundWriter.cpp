@@ -2,6 +2,7 @@
 
 #include "storage/BasicIO.h"
 
+#include <algorithm>
 #include <pthread.h>
 #include <system_error>
 
@@ -13,6 +14,7 @@ bool CBackgroundWriter::Start(IBasicIO* target, std::atomic<uint32_t>* written) 
     m_target = target;
     m_written = written;
     m_head = m_tail = m_queued = 0;
+    m_fill = 0;
     m_end = false;
     m_failed = false;
     try {
@@ -24,32 +26,37 @@ bool CBackgroundWriter::Start(IBasicIO* target, std::atomic<uint32_t>* written) 
 }
 
 uint8_t* CBackgroundWriter::Acquire(size_t bytes) {
+    // Blocks are gathered into large buffers: one system write per buffer, not per block.
+    if (m_fill > 0 && m_fill + bytes > kGather)
+        Queue();
+    Slot& slot = m_ring[m_head];
+    if (slot.bytes.size() < m_fill + bytes)
+        slot.bytes.resize(std::max(m_fill + bytes, kGather));
+    return slot.bytes.data() + m_fill;
+}
+
+void CBackgroundWriter::Submit(size_t bytes) {
+    m_fill += bytes;
+}
+
+void CBackgroundWriter::Queue() {
+    m_ring[m_head].used = m_fill;
+    m_head = (m_head + 1) % kBuffers;
+    m_fill = 0;
+    bool wake;
     {
         std::unique_lock<std::mutex> guard(m_lock);
+        ++m_queued;
+        wake = m_writerAsleep;
+        if (wake)
+            m_writerWait.notify_one();
+        // The next buffer to fill is free once the writer has written it.
         if (m_queued == kBuffers) {
             m_producerAsleep = true;
             m_producerWait.wait(guard, [this] { return m_queued < kBuffers; });
             m_producerAsleep = false;
         }
     }
-    Slot& slot = m_ring[m_head];
-    if (slot.bytes.size() < bytes)
-        slot.bytes.resize(bytes);
-    return slot.bytes.data();
-}
-
-void CBackgroundWriter::Submit(size_t bytes) {
-    m_ring[m_head].used = bytes;
-    m_head = (m_head + 1) % kBuffers;
-    bool wake;
-    {
-        std::lock_guard<std::mutex> guard(m_lock);
-        ++m_queued;
-        // The writer is woken for half a ring at a time: a wake costs more than a write.
-        wake = m_writerAsleep && m_queued >= kBuffers / 2;
-    }
-    if (wake)
-        m_writerWait.notify_one();
 }
 
 void CBackgroundWriter::Run() {
@@ -59,7 +66,7 @@ void CBackgroundWriter::Run() {
             std::unique_lock<std::mutex> guard(m_lock);
             if (m_queued == 0 && !m_end) {
                 m_writerAsleep = true;
-                m_writerWait.wait(guard, [this] { return m_queued >= kBuffers / 2 || m_end; });
+                m_writerWait.wait(guard, [this] { return m_queued > 0 || m_end; });
                 m_writerAsleep = false;
             }
             if (m_queued == 0)
@@ -87,6 +94,8 @@ void CBackgroundWriter::Run() {
 bool CBackgroundWriter::Finish() {
     if (!Running())
         return true;
+    if (m_fill > 0)
+        Queue();
     {
         std::lock_guard<std::mutex> guard(m_lock);
         m_end = true;

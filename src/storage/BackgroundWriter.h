@@ -1,7 +1,8 @@
-// Writes buffers into an IBasicIO on a thread of its own, in the order they were handed in, so
+// Writes blocks into an IBasicIO on a thread of its own, in the order they were handed in, so
 // that the thread which makes them (a sink quantising a render) does not also wait for the
-// system's writes. A short ring of buffers bounds the memory and makes the producer wait when the
-// writer falls behind.
+// system's writes. Blocks are gathered into buffers of 128 KB, each one write; a ring of four
+// bounds the memory and makes the producer wait when the writer falls behind. Bytes reach the
+// target (and the count) a buffer at a time.
 //
 // After the first failed write nothing more is written: the rest is dropped and Finish reports
 // the failure. One producer thread calls Acquire, Submit, Failed and Finish; the IBasicIO must
@@ -31,8 +32,8 @@ public:
     bool Start(IBasicIO* target, std::atomic<uint32_t>* written);
     bool Running() const { return m_thread.joinable(); }
 
-    // A buffer of at least `bytes` to fill, then hand in with Submit(bytes). Waits while all
-    // buffers are queued.
+    // Room for `bytes` to fill, then hand in with Submit(bytes). May wait while all buffers are
+    // queued.
     uint8_t* Acquire(size_t bytes);
     void Submit(size_t bytes);
     // A write has failed; what was handed in since is dropped.
@@ -42,7 +43,9 @@ public:
     bool Finish();
 
 private:
-    static constexpr int kBuffers = 8;
+    static constexpr int kBuffers = 4;
+    static constexpr size_t kGather = 128 * 1024;
+    void Queue(); // hands the buffer being filled to the writer
     void Run();
 
     struct Slot {
@@ -50,8 +53,9 @@ private:
         size_t used = 0;
     };
     Slot m_ring[kBuffers];
-    int m_head = 0; // next slot to fill (producer only)
-    int m_tail = 0; // next slot to write (writer only)
+    int m_head = 0;    // the slot being filled (producer only)
+    size_t m_fill = 0; // bytes in it so far
+    int m_tail = 0;    // next slot to write (writer only)
     int m_queued = 0;
     bool m_end = false;
     bool m_writerAsleep = false;

@@ -153,8 +153,14 @@ TEST(FileOut, BackgroundWrites_GiveTheBytesOfPlainWritesAndReportAFailureAtTheEn
     const int32_t before = b.GetBytesWritten();
     threaded.fail = true;
     b.BeginBackgroundWrites();
-    for (int i = 0; i < 40; ++i)
-        WriteFloats(b, samples.data(), 100, 2);
+    // Blocks are gathered into large writes, so the failure shows some blocks later: well before
+    // a megabyte has been handed in.
+    int refusedAt = -1;
+    for (int i = 0; i < 100 && refusedAt < 0; ++i) {
+        if (WriteFloats(b, samples.data(), 3000, 2) == CFileOut::kWriteFailed)
+            refusedAt = i;
+    }
+    EXPECT_GT(refusedAt, 0);
     EXPECT_EQ(WriteFloats(b, samples.data(), 100, 2), CFileOut::kWriteFailed);
     EXPECT_EQ(b.EndBackgroundWrites(), CFileOut::kWriteFailed);
     EXPECT_EQ(b.GetBytesWritten(), before);
