@@ -1,0 +1,182 @@
+// The time-frequency display's tables, sizes, axis values and status texts.
+#include "display/SpectrogramPalette.h"
+#include "display/SpectrogramVisualizer.h"
+#include "display/WaveletDot.h"
+
+#include "SpectrogramDocument.h"
+
+#include <QGuiApplication>
+#include <QScreen>
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+namespace tw {
+namespace {
+
+using spectrotest::MakeDocument;
+using spectrotest::Silence;
+
+TEST(SpectrogramPalette, RowsAlongTheSpectrum) {
+    struct Row {
+        int index, blue, green, red;
+    };
+    const Row rows[] = {
+        {0, 124, 62, 64}, {64, 27, 177, 163}, {128, 0, 194, 248}, {192, 0, 82, 212}, {255, 0, 14, 103}};
+    const SpectrogramPalette& base = BaseSpectrogramPalette();
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.index);
+        EXPECT_EQ(base[row.index].blue, row.blue);
+        EXPECT_EQ(base[row.index].green, row.green);
+        EXPECT_EQ(base[row.index].red, row.red);
+        EXPECT_EQ(base[row.index].reserved, 0);
+    }
+}
+
+TEST(SpectrogramPalette, SelectionIsLighterAndSaturatesAt206) {
+    const SpectrogramPalette& base = BaseSpectrogramPalette();
+    const SpectrogramPalette& selected = SelectedSpectrogramPalette();
+    const auto lighter = [](int v) { return v < 206 ? v + 50 : 255; };
+    bool sawSaturation = false;
+    for (int i = 0; i < 256; ++i) {
+        EXPECT_EQ(selected[i].blue, lighter(base[i].blue)) << i;
+        EXPECT_EQ(selected[i].green, lighter(base[i].green)) << i;
+        EXPECT_EQ(selected[i].red, lighter(base[i].red)) << i;
+        sawSaturation = sawSaturation || base[i].red >= 206;
+    }
+    EXPECT_TRUE(sawSaturation);
+    EXPECT_EQ(selected[128].red, 255);
+    EXPECT_EQ(selected[0].blue, 174);
+
+    const QList<QRgb> table = ToColorTable(base);
+    ASSERT_EQ(table.size(), 256);
+    EXPECT_EQ(table[64], qRgb(163, 177, 27));
+}
+
+TEST(SpectrogramVisualizer, ModesStartWithTheirImageSizes) {
+    auto media = MakeDocument(1000, 1, 44100, Silence());
+    CSpectrogramVisualizer spectrogram(media.get(), false, false);
+    EXPECT_EQ(spectrogram.GetType(), 2);
+    EXPECT_EQ(spectrogram.GetFftSize(), 256);
+    EXPECT_EQ(spectrogram.GetFftOrder(), 8);
+    EXPECT_EQ(spectrogram.GetImageWidth(), 320);
+    EXPECT_EQ(spectrogram.GetImageHeight(), 129);
+    for (int c = 0; c < CSpectrogramVisualizer::kMaxChannels; ++c) {
+        EXPECT_EQ(spectrogram.GetImage(c).size(), QSize(320, 129));
+        EXPECT_EQ(spectrogram.GetImage(c).format(), QImage::Format_Indexed8);
+    }
+
+    CSpectrogramVisualizer wavelet(media.get(), false, true);
+    EXPECT_EQ(wavelet.GetType(), 3);
+    EXPECT_EQ(wavelet.GetImageWidth(), 250);
+    EXPECT_EQ(wavelet.GetImageHeight(), 60);
+}
+
+TEST(SpectrogramVisualizer, FftSizeRoundsUpToAPowerOfTwo) {
+    auto media = MakeDocument(1000, 1, 44100, Silence());
+    CSpectrogramVisualizer v(media.get(), false, false);
+    struct Case {
+        int asked, size, order;
+    };
+    for (const Case& c : {Case{1000, 1024, 10}, Case{1024, 1024, 10}, Case{1025, 2048, 11}, Case{257, 512, 9},
+                          Case{2, 2, 1}, Case{1, 1, 0}, Case{0, 1, 0}, Case{-5, 1, 0}}) {
+        SCOPED_TRACE(c.asked);
+        v.SetFftSize(c.asked);
+        EXPECT_EQ(v.GetFftSize(), c.size);
+        EXPECT_EQ(v.GetFftOrder(), c.order);
+        EXPECT_EQ(v.GetImageHeight(), c.size / 2 + 1);
+        EXPECT_EQ(v.GetImage(7).height(), c.size / 2 + 1);
+    }
+    v.SetImageWidth(640);
+    EXPECT_EQ(v.GetImageWidth(), 640);
+    EXPECT_EQ(v.GetImage(0).width(), 640);
+}
+
+TEST(SpectrogramVisualizer, WaveletRangeFollowsTheRate) {
+    EXPECT_EQ(CSpectrogramVisualizer::WaveletTop(44100), 14080.0);
+    EXPECT_EQ(CSpectrogramVisualizer::OctaveCount(44100), 6);
+    EXPECT_EQ(CSpectrogramVisualizer::WaveletLength(44100), 1804);
+    EXPECT_EQ(CSpectrogramVisualizer::OctaveCount(48000), 6);
+    EXPECT_EQ(CSpectrogramVisualizer::OctaveCount(96000), 7);
+    // At a quarter rate of 220 Hz or less no octave fits above the base.
+    EXPECT_EQ(CSpectrogramVisualizer::WaveletTop(880), 220.0);
+    EXPECT_EQ(CSpectrogramVisualizer::OctaveCount(880), 0);
+    EXPECT_EQ(CSpectrogramVisualizer::OctaveCount(881), 1);
+    // Nine periods of 220 Hz, at most 10,000 frames.
+    EXPECT_EQ(CSpectrogramVisualizer::WaveletLength(8000), 327);
+    EXPECT_EQ(CSpectrogramVisualizer::WaveletLength(250000), 10000);
+    EXPECT_EQ(CSpectrogramVisualizer::WaveletLength(0), 0);
+}
+
+TEST(SpectrogramVisualizer, AxisValuesOfBothModes) {
+    auto media = MakeDocument(1000, 2, 44100, Silence());
+    CSpectrogramVisualizer spectrogram(media.get(), false, false);
+    spectrogram.Refresh();
+    EXPECT_EQ(spectrogram.GetAxisMinimum(), 0.0);
+    EXPECT_EQ(spectrogram.GetAxisMaximum(), 22050.0);
+    EXPECT_EQ(spectrogram.GetAxisTitle(), "Frequency (Hz)");
+
+    CSpectrogramVisualizer wavelet(media.get(), false, true);
+    wavelet.Refresh();
+    EXPECT_EQ(wavelet.GetAxisMinimum(), 0.0);
+    EXPECT_EQ(wavelet.GetAxisMaximum(), 6.0);
+    EXPECT_EQ(wavelet.GetAxisTitle(), "Frequency (Octave)");
+}
+
+TEST(SpectrogramVisualizer, StatusTextsGiveTimeAndFrequency) {
+    auto media = MakeDocument(100000, 1, 44100, Silence());
+    CSpectrogramVisualizer spectrogram(media.get(), false, false);
+    EXPECT_EQ(spectrogram.GetStatusText(44100, 0.5), "00:00:01:000, 11025 Hz");
+    EXPECT_EQ(spectrogram.GetStatusText(0, 1.0), "00:00:00:000, 22050 Hz");
+    EXPECT_EQ(spectrogram.GetStatusText(66150, 0.0), "00:00:01:500, 0 Hz");
+
+    CSpectrogramVisualizer wavelet(media.get(), false, true);
+    EXPECT_EQ(wavelet.GetStatusText(0, 0.0), "00:00:00:000, A0");
+    EXPECT_EQ(wavelet.GetStatusText(44100, 0.5), "00:00:01:000, A3");
+    EXPECT_EQ(wavelet.GetStatusText(44100, 0.25), "00:00:01:000, D#1");
+
+    // Every semitone of an octave, in order; six octaves span the height.
+    const char* const names[] = {"A", "Bb", "B", "C", "C#", "D", "D#", "E", "F", "F#", "G", "G#"};
+    for (int s = 0; s < 12; ++s) {
+        const double fraction = (2.0 + (s + 0.5) / 12.0) / 6.0;
+        EXPECT_EQ(CSpectrogramVisualizer::NoteName(6, fraction), std::string(names[s]) + "2");
+    }
+}
+
+TEST(SpectrogramVisualizer, MinimumLengthCoversAScreenPixelPerColumn) {
+    auto media = MakeDocument(1000, 1, 44100, Silence());
+    CSpectrogramVisualizer v(media.get(), false, false);
+    const QScreen* screen = QGuiApplication::primaryScreen();
+    const int width = screen != nullptr ? screen->geometry().width() : 1920;
+    EXPECT_EQ(v.GetMinimumLength(), static_cast<int64_t>(width / 320.0 + 1.0));
+    v.SetImageWidth(1);
+    EXPECT_EQ(v.GetMinimumLength(), width + 1);
+}
+
+TEST(WaveletDot, VectorAndPlainLoopsAgree) {
+    std::mt19937 rng(3);
+    std::uniform_real_distribution<float> value(-1.0f, 1.0f);
+    for (int n : {0, 1, 7, 8, 15, 16, 17, 33, 1000, 1804}) {
+        std::vector<float> re(n), im(n), s(n);
+        double a = 0.0, b = 0.0;
+        for (int i = 0; i < n; ++i) {
+            re[i] = value(rng);
+            im[i] = value(rng);
+            s[i] = value(rng);
+            a += static_cast<double>(re[i]) * s[i];
+            b += static_cast<double>(im[i]) * s[i];
+        }
+        float fast[2] = {1.0f, 1.0f}, plain[2] = {1.0f, 1.0f};
+        WaveletDot(re.data(), im.data(), s.data(), n, &fast[0], &fast[1]);
+        WaveletDotScalar(re.data(), im.data(), s.data(), n, &plain[0], &plain[1]);
+        SCOPED_TRACE(n);
+        EXPECT_NEAR(fast[0], a, 1e-4 * (1 + n));
+        EXPECT_NEAR(fast[1], b, 1e-4 * (1 + n));
+        EXPECT_NEAR(plain[0], a, 1e-4 * (1 + n));
+        EXPECT_NEAR(plain[1], b, 1e-4 * (1 + n));
+    }
+}
+
+} // namespace
+} // namespace tw
