@@ -300,7 +300,11 @@ void CDrawContext::Text(int x, int y, const QString& text, const FontSpec& font,
         dx = -width;
     else if (align & AlignHCentre)
         dx = -width / 2;
-    const int dy = (align & AlignBaseline) ? -metrics.ascent() : 0;
+    int dy = 0;
+    if (align & AlignBaseline)
+        dy = -metrics.ascent();
+    else if (align & AlignBottom)
+        dy = -metrics.height();
 
     m_painter.save();
     m_painter.translate(x, y);

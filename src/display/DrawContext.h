@@ -42,7 +42,13 @@ struct FontSpec {
     int escapement = 0; // tenths of a degree, counter-clockwise: 0, 900 or -900
 };
 
-enum TextAlign : unsigned { AlignLeftTop = 0, AlignHCentre = 1, AlignRight = 2, AlignBaseline = 4 };
+enum TextAlign : unsigned {
+    AlignLeftTop = 0,
+    AlignHCentre = 1,
+    AlignRight = 2,
+    AlignBaseline = 4,
+    AlignBottom = 8, // the text box's bottom edge on the reference point
+};
 
 class CDrawContext {
 public:
