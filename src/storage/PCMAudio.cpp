@@ -96,6 +96,7 @@ bool CPCMAudio::Prepare(IBasicIO* data, IBasicIO* peak) {
         m_fileName = m_data->GetFileName();
     m_data->Seek(0);
     m_next = 0;
+    m_sampleWindowValid = false;
     m_nativeFormat = m_data->Format;
     const WAVEFORMATEX& n = m_nativeFormat;
     // A format that would make the conversion step outside its buffer is refused here, so that
@@ -156,6 +157,7 @@ bool CPCMAudio::Reopen() {
     m_peak = peaks;
     m_fileName = m_data->GetFileName();
     m_next = -1; // the new source stands wherever it opened
+    m_sampleWindowValid = false;
     return true;
 }
 
@@ -175,6 +177,7 @@ template <class Predicate> bool CPCMAudio::MoveSources(CRaffParser& container, P
         delete *source;
         *source = moved;
         m_next = -1; // the new data source stands anywhere
+        m_sampleWindowValid = false;
     }
     return ok;
 }
@@ -273,6 +276,12 @@ void CPCMAudio::ReadNative(int64_t start, int64_t frames, uint8_t* raw) {
     const int64_t validBytes = std::max<int64_t>(last - first, 0) * align;
     std::memset(raw, 0, static_cast<size_t>(leadBytes));
     std::memset(raw + leadBytes + validBytes, 0, static_cast<size_t>(bytes - leadBytes - validBytes));
+    if (m_data && validBytes > 0 && validBytes <= kSampleWindowBytes / 4) {
+        // As below, a read that passes the end leaves the mark past it.
+        if (ReadThroughWindow(first, validBytes, raw + leadBytes) && m_next >= 0 && start + frames > m_length)
+            m_next = start + frames;
+        return;
+    }
     if (m_data) {
         CBasicIOLock ioLock(*m_data);
         if (m_next != first)
@@ -285,6 +294,33 @@ void CPCMAudio::ReadNative(int64_t start, int64_t frames, uint8_t* raw) {
             m_next = start + frames;
         }
     }
+}
+
+bool CPCMAudio::ReadThroughWindow(int64_t first, int64_t bytes, uint8_t* target) {
+    const int64_t align = m_nativeFormat.nBlockAlign;
+    const int64_t offset = first * align;
+    const auto held = static_cast<int64_t>(m_sampleWindow.size());
+    if (!m_sampleWindowValid || offset < m_sampleWindowStart || offset + bytes > m_sampleWindowStart + held) {
+        // As much from here as the window takes and the stream has, in one read.
+        const int64_t want = std::min<int64_t>(kSampleWindowBytes / align, m_length - first) * align;
+        m_sampleWindow.resize(static_cast<size_t>(want));
+        m_sampleWindowValid = false;
+        CBasicIOLock ioLock(*m_data);
+        if (m_next != first)
+            m_data->Seek(offset);
+        if (!m_data->Read(m_sampleWindow.data(), static_cast<uint32_t>(want))) {
+            std::memset(target, 0, static_cast<size_t>(bytes));
+            m_next = -1; // where the source stands is unknown now
+            return true;
+        }
+        m_next = first + want / align;
+        m_sampleWindowStart = offset;
+        m_sampleWindowValid = true;
+        std::memcpy(target, m_sampleWindow.data(), static_cast<size_t>(bytes));
+        return true;
+    }
+    std::memcpy(target, m_sampleWindow.data() + (offset - m_sampleWindowStart), static_cast<size_t>(bytes));
+    return false;
 }
 
 CPeakData* CPCMAudio::ReadPeaks(CSection section, bool blockMode) {

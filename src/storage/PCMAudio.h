@@ -106,6 +106,10 @@ private:
     // The native bytes of `frames` frames from `start` into `raw`, silence outside the stream, with
     // the data source's lock held and its position kept. The caller holds m_lock.
     void ReadNative(int64_t start, int64_t frames, uint8_t* raw);
+    // The same for a short run that lies inside the stream: served from a window of the source
+    // read ahead in one go, since a render fetches a few kilobytes at a time and each read of the
+    // source costs more than the copy. True when the source was read. The caller holds m_lock.
+    bool ReadThroughWindow(int64_t first, int64_t bytes, uint8_t* target);
     // Fine peaks: one row per frame with the sample as both minimum and maximum.
     void ReadSamplePeaks(CSection section, CPeakData& peaks);
     // Bytes of the peak source from `position`, served from the window of rows kept from an
@@ -117,6 +121,12 @@ private:
     IBasicIO* m_data = nullptr;
     IBasicIO* m_peak = nullptr;
     int64_t m_next = 0;
+    // Bytes of the data source from m_sampleWindowStart on; forgotten whenever the source is
+    // replaced. Guarded by m_lock.
+    static constexpr int64_t kSampleWindowBytes = 128 * 1024;
+    std::vector<uint8_t> m_sampleWindow;
+    int64_t m_sampleWindowStart = 0;
+    bool m_sampleWindowValid = false;
     std::mutex m_lock;
     WAVEFORMATEX m_nativeFormat{};
     WAVEFORMATEX m_format{};

@@ -107,16 +107,35 @@ TEST_F(PCMAudioTest, ReadFrames_StraddlingTheEnd_GivesTheValidSamplesThenZeros) 
     EXPECT_EQ(counter->seeks, seeks + 2);
 }
 
-TEST_F(PCMAudioTest, ReadFrames_AdjacentSections_SeekOnce) {
+TEST_F(PCMAudioTest, ReadFrames_AdjacentShortSections_SeekOnceAndReadAheadInOneGo) {
     auto stream = Open(test::PcmFormat(2, 44100, 16), 10000, Ramp16);
     for (int64_t start = 5000; start < 8000; start += 1000)
         delete stream->ReadFrames(CSection(start, start + 1000));
     EXPECT_EQ(counter->seeks, 1);
-    EXPECT_EQ(counter->reads, 3);
+    // The first short read took the rest of the stream (within 128 KB) at once.
+    EXPECT_EQ(counter->reads, 1);
+    EXPECT_EQ(counter->bytesRead, 5000 * 4);
 
     std::unique_ptr<CMediaData> data(stream->ReadFrames(CSection(8000, 8002)));
     EXPECT_EQ(counter->seeks, 1);
     EXPECT_EQ(data->GetFloats()[3], Ramp16(8001, 1) / 32768.0f);
+}
+
+TEST_F(PCMAudioTest, ReadFrames_ShortRunsInAnyOrder_EqualOneWholeRead) {
+    // Longer than the read-ahead window, so that runs cross its edges and leave it.
+    const int64_t frames = 50000;
+    auto stream = Open(test::PcmFormat(2, 44100, 16), frames, Ramp16);
+    std::unique_ptr<CMediaData> whole(stream->ReadFrames(CSection(0, frames)));
+    const int64_t starts[] = {0, 2048, 4096, 40000, 30000, 31000, 100, 32700, 32760, 49990, 16384, 16000};
+    for (int64_t start : starts) {
+        for (int64_t length : {1, 7, 2048, 3000}) {
+            std::unique_ptr<CMediaData> part(stream->ReadFrames(CSection(start, start + length)));
+            for (int64_t i = 0; i < 2 * length; ++i) {
+                const float expected = start * 2 + i < frames * 2 ? whole->GetFloats()[start * 2 + i] : 0.0f;
+                ASSERT_EQ(part->GetFloats()[i], expected) << start << " + " << i / 2;
+            }
+        }
+    }
 }
 
 TEST_F(PCMAudioTest, ReadFrames_BeforeTheStart_IsSilenceThenSamples) {
