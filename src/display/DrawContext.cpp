@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <vector>
 
 namespace tw {
@@ -51,15 +52,20 @@ QFont MakeFont(const FontSpec& spec) {
     return font;
 }
 
-// `source` resampled to `dest`'s size by nearest neighbour over the `src` rectangle, opaque.
-QImage NearestStretch(const QImage& source, const PixelRect& src, const PixelRect& dest) {
+// Writes `source`'s `src` rectangle stretched over `dest` by nearest neighbour, opaque, into the
+// `visible` part of `dest` (device pixels); `out` holds device pixel (x, y) at (x - origin.x,
+// y - origin.y).
+void NearestStretchInto(const QImage& source, const PixelRect& src, const PixelRect& dest,
+                        const QRect& visible, QImage& out, QPoint origin) {
+    if (visible.isEmpty())
+        return;
     const int dw = dest.Width(), dh = dest.Height();
-    QImage out(dw, dh, QImage::Format_RGB32);
     const bool indexed = source.format() == QImage::Format_Indexed8;
-    const QImage plain =
-        indexed || source.format() == QImage::Format_RGB32 || source.format() == QImage::Format_ARGB32
-            ? source
-            : source.convertToFormat(QImage::Format_RGB32);
+    const QImage plain = indexed || source.format() == QImage::Format_RGB32 ||
+                                 source.format() == QImage::Format_ARGB32 ||
+                                 source.format() == QImage::Format_ARGB32_Premultiplied
+                             ? source
+                             : source.convertToFormat(QImage::Format_RGB32);
     QList<QRgb> table;
     if (indexed) {
         table = plain.colorTable();
@@ -67,25 +73,44 @@ QImage NearestStretch(const QImage& source, const PixelRect& src, const PixelRec
             c |= 0xFF000000u;
         table.resize(256, 0xFF000000u); // indexes past the table draw black
     }
-    std::vector<int> columns(static_cast<size_t>(dw));
-    for (int x = 0; x < dw; ++x) {
+    std::vector<int> columns(static_cast<size_t>(visible.width()));
+    for (int i = 0; i < visible.width(); ++i) {
+        const int x = visible.left() + i - dest.left;
         const int sx = src.left + static_cast<int>(int64_t(x) * src.Width() / dw);
-        columns[size_t(x)] = std::clamp(sx, 0, plain.width() - 1);
+        columns[size_t(i)] = std::clamp(sx, 0, plain.width() - 1);
     }
-    for (int y = 0; y < dh; ++y) {
-        const int sy =
-            std::clamp(src.top + static_cast<int>(int64_t(y) * src.Height() / dh), 0, plain.height() - 1);
-        auto* row = reinterpret_cast<QRgb*>(out.scanLine(y));
+    uchar* bits = out.bits();
+    const qsizetype stride = out.bytesPerLine();
+    int previousSource = -1;
+    const QRgb* previousRow = nullptr;
+    for (int y = visible.top(); y <= visible.bottom(); ++y) {
+        const int sy = std::clamp(src.top + static_cast<int>(int64_t(y - dest.top) * src.Height() / dh), 0,
+                                  plain.height() - 1);
+        auto* row = reinterpret_cast<QRgb*>(bits + (y - origin.y()) * stride) + (visible.left() - origin.x());
+        if (sy == previousSource) {
+            // An enlarged source repeats its rows: copy the one just made.
+            std::memcpy(row, previousRow, columns.size() * sizeof(QRgb));
+            continue;
+        }
+        previousSource = sy;
+        previousRow = row;
         if (indexed) {
             const uchar* in = plain.constScanLine(sy);
-            for (int x = 0; x < dw; ++x)
-                row[x] = table[in[columns[size_t(x)]]];
+            for (size_t i = 0; i < columns.size(); ++i)
+                row[i] = table[in[columns[i]]];
         } else {
             const auto* in = reinterpret_cast<const QRgb*>(plain.constScanLine(sy));
-            for (int x = 0; x < dw; ++x)
-                row[x] = in[columns[size_t(x)]] | 0xFF000000u;
+            for (size_t i = 0; i < columns.size(); ++i)
+                row[i] = in[columns[i]] | 0xFF000000u;
         }
     }
+}
+
+// The same stretch as an image of `dest`'s size.
+QImage NearestStretch(const QImage& source, const PixelRect& src, const PixelRect& dest) {
+    QImage out(dest.Width(), dest.Height(), QImage::Format_RGB32);
+    NearestStretchInto(source, src, dest, QRect(dest.left, dest.top, dest.Width(), dest.Height()), out,
+                       QPoint(dest.left, dest.top));
     return out;
 }
 
@@ -192,10 +217,42 @@ CDrawContext::~CDrawContext() {
     m_painter.end();
 }
 
+bool CDrawContext::CanWriteDirectly() const {
+    const QImage::Format format = m_image.format();
+    if (format != QImage::Format_RGB32 && format != QImage::Format_ARGB32_Premultiplied &&
+        format != QImage::Format_ARGB32)
+        return false;
+    const QPainter::CompositionMode mode = m_painter.compositionMode();
+    return (mode == QPainter::CompositionMode_SourceOver || mode == QPainter::CompositionMode_Source) &&
+           !m_painter.hasClipping() && m_painter.worldTransform().type() == QTransform::TxNone &&
+           m_image.isDetached();
+}
+
+void CDrawContext::Fill(const QRect& r, ColorRef colour) {
+    if (!CanWriteDirectly()) {
+        m_painter.fillRect(r, ToQColor(colour));
+        return;
+    }
+    // The raster engine writes at once, so pixels set here and by the painter keep their order.
+    const QRect clipped = r.intersected(m_image.rect());
+    if (clipped.isEmpty())
+        return;
+    const QRgb value = OpaqueRgb(colour);
+    const qsizetype stride = m_image.bytesPerLine();
+    uchar* first = m_image.bits() + clipped.top() * stride + clipped.left() * qsizetype(sizeof(QRgb));
+    if (clipped.width() == 1) {
+        for (int y = 0; y < clipped.height(); ++y)
+            *reinterpret_cast<QRgb*>(first + y * stride) = value;
+        return;
+    }
+    for (int y = 0; y < clipped.height(); ++y)
+        std::fill_n(reinterpret_cast<QRgb*>(first + y * stride), clipped.width(), value);
+}
+
 void CDrawContext::FillRect(const PixelRect& r, ColorRef colour) {
     if (r.Width() <= 0 || r.Height() <= 0)
         return;
-    m_painter.fillRect(QRect(r.left, r.top, r.Width(), r.Height()), ToQColor(colour));
+    Fill(QRect(r.left, r.top, r.Width(), r.Height()), colour);
 }
 
 void CDrawContext::GradientRect(const PixelRect& r, ColorRef top, ColorRef bottom) {
@@ -209,20 +266,20 @@ void CDrawContext::GradientRect(const PixelRect& r, ColorRef top, ColorRef botto
     };
     for (int row = 0; row < h; ++row) {
         const ColorRef c = channel(0, row) | channel(8, row) | channel(16, row);
-        m_painter.fillRect(QRect(r.left, r.top + row, r.Width(), 1), ToQColor(c));
+        Fill(QRect(r.left, r.top + row, r.Width(), 1), c);
     }
 }
 
 void CDrawContext::Line(int x1, int y1, int x2, int y2, ColorRef colour, LineStyle style) {
-    const QColor c = ToQColor(colour);
     if (style == LineStyle::Solid && (x1 == x2 || y1 == y2)) {
         // Straight runs are rectangles one pixel across, the far end left out.
         if (x1 == x2 && y1 != y2)
-            m_painter.fillRect(QRect(x1, std::min(y1, y2 + 1), 1, std::abs(y2 - y1)), c);
+            Fill(QRect(x1, std::min(y1, y2 + 1), 1, std::abs(y2 - y1)), colour);
         else if (y1 == y2 && x1 != x2)
-            m_painter.fillRect(QRect(std::min(x1, x2 + 1), y1, std::abs(x2 - x1), 1), c);
+            Fill(QRect(std::min(x1, x2 + 1), y1, std::abs(x2 - x1), 1), colour);
         return;
     }
+    const QColor c = ToQColor(colour);
     std::vector<QPoint> pixels = LinePixels(x1, y1, x2, y2);
     if (style == LineStyle::Dash) {
         size_t kept = 0;
@@ -262,6 +319,12 @@ void CDrawContext::StretchCopy(const QImage& source, const PixelRect& src, const
         return;
     if (src.left < 0 || src.top < 0 || src.right > source.width() || src.bottom > source.height())
         return;
+    if (CanWriteDirectly()) {
+        const QRect visible =
+            QRect(dest.left, dest.top, dest.Width(), dest.Height()).intersected(m_image.rect());
+        NearestStretchInto(source, src, dest, visible, m_image, QPoint(0, 0));
+        return;
+    }
     const QImage stretched = NearestStretch(source, src, dest);
     m_painter.save();
     m_painter.setCompositionMode(QPainter::CompositionMode_Source);

@@ -85,6 +85,12 @@ public:
     QSize TextExtent(const QString& text, const FontSpec& font) const;
 
 private:
+    // Whether pixels may be written straight into the image: 32-bit opaque target, painter without
+    // clip or transform, plain copying, and the image's buffer not shared with another QImage.
+    bool CanWriteDirectly() const;
+    // An opaque fill of `r` (device pixels, clipped to the image).
+    void Fill(const QRect& r, ColorRef colour);
+
     QImage& m_image;
     QPainter m_painter;
 };

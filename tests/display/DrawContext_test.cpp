@@ -1,5 +1,7 @@
 #include "display/DrawContext.h"
 
+#include "DisplayImages.h"
+
 #include <QGuiApplication>
 #include <QPalette>
 
@@ -8,15 +10,9 @@
 namespace tw {
 namespace {
 
-QImage Canvas(int w, int h, QRgb fill = 0xFF000000u) {
-    QImage image(w, h, QImage::Format_RGB32);
-    image.fill(fill);
-    return image;
-}
-
-QRgb At(const QImage& image, int x, int y) {
-    return image.pixel(x, y) | 0xFF000000u;
-}
+using test::At;
+using test::Canvas;
+using test::Inked;
 
 TEST(DrawContext, ColourOrderIsBlueGreenRed) {
     EXPECT_EQ(ToQColor(0x00332211).rgb() & 0xFFFFFFu, 0x112233u);
@@ -205,16 +201,6 @@ TEST(DrawContext, MarksHaveTheirSizes) {
     EXPECT_LT(set, 15 * 15);
 }
 
-// The bounding box of the pixels that differ from `background`.
-QRect Inked(const QImage& image, QRgb background) {
-    QRect box;
-    for (int y = 0; y < image.height(); ++y)
-        for (int x = 0; x < image.width(); ++x)
-            if (At(image, x, y) != background)
-                box = box.united(QRect(x, y, 1, 1));
-    return box;
-}
-
 TEST(DrawContext, TextAlignsOnItsReferencePoint) {
     const FontSpec font{13, 400, 0};
     QImage probe = Canvas(10, 10);
@@ -271,6 +257,73 @@ TEST(DrawContext, SystemColoursComeFromThePalette) {
     EXPECT_EQ(SystemColor(0xF), ToColorRef(QGuiApplication::palette().color(QPalette::Button)));
     EXPECT_EQ(SystemColor(-1), 0u);
     EXPECT_EQ(SystemColor(1000), 0u);
+}
+
+// The same drawing once straight into the pixels and once through the painter (a clip covering
+// the whole image keeps the painter in charge) must give the same image.
+void DrawScene(CDrawContext& dc) {
+    QImage indexed(5, 3, QImage::Format_Indexed8);
+    indexed.setColorTable({qRgb(200, 10, 10), qRgb(10, 200, 10), qRgb(10, 10, 200)});
+    for (int y = 0; y < 3; ++y)
+        for (int x = 0; x < 5; ++x)
+            indexed.setPixel(x, y, uint((x + y) % 3));
+    dc.GradientRect({-5, 2, 30, 40}, 0x78C8A0, 0x7F2F2F);
+    dc.FillRect({20, 30, 70, 90}, 0x123456);
+    for (int x = 0; x < 60; x += 3) {
+        dc.Line(x, 0, x, 10 + x / 2, 0xFFFFFF);
+        dc.Line(x + 1, 63, x + 1, 40 - x / 3, 0x0000FF);
+    }
+    dc.Line(-10, 50, 100, 50, 0x00FF00);
+    dc.StretchCopy(indexed, {1, 0, 5, 3}, {30, -4, 75, 21});
+    dc.StretchCopy(indexed, {0, 0, 5, 3}, {2, 44, 13, 51});
+}
+
+TEST(DrawContext, DirectWritesMatchThePainter) {
+    for (const QImage::Format format : {QImage::Format_RGB32, QImage::Format_ARGB32_Premultiplied}) {
+        QImage direct(64, 64, format), painted(64, 64, format);
+        direct.fill(0xFF202020u);
+        painted.fill(0xFF202020u);
+        {
+            CDrawContext dc(direct);
+            DrawScene(dc);
+        }
+        {
+            CDrawContext dc(painted);
+            dc.Painter().setClipRect(painted.rect());
+            DrawScene(dc);
+        }
+        for (int y = 0; y < 64; ++y)
+            for (int x = 0; x < 64; ++x)
+                ASSERT_EQ(direct.pixel(x, y), painted.pixel(x, y)) << format << ":" << x << "," << y;
+    }
+}
+
+TEST(DrawContext, AnImageSharedWithACopyLeavesTheCopyAlone) {
+    QImage image = Canvas(8, 8);
+    const QImage copy = image; // shares the pixels until one of them is written
+    {
+        CDrawContext dc(image);
+        dc.FillRect({0, 0, 8, 8}, 0xFFFFFF);
+        dc.Line(0, 3, 8, 3, 0x0000FF);
+    }
+    EXPECT_EQ(At(image, 2, 2), 0xFFFFFFFFu);
+    EXPECT_EQ(At(image, 2, 3), 0xFFFF0000u);
+    EXPECT_EQ(At(copy, 2, 2), 0xFF000000u);
+}
+
+TEST(DrawContext, XorRestoresOnPremultipliedImagesToo) {
+    QImage image(8, 8, QImage::Format_ARGB32_Premultiplied);
+    image.fill(0xFF336699u);
+    {
+        CDrawContext dc(image);
+        dc.XorLine(2, 0, 2, 8);
+    }
+    EXPECT_EQ(image.pixel(2, 4), 0xFFCC9966u);
+    {
+        CDrawContext dc(image);
+        dc.XorLine(2, 0, 2, 8);
+    }
+    EXPECT_EQ(image.pixel(2, 4), 0xFF336699u);
 }
 
 } // namespace
