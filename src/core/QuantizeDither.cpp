@@ -54,7 +54,8 @@ template <class W> void Plain(uint8_t* dest, const float* src, int64_t samples) 
 //
 // A coefficient that is zero (c2 of the IIR filter, c3 of the FIR filter) is left out: its product
 // is a zero, which changes no sum except for the sign of a zero result, and that sign never
-// reaches a sample because the value it is subtracted from is never zero.
+// reaches a sample: the scaled value it is finally subtracted from is never a negative zero, and
+// subtracting either zero from anything else gives the same.
 //
 // kTrunc uses the processor's truncation of a double (SSE4.1); the other form goes through an
 // integer and back, which gives the same number but makes the chain much longer.
