@@ -350,40 +350,66 @@ void CDrawContext::DrawBitmap(int x, int y, const QImage& bitmap, std::optional<
     m_painter.restore();
 }
 
+namespace {
+
+struct TextBox {
+    int width = 0, height = 0, ascent = 0;
+    bool fonts = false; // false: no application, so no fonts; the box is an estimate
+};
+
+TextBox MeasureText(const QString& text, const QFont* font, const FontSpec& spec) {
+    if (font == nullptr) {
+        // Fonts exist only with a QGuiApplication; without one the box is that of a face whose
+        // characters are six tenths of its height wide, so that layouts still come out sensible.
+        const int height = std::max(1, spec.height);
+        return {int(text.size()) * height * 6 / 10, height, height * 8 / 10, false};
+    }
+    const QFontMetrics metrics(*font);
+    return {metrics.horizontalAdvance(text), metrics.height(), metrics.ascent(), true};
+}
+
+bool HaveFonts() {
+    return QGuiApplication::instance() != nullptr;
+}
+
+} // namespace
+
 void CDrawContext::Text(int x, int y, const QString& text, const FontSpec& font, ColorRef colour,
                         unsigned align, std::optional<ColorRef> background) {
     if (text.isEmpty())
         return;
-    const QFont qfont = MakeFont(font);
-    const QFontMetrics metrics(qfont);
-    const int width = metrics.horizontalAdvance(text);
+    const std::optional<QFont> qfont = HaveFonts() ? std::optional<QFont>(MakeFont(font)) : std::nullopt;
+    const TextBox box = MeasureText(text, qfont ? &*qfont : nullptr, font);
     // Offsets of the text box's top-left from the reference point, in the text's own frame.
     int dx = 0;
     if (align & AlignRight)
-        dx = -width;
+        dx = -box.width;
     else if (align & AlignHCentre)
-        dx = -width / 2;
+        dx = -box.width / 2;
     int dy = 0;
     if (align & AlignBaseline)
-        dy = -metrics.ascent();
+        dy = -box.ascent;
     else if (align & AlignBottom)
-        dy = -metrics.height();
+        dy = -box.height;
 
     m_painter.save();
     m_painter.translate(x, y);
     if (font.escapement != 0)
         m_painter.rotate(-font.escapement / 10.0); // counter-clockwise on screen
     if (background)
-        m_painter.fillRect(QRect(dx, dy, width, metrics.height()), ToQColor(*background));
-    m_painter.setFont(qfont);
-    m_painter.setPen(ToQColor(colour));
-    m_painter.drawText(QPoint(dx, dy + metrics.ascent()), text);
+        m_painter.fillRect(QRect(dx, dy, box.width, box.height), ToQColor(*background));
+    if (qfont) {
+        m_painter.setFont(*qfont);
+        m_painter.setPen(ToQColor(colour));
+        m_painter.drawText(QPoint(dx, dy + box.ascent), text);
+    }
     m_painter.restore();
 }
 
 QSize CDrawContext::TextExtent(const QString& text, const FontSpec& font) const {
-    const QFontMetrics metrics(MakeFont(font));
-    return {metrics.horizontalAdvance(text), metrics.height()};
+    const std::optional<QFont> qfont = HaveFonts() ? std::optional<QFont>(MakeFont(font)) : std::nullopt;
+    const TextBox box = MeasureText(text, qfont ? &*qfont : nullptr, font);
+    return {box.width, box.height};
 }
 
 const QImage& CrossFadeMark() {
