@@ -35,7 +35,8 @@ struct PixelRect {
 enum class LineStyle { Solid, Dash };
 
 // A font of the stated pixel height and weight (400 normal, 700 bold) in the platform's sans face;
-// `turned` writes bottom to top (an escapement of 900) or, with `down`, top to bottom (-900).
+// an escapement of 900 writes bottom to top, -900 top to bottom, each turned about the reference
+// point of Text.
 struct FontSpec {
     int height = 13;
     int weight = 400;

@@ -242,6 +242,17 @@ TEST(DrawContext, TurnedTextRunsUpAndOpaqueTextFillsItsBox) {
     EXPECT_LE(box.bottom(), 101);
     EXPECT_GE(box.left(), 19);
 
+    QImage down = Canvas(60, 120);
+    {
+        CDrawContext dc(down);
+        dc.Text(40, 10, "Turned", FontSpec{14, 400, -900}, 0xFFFFFF);
+    }
+    const QRect fall = Inked(down, 0xFF000000u);
+    EXPECT_GT(fall.height(), fall.width()); // written top to bottom, its top towards the right
+    EXPECT_GE(fall.top(), 9);
+    EXPECT_LE(fall.right(), 41);
+    EXPECT_LT(fall.left(), 40);
+
     QImage filled = Canvas(100, 30);
     {
         CDrawContext dc(filled);
