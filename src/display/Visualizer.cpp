@@ -203,7 +203,7 @@ void CVisualizer::DrawBoundaries(CDrawContext& dc, const PixelRect& rect, const 
 void CVisualizer::DrawTransformBars(CDrawContext& dc, const PixelRect& rect, const CSection& view,
                                     ColorRef ink, ColorRef paper) {
     const std::vector<CMediaEvent*>& events = m_media->GetEvents();
-    const int rowHeight = dc.TextExtent(QStringLiteral("Ag"), kUpright).height();
+    int rowHeight = 0; // measured at the first bar: most documents have none
     const int limit = rect.right - kBarMargin;
     int64_t position = 0;
     size_t i = 0;
@@ -231,6 +231,8 @@ void CVisualizer::DrawTransformBars(CDrawContext& dc, const PixelRect& rect, con
                 text += QStringLiteral(", ");
             text += QString::fromStdString(chain.GetAt(k)->GetName());
         }
+        if (rowHeight == 0)
+            rowHeight = dc.TextExtent(QStringLiteral("Ag"), kUpright).height();
         const int textLeft = barLeft + 2;
         const std::vector<QString> lines = FitLines(dc, text, limit - textLeft);
         const int rows = std::max<int>(chain.GetCount(), static_cast<int>(lines.size()));
@@ -255,6 +257,8 @@ void CVisualizer::DrawTransformBars(CDrawContext& dc, const PixelRect& rect, con
 void CVisualizer::DrawLabels(CDrawContext& dc, const PixelRect& rect, const CSection& view, ColorRef ink,
                              ColorRef paper) {
     const CLabelList& labels = m_media->GetLabels();
+    if (labels.GetCount() == 0)
+        return;
     const int textHeight = dc.TextExtent(QStringLiteral("Ag"), kUpright).height();
     const QImage& foot = LabelFootMark();
     for (int32_t i = 0; i < labels.GetCount(); ++i) {
