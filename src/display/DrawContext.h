@@ -74,7 +74,8 @@ public:
     // over `dest`.
     void StretchInvert(const QImage& mark, const PixelRect& dest);
     // Copies `source` columns/rows [src) stretched over `dest`, nearest neighbour. An 8-bit
-    // indexed source is drawn through its own colour table.
+    // indexed source is drawn through its own colour table. An empty or reversed rectangle, or a
+    // `src` reaching outside `source`, draws nothing.
     void StretchCopy(const QImage& source, const PixelRect& src, const PixelRect& dest);
     // Copies `bitmap` with its top-left at (x, y); pixels of `transparent` are left out.
     void DrawBitmap(int x, int y, const QImage& bitmap, std::optional<ColorRef> transparent = std::nullopt);
