@@ -49,10 +49,17 @@ void CEditedMedia::Seek(ReadCursor& cursor, int64_t position) const {
     if (position == cursor.position)
         return;
     const int32_t oldEvent = cursor.event;
+    // Forward, the walk goes on from the current event: a reader that skips ahead (a display
+    // reading column by column) passes each event once per sweep rather than once per seek.
+    const bool ahead = cursor.event != ReadCursor::kNone && position >= cursor.eventStart;
+    if (!ahead) {
+        cursor.eventStart = 0;
+        cursor.event = m_events.empty() ? ReadCursor::kNone : 0;
+    }
     cursor.position = position;
-    cursor.eventStart = 0;
-    cursor.event = m_events.empty() ? ReadCursor::kNone : 0;
     cursor.tailEvent = ReadCursor::kNone;
+    if (ahead && cursor.event > 0 && m_events[static_cast<size_t>(cursor.event) - 1]->GetCrossFadeOut() != 0)
+        cursor.tailEvent = cursor.event - 1;
     // Whatever the tail access had read belongs to another place now; the next mix makes it anew
     // at the right frame of the tail.
     delete cursor.tailAccess;

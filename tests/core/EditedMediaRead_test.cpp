@@ -260,6 +260,30 @@ TEST(ReadSamples, ASeekPastAPlainEventAfterAFadedOneMixesNoTail) {
     EXPECT_EQ(part, std::vector<float>(whole.begin() + 560, whole.begin() + 610));
 }
 
+// One cursor skipping forward (and now and then back) over many events, some faded, reads what a
+// fresh cursor reads at each place.
+TEST(ReadSamples, SkippingThroughManyEventsWithOneCursorEqualsFreshReads) {
+    CEditedMedia media;
+    media.AddMedia(Numbered(40000, 0.0f), 0);
+    for (int64_t at = 36000; at > 0; at -= 1800)
+        media.DeleteSection(CSection(at, at + 300), false);
+    for (int32_t i = 0; i + 1 < media.GetEventCount(); i += 2)
+        media.GetEventAt(i)->SetCrossFade(120);
+    ASSERT_GT(media.GetEventCount(), 15);
+    const int64_t length = media.GetLength();
+
+    ReadCursor* cursor = media.MakeCursor();
+    int64_t position = 0;
+    for (int step = 0; step < 120; ++step) {
+        // Mostly forward by a few hundred frames, landing in and out of fades; every tenth step back.
+        position = step % 10 == 9 ? position / 3 : std::min(length - 1, position + 37 + (step * 211) % 900);
+        media.Seek(*cursor, position);
+        const std::vector<float> got = Read(media, *cursor, 256);
+        ASSERT_EQ(got, ReadAt(media, position, 256)) << "at " << position;
+    }
+    media.FreeCursor(cursor);
+}
+
 TEST(ReadSamples, TwoReadsMeetingInsideAFadeEqualOneRead) {
     FadedPair pair(300, 2);
     const std::vector<float> one = ReadAt(pair.media, 0, 1000, 2);
