@@ -61,9 +61,16 @@ public:
     // Index of the first label whose pixel lies closer than 5 pixels to x; -1 when none.
     int32_t HitTestLabel(int x, int y, const PixelRect& rect, const CSection& view) const;
     // The event whose cross-fade grip (top band, `flag` 1) or splice grip (bottom band, `flag` 0)
-    // holds the point, with the event's document position; null when none.
+    // holds the point, with the document position of its boundary (where the event ends and the
+    // fade begins), which a drag measures from; null when none.
     CMediaEvent* HitTestEvent(int x, int y, int64_t* position, int* flag, const PixelRect& rect,
                               const CSection& view) const;
+    // Draws what the overlay flags ask for over a finished display. Cross-fade marks stand above
+    // `rect` (in the ruler's band, where their grips answer); event lines run top to bottom, XORed;
+    // cut marks sit on the bottom edge. A run of events with the same effects gets a block of bars
+    // from the top: one row per effect, the names joined and wrapped before the right edge. Labels
+    // are a line, a foot marker and a name box along the bottom. The bars' tags are kept for
+    // HitTestTransform until the next call.
     void DrawOverlays(CDrawContext& dc, const PixelRect& rect, const CSection& view);
 
     // x of document frame `position`: left + (position - view start) * width / view length.
