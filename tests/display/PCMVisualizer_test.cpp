@@ -91,9 +91,6 @@ TEST_F(WavePlot, GainScalesAndClipsAtTheLaneEdge) {
         ASSERT_EQ(WaveRows(image, x, kRect.top, kRect.bottom, back),
                   std::make_pair(kRect.top, kRect.bottom - 1));
     EXPECT_DOUBLE_EQ(wave.GetAxisMinimum(), -50.0);
-    EXPECT_DOUBLE_EQ(wave.GetAxisMaximum(), 50.0);
-    EXPECT_EQ(wave.GetAxisTitle(), "Amplitude (%)");
-    EXPECT_EQ(wave.GetType(), 1);
 }
 
 TEST_F(WavePlot, MonoHasOneLaneAndStereoTwoWithASeparator) {
@@ -265,7 +262,6 @@ TEST_F(WavePlot, StatusTextAndValuePositions) {
     CPCMVisualizer wave(media.get(), false);
     EXPECT_EQ(wave.GetStatusText(44100 + 22050, 0.5), "Position: 00:00:01:500, Amplitude: - Inf. dB");
     EXPECT_EQ(wave.GetStatusText(0, 0.0), "Position: 00:00:00:000, Amplitude: 0.0 dB");
-    EXPECT_EQ(wave.GetStatusText(0, 1.0), "Position: 00:00:00:000, Amplitude: 0.0 dB");
     EXPECT_EQ(wave.GetStatusText(0, 0.25), "Position: 00:00:00:000, Amplitude: -6.0 dB");
     EXPECT_EQ(wave.GetStatusText(0, 0.45), "Position: 00:00:00:000, Amplitude: -20.0 dB");
 

@@ -250,21 +250,13 @@ TEST_F(Overlays, LabelsAreDrawnAndFoundAtTheirPixels) {
     EXPECT_EQ(DrawWith(namedWave, kOverlayLabels), labelled);
 }
 
-TEST(VisualizerBase, PixelMappingIsSixtyFourBitAndMinimumLengthIsTwo) {
+TEST(VisualizerBase, PixelMappingIsSixtyFourBit) {
     const PixelRect wide{0, 0, 1920, 100};
     const int64_t huge = int64_t{1} << 40;
     EXPECT_EQ(CVisualizer::PixelOf(huge, wide, CSection(0, 2 * huge)), 960);
     EXPECT_EQ(CVisualizer::PixelOf(huge + 3, wide, CSection(huge, huge + 1920)), 3);
     EXPECT_EQ(CVisualizer::PixelOf(-10, PixelRect{5, 0, 105, 1}, CSection(0, 100)), -5);
     EXPECT_EQ(CVisualizer::PixelOf(50, PixelRect{5, 0, 105, 1}, CSection(50, 50)), 5);
-
-    ScopedSettings settings;
-    CEditedMedia empty;
-    CPCMVisualizer wave(&empty, true);
-    EXPECT_EQ(wave.GetMinimumLength(), 2);
-    EXPECT_TRUE(wave.GetMergeChannels());
-    EXPECT_EQ(wave.GetOverlayFlags(), 0xFFFFFFFFu);
-    EXPECT_FLOAT_EQ(wave.GetGain(), 1.0f);
 }
 
 TEST_F(Overlays, PicturesForAPerson) {
