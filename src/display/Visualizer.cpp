@@ -218,7 +218,9 @@ void CVisualizer::DrawTransformBars(CDrawContext& dc, const PixelRect& rect, con
         }
         const int64_t runEnd = position;
         i = j;
-        if (chain.GetCount() == 0 || runEnd <= view.m_start || runStart >= view.m_end)
+        if (runStart >= view.m_end)
+            break;
+        if (chain.GetCount() == 0 || runEnd <= view.m_start)
             continue;
 
         const int barLeft = std::max(PixelOf(runStart, rect, view) - kBarLead, rect.left);
@@ -247,8 +249,7 @@ void CVisualizer::DrawTransformBars(CDrawContext& dc, const PixelRect& rect, con
         for (int32_t k = 0; k < chain.GetCount(); ++k) {
             const int y = rect.top + k * rowHeight;
             const bool last = k + 1 == chain.GetCount();
-            const int bottom =
-                last ? rect.top + (rows - 1) * rowHeight + rowHeight + kTagReach : y + rowHeight;
+            const int bottom = last ? rect.top + rows * rowHeight + kTagReach : y + rowHeight;
             m_hitAreas.push_back(TransformHitArea{PixelRect{barLeft, y, barRight, bottom}, chain.GetAt(k)});
         }
     }
