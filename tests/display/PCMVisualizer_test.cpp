@@ -274,3 +274,40 @@ TEST_F(WavePlot, StatusTextAndValuePositions) {
     wave.SetMergeChannels(true);
     EXPECT_EQ(wave.ValueToY(0.0, 0, kRect), kRect.top + 50);
 }
+
+TEST_F(WavePlot, OddRequestsDrawWithoutHarm) {
+    auto media = MakeDocument(5000, 2, [](int c, int64_t f) { return std::sin(f * (c + 1) * 0.01f); });
+    media->DeleteSection(CSection(1000, 1100), true);
+    media->GetLabels().Add(200, 0, "", "");
+    CPCMVisualizer wave(media.get(), false);
+    const struct {
+        PixelRect rect;
+        CSection view, selection;
+        float gain;
+    } cases[] = {
+        {{-50, -20, 300, 400}, CSection(0, 5000), CSection(100, 50), 1.0f},    // larger than the image
+        {{10, 30, 210, 130}, CSection(3000, 1000), CSection(-5, 9000), 1.0f},  // reversed view
+        {{10, 30, 210, 130}, CSection(-4000, -1000), CSection(0, 10), 1.0f},   // before the start
+        {{10, 30, 210, 130}, CSection(9000, 20000), CSection(0, 0), 1.0f},     // behind the end
+        {{10, 30, 10, 130}, CSection(0, 5000), CSection(0, 0), 1.0f},          // no width
+        {{10, 30, 210, 31}, CSection(0, 5000), CSection(0, 0), std::nanf("")}, // one row, no gain
+        {{10, 30, 210, 130}, CSection(0, 2), CSection(0, 1), 1e30f},           // two frames, huge gain
+    };
+    for (const auto& c : cases) {
+        QImage image = Canvas(220, 150, kSentinel);
+        CDrawContext dc(image);
+        wave.SetGain(c.gain);
+        wave.Draw(dc, c.rect, c.view, c.selection, 0, true);
+        wave.HitTestEvent(50, 10, nullptr, nullptr, c.rect, c.view);
+        wave.HitTestLabel(50, 10, c.rect, c.view);
+    }
+    // Behind the end the whole rectangle is background.
+    QImage image = Canvas(220, 150, kSentinel);
+    {
+        CDrawContext dc(image);
+        wave.SetGain(1.0f);
+        wave.SetOverlayFlags(0);
+        wave.Draw(dc, kRect, CSection(9000, 20000), CSection(0, 0), 0, true);
+    }
+    EXPECT_EQ(tw::test::Inked(image, Rgb(kDefault.background), QRect(10, 30, 200, 100)), QRect());
+}
