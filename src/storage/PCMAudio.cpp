@@ -301,8 +301,11 @@ bool CPCMAudio::ReadThroughWindow(int64_t first, int64_t bytes, uint8_t* target)
     const int64_t offset = first * align;
     const auto held = static_cast<int64_t>(m_sampleWindow.size());
     if (!m_sampleWindowValid || offset < m_sampleWindowStart || offset + bytes > m_sampleWindowStart + held) {
-        // As much from here as the window takes and the stream has, in one read.
-        const int64_t want = std::min<int64_t>(kSampleWindowBytes / align, m_length - first) * align;
+        // As much from here as the window takes and the stream has, in one read. A read that jumps
+        // (a display taking a short run here and there) fills a quarter of it: enough for its run
+        // and the next few, without copying 128 KB that the next jump throws away.
+        const int64_t windowBytes = first == m_next ? kSampleWindowBytes : kSampleWindowBytes / 4;
+        const int64_t want = std::min<int64_t>(windowBytes / align, m_length - first) * align;
         m_sampleWindow.resize(static_cast<size_t>(want));
         m_sampleWindowValid = false;
         CBasicIOLock ioLock(*m_data);

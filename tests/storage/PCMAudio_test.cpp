@@ -121,6 +121,19 @@ TEST_F(PCMAudioTest, ReadFrames_AdjacentShortSections_SeekOnceAndReadAheadInOneG
     EXPECT_EQ(data->GetFloats()[3], Ramp16(8001, 1) / 32768.0f);
 }
 
+TEST_F(PCMAudioTest, ReadFrames_AJumpFillsAQuarterWindowAndGoingOnFillsAWholeOne) {
+    auto stream = Open(test::PcmFormat(2, 44100, 16), 200000, Ramp16);
+    delete stream->ReadFrames(CSection(0, 2048)); // in sequence from the start: 128 KB
+    EXPECT_EQ(counter->bytesRead, 128 * 1024);
+    delete stream->ReadFrames(CSection(60000, 62048)); // a jump: 32 KB
+    EXPECT_EQ(counter->bytesRead, 160 * 1024);
+    delete stream->ReadFrames(CSection(62048, 64096)); // still inside
+    EXPECT_EQ(counter->reads, 2);
+    delete stream->ReadFrames(CSection(68192, 70240)); // on from the window's end: 128 KB again
+    EXPECT_EQ(counter->reads, 3);
+    EXPECT_EQ(counter->bytesRead, 288 * 1024);
+}
+
 TEST_F(PCMAudioTest, ReadFrames_ShortRunsInAnyOrder_EqualOneWholeRead) {
     // Longer than the read-ahead window, so that runs cross its edges and leave it.
     const int64_t frames = 50000;
