@@ -14,20 +14,6 @@ namespace tw {
 
 namespace {
 
-// The length of an event's TimelineSection. Every edit walks the list summing these, so a plain
-// event (no transforms, factor exactly 1.0) is measured here from its source range with the same
-// 32-bit narrowing that GetTimelineSection applies, without building the section.
-int64_t TimelineLength(const CMediaEvent* event) {
-    if (event->GetChain().GetCount() != 0)
-        return event->GetTimelineSection().SectionLength();
-    const CSection& source = event->GetSourceRange();
-    const int64_t fade = event->GetCrossFade();
-    if (source.m_end - source.m_start < fade)
-        return 0;
-    auto narrow = [](int64_t v) -> int64_t { return v >= INT32_MIN && v <= INT32_MAX ? v : INT32_MIN; };
-    return narrow(source.m_end - fade) - narrow(source.m_start);
-}
-
 // GetSourceSection's bounds, read in place.
 int64_t SourceStart(const CMediaEvent* event) {
     return event->GetSourceRange().m_start;
@@ -88,7 +74,7 @@ int32_t CEditedMedia::GetFrameSize() const {
 int64_t CEditedMedia::GetLength() const {
     int64_t length = 0;
     for (const CMediaEvent* event : m_events)
-        length += TimelineLength(event);
+        length += event->GetTimelineLength();
     return length;
 }
 
@@ -111,7 +97,7 @@ void CEditedMedia::AddMedia(CMediaStream* stream, int64_t position) {
     int64_t acc = 0;
     bool found = false;
     for (; index < m_events.size(); ++index) {
-        const int64_t length = TimelineLength(m_events[index]);
+        const int64_t length = m_events[index]->GetTimelineLength();
         if (acc + length > position) {
             found = true;
             break;
@@ -153,7 +139,7 @@ void CEditedMedia::AddTransform(CTransformBase* transform) {
 void CEditedMedia::MeasureLengths() {
     m_lengths.resize(m_events.size());
     for (size_t i = 0; i < m_events.size(); ++i)
-        m_lengths[i] = m_events[i]->GetChain().GetCount() != 0 ? -1 : TimelineLength(m_events[i]);
+        m_lengths[i] = m_events[i]->GetChain().GetCount() != 0 ? -1 : m_events[i]->GetTimelineLength();
     m_lengthsAt = EventTimingChanges();
     m_lengthsValid = true;
 }
@@ -170,7 +156,7 @@ void CEditedMedia::Remeasured(size_t from, size_t newEnd, size_t oldSize) {
     m_lengths.erase(m_lengths.begin() + At(from), m_lengths.begin() + oldEnd);
     m_lengths.insert(m_lengths.begin() + At(from), newEnd - from, 0);
     for (size_t k = from; k < newEnd; ++k)
-        m_lengths[k] = m_events[k]->GetChain().GetCount() != 0 ? -1 : TimelineLength(m_events[k]);
+        m_lengths[k] = m_events[k]->GetChain().GetCount() != 0 ? -1 : m_events[k]->GetTimelineLength();
     m_lengthsAt = EventTimingChanges();
     m_keepLengths = true;
 }
@@ -180,7 +166,7 @@ int32_t CEditedMedia::Find(int64_t position, bool orEqual, int64_t* acc) {
         MeasureLengths();
     int64_t sum = 0;
     for (size_t i = 0; i < m_lengths.size(); ++i) {
-        const int64_t length = m_lengths[i] >= 0 ? m_lengths[i] : TimelineLength(m_events[i]);
+        const int64_t length = m_lengths[i] >= 0 ? m_lengths[i] : m_events[i]->GetTimelineLength();
         const int64_t end = sum + length;
         if (end > position || (orEqual && end == position)) {
             *acc = sum;
@@ -333,7 +319,7 @@ void CEditedMedia::DeleteSection(const CSection& s, bool markSplice) {
 
     acc += a.SectionLength();
     event->SetTimelineSection(CSection(a.m_start, off + s.m_start));
-    if (TimelineLength(event) <= 0)
+    if (event->GetTimelineLength() <= 0)
         EraseEvent(i);
     else
         ++i;
@@ -344,8 +330,8 @@ void CEditedMedia::DeleteSection(const CSection& s, bool markSplice) {
 
     // The events the cut covers whole leave the list in one move.
     size_t covered = i;
-    while (covered < m_events.size() && acc + TimelineLength(m_events[covered]) < s.m_end) {
-        acc += TimelineLength(m_events[covered]);
+    while (covered < m_events.size() && acc + m_events[covered]->GetTimelineLength() < s.m_end) {
+        acc += m_events[covered]->GetTimelineLength();
         delete m_events[covered];
         ++covered;
     }
@@ -357,7 +343,7 @@ void CEditedMedia::DeleteSection(const CSection& s, bool markSplice) {
     CMediaEvent* follower = m_events[i];
     const CSection b = follower->GetTimelineSection();
     follower->SetTimelineSection(CSection(b.m_start - acc + s.m_end, b.m_end));
-    if (TimelineLength(follower) <= 0) {
+    if (follower->GetTimelineLength() <= 0) {
         // The cut ended exactly on this event's end: the mark belongs to the event now behind
         // the cut, if there is one.
         EraseEvent(i);
@@ -466,7 +452,7 @@ void CEditedMedia::Compact() {
     };
     auto pass = [this](size_t r) {
         const CMediaEvent* event = m_events[r];
-        m_lengths.push_back(event->GetChain().GetCount() != 0 ? -1 : TimelineLength(event));
+        m_lengths.push_back(event->GetChain().GetCount() != 0 ? -1 : event->GetTimelineLength());
     };
     size_t r = 0;
     while (r < count) {
@@ -512,7 +498,7 @@ CSection CEditedMedia::SectionOfTransform(const CTransformBase* transform) const
     CSection hull(2147483647, 0);
     int64_t acc = 0;
     for (const CMediaEvent* event : m_events) {
-        const int64_t length = TimelineLength(event);
+        const int64_t length = event->GetTimelineLength();
         if (event->GetChain().Contains(transform)) {
             hull.m_start = std::min(hull.m_start, acc);
             hull.m_end = std::max(hull.m_end, acc + length);
@@ -597,7 +583,7 @@ int64_t CEditedMedia::GetEventPosition(const CMediaEvent* event) const {
     for (const CMediaEvent* current : m_events) {
         if (current == event)
             return acc;
-        acc += TimelineLength(current);
+        acc += current->GetTimelineLength();
     }
     return -1;
 }
@@ -605,7 +591,7 @@ int64_t CEditedMedia::GetEventPosition(const CMediaEvent* event) const {
 CMediaEvent* CEditedMedia::FindEvent(int64_t position, int32_t* index, int64_t* eventStart) const {
     int64_t acc = 0;
     for (size_t i = 0; i < m_events.size(); ++i) {
-        const int64_t length = TimelineLength(m_events[i]);
+        const int64_t length = m_events[i]->GetTimelineLength();
         if (acc + length > position) {
             if (index != nullptr)
                 *index = static_cast<int32_t>(i);

@@ -18,6 +18,7 @@
 
 #include <tidework/wavefmt.h>
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -165,7 +166,7 @@ public:
     bool Render(CStreamOut& sink, const CSection& section, const CTransformChain* chain, bool loop,
                 int32_t* counter, const uint32_t* mask);
     // Sets the cancel flag: a running Render stops within one block.
-    void RequestStop() { m_cancel = 1; }
+    void RequestStop() { m_cancel.store(1, std::memory_order_relaxed); }
     // Peaks of a range assembled by events as ReadSamples would play them: each piece's stream
     // peaks (`blockMode`: one row per 256 source frames from its peak source; otherwise one row per
     // frame) through the event's transforms, with fade tails mixed in at block resolution. Null when
@@ -181,7 +182,7 @@ public:
     float GetPeakLevel(const CSection& section) const;
 
     // Set by the stop request, cleared when a render starts.
-    volatile uint8_t m_cancel = 0;
+    std::atomic<uint8_t> m_cancel{0};
     // The last active transform instance noted by a running read.
     CTransformBase* m_lastInstance = nullptr;
 

@@ -29,10 +29,6 @@ constexpr int64_t kColumnReadLimit = 1280;
 // Frames of fine peaks read at a time when a long piece is merged straight into display columns.
 constexpr int64_t kFineChunkFrames = 4096;
 
-int64_t TimelineLength(const CMediaEvent* event) {
-    return event->GetTimelineSection().SectionLength();
-}
-
 // A stretched (document-side) coordinate of an event in its stream's frames.
 int64_t ToSource(int64_t x, double stretch) {
     return static_cast<int64_t>(static_cast<double>(x) / stretch);
@@ -79,8 +75,8 @@ void WalkPeakPieces(const std::vector<CMediaEvent*>& events, const CSection& s, 
         i = 0;
         acc = 0;
     }
-    while (i < events.size() && acc + TimelineLength(events[i]) <= s.m_start) {
-        acc += TimelineLength(events[i]);
+    while (i < events.size() && acc + events[i]->GetTimelineLength() <= s.m_start) {
+        acc += events[i]->GetTimelineLength();
         ++i;
     }
     for (; i < events.size() && acc < s.m_end; ++i) {
@@ -90,12 +86,12 @@ void WalkPeakPieces(const std::vector<CMediaEvent*>& events, const CSection& s, 
         piece.previous = i > 0 ? events[i - 1] : nullptr;
         piece.start = acc;
         piece.from = std::max(acc, s.m_start);
-        piece.to = std::min(acc + TimelineLength(event), s.m_end);
+        piece.to = std::min(acc + event->GetTimelineLength(), s.m_end);
         *hintIndex = static_cast<int32_t>(i);
         *hintAcc = acc;
         if (piece.to > piece.from)
             use(piece);
-        acc += TimelineLength(event);
+        acc += event->GetTimelineLength();
     }
 }
 

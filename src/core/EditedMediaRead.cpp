@@ -21,13 +21,7 @@
 
 namespace tw {
 
-namespace {
-
-int64_t TimelineLength(const CMediaEvent* event) {
-    return event->GetTimelineSection().SectionLength();
-}
-
-} // namespace
+namespace {} // namespace
 
 ReadCursor* CEditedMedia::MakeCursor() const {
     auto* cursor = new ReadCursor;
@@ -67,7 +61,7 @@ void CEditedMedia::Seek(ReadCursor& cursor, int64_t position) const {
 
     while (cursor.event != ReadCursor::kNone) {
         const CMediaEvent* event = m_events[static_cast<size_t>(cursor.event)];
-        const int64_t length = TimelineLength(event);
+        const int64_t length = event->GetTimelineLength();
         if (cursor.eventStart + length > position)
             break;
         cursor.eventStart += length;
@@ -179,7 +173,7 @@ void CEditedMedia::SyncTransforms(int64_t position, bool display) const {
         int64_t inside = 0;
         int64_t acc = 0;
         for (const CMediaEvent* event : m_events) {
-            const int64_t n = TimelineLength(event);
+            const int64_t n = event->GetTimelineLength();
             if (event->GetChain().Contains(transform)) {
                 covered += n;
                 if (acc < position)
@@ -198,7 +192,7 @@ void CEditedMedia::SyncTransforms(int64_t position, bool display) const {
 bool CEditedMedia::Render(CStreamOut& sink, const CSection& section, const CTransformChain* chain, bool loop,
                           int32_t* counter, const uint32_t* mask) {
     const WAVEFORMATEX* format = GetFormat();
-    m_cancel = 0;
+    m_cancel.store(0, std::memory_order_relaxed);
     if (format == nullptr || format->nBlockAlign == 0)
         return true;
     const int32_t frameSize = format->nBlockAlign;

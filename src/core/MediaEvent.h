@@ -15,6 +15,7 @@
 #include "core/Section.h"
 #include "core/TransformChain.h"
 
+#include <climits>
 #include <cstdint>
 
 namespace tw {
@@ -36,6 +37,16 @@ public:
     int32_t GetCrossFadeOut() const;
     // Empty at the source start when the fade exceeds the source range.
     CSection GetTimelineSection() const;
+    // Its length. Edits and reads measure whole lists, so the plain case (no transforms, factor
+    // exactly 1.0) comes from the source range with the same 32-bit narrowing, without the section.
+    int64_t GetTimelineLength() const {
+        if (m_chain.GetCount() != 0)
+            return GetTimelineSection().SectionLength();
+        if (m_source.m_end - m_source.m_start < m_crossFade)
+            return 0;
+        auto narrow = [](int64_t v) -> int64_t { return v >= INT32_MIN && v <= INT32_MAX ? v : INT32_MIN; };
+        return narrow(m_source.m_end - m_crossFade) - narrow(m_source.m_start);
+    }
     // The source range without the fade tail.
     CSection GetSourceSection() const;
     void SetTimelineSection(const CSection& timeline);

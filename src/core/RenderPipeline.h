@@ -12,6 +12,7 @@
 
 #include "core/MediaData.h"
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <exception>
@@ -48,7 +49,7 @@ struct RenderBlock {
 // of the reader reaches the caller, after the writer has stopped.
 template <class Read, class Write>
 bool RenderPipeline(int64_t blockFrames, int32_t frameSize, Read& read, Write& write, const bool& finished,
-                    const volatile uint8_t& cancel) {
+                    const std::atomic<uint8_t>& cancel) {
     // Eight blocks of 50 ms: enough to keep the writer busy, little enough that a stop or a change
     // of the document is not heard long after. A side that has to wait sleeps until the other has
     // made half the ring ready, not just one block: waking a thread costs more than a block.
@@ -109,7 +110,7 @@ bool RenderPipeline(int64_t blockFrames, int32_t frameSize, Read& read, Write& w
         thread = std::thread(reader);
     } catch (const std::system_error&) {
         // No second thread: read and write by turns.
-        while (cancel == 0) {
+        while (cancel.load(std::memory_order_relaxed) == 0) {
             read(ring[0]);
             if (write(ring[0]) != 0)
                 return false;
@@ -131,7 +132,7 @@ bool RenderPipeline(int64_t blockFrames, int32_t frameSize, Read& read, Write& w
             if (filled == 0)
                 break;
         }
-        if (cancel != 0)
+        if (cancel.load(std::memory_order_relaxed) != 0)
             break;
         if (write(ring[tail]) != 0) {
             ok = false;
