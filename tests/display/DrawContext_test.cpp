@@ -286,6 +286,13 @@ void DrawScene(CDrawContext& dc) {
     dc.Line(-10, 50, 100, 50, 0x00FF00);
     dc.StretchCopy(indexed, {1, 0, 5, 3}, {30, -4, 75, 21});
     dc.StretchCopy(indexed, {0, 0, 5, 3}, {2, 44, 13, 51});
+    // XOR lines: up and down, dashed, reaching far outside, over each other, slanted.
+    dc.XorLine(20, -100000, 20, 1000000);
+    dc.XorLine(21, 60, 21, 2, 0xFFFFFF, LineStyle::Dash);
+    dc.XorLine(22, 0, 22, 64, 0x00FF00, LineStyle::Dash);
+    dc.XorLine(70, 10, -5, 10, 0xFFFFFF);
+    dc.XorLine(20, 30, 20, 30);
+    dc.XorLine(1, 2, 40, 50, 0xFFFFFF, LineStyle::Dash);
 }
 
 TEST(DrawContext, DirectWritesMatchThePainter) {
