@@ -2,6 +2,7 @@
 #include "core/EditedMedia.h"
 #include "core/MediaData.h"
 #include "core/ReadCursor.h"
+#include "display/LevelIndex.h"
 #include "display/SpectrogramVisualizer.h"
 #include "display/WaveletDot.h"
 
@@ -11,18 +12,6 @@
 namespace tw {
 
 namespace {
-
-// 20 log10 of a value, with -144 dB standing for nothing at all.
-inline float Decibels(float v) {
-    return v > 0.0f ? 20.0f * std::log10(v) : -144.0f;
-}
-
-// A level scaled onto the 256 colours; NaN from a broken sample counts as the lowest.
-inline uint8_t ClampIndex(float index) {
-    if (!(index > 0.0f))
-        return 0;
-    return index >= 255.0f ? 255 : static_cast<uint8_t>(index);
-}
 
 // The read cursor of one image computation, freed however the computation ends.
 class CursorHold {
@@ -69,6 +58,9 @@ void CSpectrogramVisualizer::ComputeSpectrogram(const CSection& section, int cha
     CMediaData block(n, m_media->GetFrameSize());
     m_channelBuffer.assign(static_cast<size_t>(n) + 2, 0.0f);
     m_magnitudes.assign(static_cast<size_t>(bins), 0.0f);
+    const int rows = std::min(bins, m_imageHeight);
+    m_indexes.assign(static_cast<size_t>(rows), 0);
+    const float slope = LevelSlope(20.0f), offset = LevelOffset();
     CursorHold cursor(*m_media);
 
     for (int x = 0; x < m_imageWidth; ++x) {
@@ -80,16 +72,15 @@ void CSpectrogramVisualizer::ComputeSpectrogram(const CSection& section, int cha
             m_dsp.Multiply(m_window.data(), buffer, n);
             m_dsp.FFTForward(buffer);
             m_dsp.Magnitude(buffer, m_magnitudes.data(), bins);
+            m_dsp.MulConstant(m_gain, m_magnitudes.data(), bins);
+            LevelIndexes(m_magnitudes.data(), rows, slope, offset, m_indexes.data());
 
             // Row 0 is the lowest frequency and lies at the bottom: scan line height - 1 - k.
             QImage& image = m_images[static_cast<size_t>(c)];
-            uchar* bits = image.bits();
             const qsizetype stride = image.bytesPerLine();
-            uchar* pixel = bits + static_cast<qsizetype>(m_imageHeight - 1) * stride + x;
-            for (int k = 0; k < bins && k < m_imageHeight; ++k, pixel -= stride) {
-                const float dB = Decibels(m_magnitudes[static_cast<size_t>(k)] * m_gain);
-                *pixel = ClampIndex((dB + 60.0f) * 255.0f / 70.0f);
-            }
+            uchar* pixel = image.bits() + static_cast<qsizetype>(m_imageHeight - 1) * stride + x;
+            for (int k = 0; k < rows; ++k, pixel -= stride)
+                *pixel = m_indexes[static_cast<size_t>(k)];
         }
     }
 }
@@ -153,6 +144,9 @@ void CSpectrogramVisualizer::ComputeWavelet(const CSection& section, int channel
 
     CMediaData block(n, m_media->GetFrameSize());
     m_channelBuffer.assign(static_cast<size_t>(n), 0.0f);
+    m_magnitudes.assign(static_cast<size_t>(m_imageHeight), 0.0f);
+    m_indexes.assign(static_cast<size_t>(m_imageHeight), 0);
+    const float slope = LevelSlope(10.0f), levelOffset = LevelOffset();
     CursorHold cursor(*m_media);
 
     for (int x = 0; x < m_imageWidth; ++x) {
@@ -161,18 +155,20 @@ void CSpectrogramVisualizer::ComputeWavelet(const CSection& section, int channel
         for (int c = 0; c < lanes; ++c) {
             float* samples = m_channelBuffer.data();
             Deinterleave(block.GetFloats(), n, frameChannels, c, samples);
-            QImage& image = m_images[static_cast<size_t>(c)];
-            uchar* bits = image.bits();
-            const qsizetype stride = image.bytesPerLine();
-            uchar* pixel = bits + static_cast<qsizetype>(m_imageHeight - 1) * stride + x;
-            for (int r = 0; r < m_imageHeight; ++r, pixel -= stride) {
+            // The level of row r is (a^2 + b^2) * gain / norm, on a scale of 10 dB per decade.
+            for (int r = 0; r < m_imageHeight; ++r) {
                 const size_t offset = m_rowOffsets[static_cast<size_t>(r)];
                 float a = 0.0f, b = 0.0f;
                 WaveletDot(m_stretchedRe.data() + offset, m_stretchedIm.data() + offset, samples,
                            m_rowLengths[static_cast<size_t>(r)], &a, &b);
-                const float dB = Decibels((a * a + b * b) * gainOverNorm);
-                *pixel = ClampIndex((dB * 0.5f + 60.0f) * 255.0f / 70.0f);
+                m_magnitudes[static_cast<size_t>(r)] = (a * a + b * b) * gainOverNorm;
             }
+            LevelIndexes(m_magnitudes.data(), m_imageHeight, slope, levelOffset, m_indexes.data());
+            QImage& image = m_images[static_cast<size_t>(c)];
+            const qsizetype stride = image.bytesPerLine();
+            uchar* pixel = image.bits() + static_cast<qsizetype>(m_imageHeight - 1) * stride + x;
+            for (int r = 0; r < m_imageHeight; ++r, pixel -= stride)
+                *pixel = m_indexes[static_cast<size_t>(r)];
         }
     }
 }

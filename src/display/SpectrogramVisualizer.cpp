@@ -163,6 +163,27 @@ int64_t CSpectrogramVisualizer::GetMinimumLength() {
     return static_cast<int64_t>(static_cast<double>(screenWidth) / m_imageWidth + 1.0);
 }
 
+void CSpectrogramVisualizer::UpdateImage(const CSection& view) {
+    if (!m_dirty && view == m_cached)
+        return;
+    const WAVEFORMATEX* format = m_media->GetFormat();
+    if (format == nullptr)
+        return;
+    m_format = *format;
+    m_cached = view;
+    const int channels = std::min<int>(m_format.nChannels, kMaxChannels);
+    const CSection clipped(std::max<int64_t>(view.m_start, 0), std::min(view.m_end, m_media->GetLength()));
+    if (clipped.SectionLength() <= 0 || channels <= 0) {
+        for (QImage& image : m_images)
+            image.fill(0);
+    } else if (m_wavelet) {
+        ComputeWavelet(clipped, channels);
+    } else {
+        ComputeSpectrogram(clipped, channels);
+    }
+    m_dirty = false;
+}
+
 void CSpectrogramVisualizer::Draw(CDrawContext& dc, const PixelRect& rect, const CSection& view,
                                   const CSection& selection, int64_t origin, bool focused) {
     const WAVEFORMATEX* format = m_media->GetFormat();
@@ -175,21 +196,8 @@ void CSpectrogramVisualizer::Draw(CDrawContext& dc, const PixelRect& rect, const
     if (view.SectionLength() < 2 * static_cast<int64_t>(m_fftSize) || rect.Width() <= 0 || rect.Height() <= 0)
         return;
 
-    const int channels = std::min<int>(m_format.nChannels, kMaxChannels);
-    const int lanes = m_merge ? 1 : channels;
-    if (m_dirty || view != m_cached) {
-        m_cached = view;
-        const CSection clipped(std::max<int64_t>(view.m_start, 0), std::min(view.m_end, length));
-        if (clipped.SectionLength() <= 0) {
-            for (QImage& image : m_images)
-                image.fill(0);
-        } else if (m_wavelet) {
-            ComputeWavelet(clipped, channels);
-        } else {
-            ComputeSpectrogram(clipped, channels);
-        }
-        m_dirty = false;
-    }
+    UpdateImage(view);
+    const int lanes = m_merge ? 1 : std::min<int>(m_format.nChannels, kMaxChannels);
 
     const double width = rect.Width();
     const double viewLength = static_cast<double>(view.SectionLength());

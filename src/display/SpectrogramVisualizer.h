@@ -42,6 +42,10 @@ public:
     double GetAxisMaximum() override;
     std::string GetAxisTitle() override;
 
+    // Computes the bitmaps for `view` unless they were made for it and nothing changed since;
+    // Draw calls it. Part of the view behind the document's end is left at index 0.
+    void UpdateImage(const CSection& view);
+
     // Rounds up to a power of two (1 for anything up to 1); the image gets size / 2 + 1 rows.
     void SetFftSize(int size);
     void SetImageWidth(int width);
@@ -95,7 +99,8 @@ private:
     // Work buffers, reused from column to column.
     std::vector<float> m_frameBuffer;
     std::vector<float> m_channelBuffer;
-    std::vector<float> m_magnitudes;
+    std::vector<float> m_magnitudes; // per image row: the levels of one column
+    std::vector<uint8_t> m_indexes;
 
     // Wavelet: the mother wavelet's length and norm for the rate it was made for, and per image
     // row the stretched real and imaginary parts (row r starts at m_rowOffsets[r] and holds

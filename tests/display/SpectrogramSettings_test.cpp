@@ -1,4 +1,5 @@
 // The time-frequency display's tables, sizes, axis values and status texts.
+#include "display/LevelIndex.h"
 #include "display/SpectrogramPalette.h"
 #include "display/SpectrogramVisualizer.h"
 #include "display/WaveletDot.h"
@@ -10,6 +11,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cfloat>
+#include <cmath>
+#include <limits>
 #include <random>
 
 namespace tw {
@@ -152,6 +156,50 @@ TEST(SpectrogramVisualizer, MinimumLengthCoversAScreenPixelPerColumn) {
     EXPECT_EQ(v.GetMinimumLength(), static_cast<int64_t>(width / 320.0 + 1.0));
     v.SetImageWidth(1);
     EXPECT_EQ(v.GetMinimumLength(), width + 1);
+}
+
+TEST(LevelIndex, FollowsTheDecibelScaleOfBothModes) {
+    // The reference in doubles: -60 dB (or -120 dB of the halved wavelet scale) is index 0, +10 dB
+    // (+20) is 255. The fast logarithm may only differ where a level lies within 1e-4 of a step.
+    std::mt19937 rng(9);
+    std::uniform_real_distribution<double> decade(-9.0, 3.0);
+    for (const float perDecade : {20.0f, 10.0f}) {
+        std::vector<float> values;
+        for (int i = 0; i < 20000; ++i)
+            values.push_back(static_cast<float>(std::pow(10.0, decade(rng))));
+        std::vector<uint8_t> got(values.size());
+        LevelIndexes(values.data(), static_cast<int>(values.size()), LevelSlope(perDecade), LevelOffset(),
+                     got.data());
+        int nearSteps = 0;
+        for (size_t i = 0; i < values.size(); ++i) {
+            const double level =
+                (perDecade * std::log10(static_cast<double>(values[i])) + 60.0) * 255.0 / 70.0;
+            const double clamped = std::clamp(level, 0.0, 255.0);
+            if (level > 0.0 && level < 255.0 && std::abs(level - std::round(level)) < 1e-4) {
+                ++nearSteps;
+                EXPECT_NEAR(got[i], static_cast<int>(clamped), 1) << values[i];
+            } else {
+                ASSERT_EQ(got[i], static_cast<int>(clamped)) << values[i];
+            }
+        }
+        EXPECT_LT(nearSteps, 20);
+    }
+    // Odd values through the vector path (the first eight) and the plain one (the rest).
+    const float odd[] = {0.0f,
+                         -1.0f,
+                         std::numeric_limits<float>::quiet_NaN(),
+                         FLT_MIN / 4,
+                         std::numeric_limits<float>::infinity(),
+                         1e-3f,
+                         3.1622777f,
+                         1.0f};
+    std::vector<float> both(odd, odd + 8);
+    both.insert(both.end(), odd, odd + 8);
+    std::vector<uint8_t> index(both.size());
+    LevelIndexes(both.data(), static_cast<int>(both.size()), LevelSlope(20.0f), LevelOffset(), index.data());
+    const std::vector<uint8_t> expected = {0, 0, 0, 0, 255, 0, 255, 218};
+    EXPECT_EQ(std::vector<uint8_t>(index.begin(), index.begin() + 8), expected);
+    EXPECT_EQ(std::vector<uint8_t>(index.begin() + 8, index.end()), expected);
 }
 
 TEST(WaveletDot, VectorAndPlainLoopsAgree) {
