@@ -19,6 +19,10 @@ constexpr ColorRef kBackground = 0x000000;
 constexpr ColorRef kPastEnd = 0xFFFFFF;
 constexpr ColorRef kLaneSeparator = 0x7F7F7F;
 constexpr float kKaiserAlpha = 0.2f;
+// Bounds on what a caller may ask for, so that a wild value costs a capped amount of memory
+// rather than the process: 65,536 points and 16,384 columns.
+constexpr int kMaxFftOrder = 16;
+constexpr int kMaxImageWidth = 16384;
 // The screen width assumed when no screen can be asked (no application object, or headless).
 constexpr int kFallbackScreenWidth = 1920;
 
@@ -74,7 +78,7 @@ void CSpectrogramVisualizer::MakeImages() {
 
 void CSpectrogramVisualizer::SetFftSize(int size) {
     int order = 0;
-    while ((1 << order) < size && order < 30)
+    while ((1 << order) < size && order < kMaxFftOrder)
         ++order;
     m_fftOrder = order;
     m_fftSize = 1 << order;
@@ -86,7 +90,7 @@ void CSpectrogramVisualizer::SetFftSize(int size) {
 }
 
 void CSpectrogramVisualizer::SetImageWidth(int width) {
-    m_imageWidth = std::max(1, width);
+    m_imageWidth = std::clamp(width, 1, kMaxImageWidth);
     MakeImages();
     m_dirty = true;
 }
@@ -139,7 +143,7 @@ std::string CSpectrogramVisualizer::GetAxisTitle() {
 }
 
 std::string CSpectrogramVisualizer::GetStatusText(int64_t frame, double yFraction) {
-    if (const WAVEFORMATEX* format = m_media->GetFormat())
+    if (const WAVEFORMATEX* format = m_media != nullptr ? m_media->GetFormat() : nullptr)
         m_format = *format;
     const int64_t rate = m_format.nSamplesPerSec;
     std::string frequency;
@@ -164,7 +168,7 @@ int64_t CSpectrogramVisualizer::GetMinimumLength() {
 }
 
 void CSpectrogramVisualizer::UpdateImage(const CSection& view) {
-    if (!m_dirty && view == m_cached)
+    if ((!m_dirty && view == m_cached) || m_media == nullptr || m_images[0].isNull())
         return;
     const WAVEFORMATEX* format = m_media->GetFormat();
     if (format == nullptr)
@@ -186,8 +190,8 @@ void CSpectrogramVisualizer::UpdateImage(const CSection& view) {
 
 void CSpectrogramVisualizer::Draw(CDrawContext& dc, const PixelRect& rect, const CSection& view,
                                   const CSection& selection, int64_t origin, bool focused) {
-    const WAVEFORMATEX* format = m_media->GetFormat();
-    const int64_t length = m_media->GetLength();
+    const WAVEFORMATEX* format = m_media != nullptr ? m_media->GetFormat() : nullptr;
+    const int64_t length = m_media != nullptr ? m_media->GetLength() : 0;
     if (format == nullptr || length <= 0 || format->nChannels == 0) {
         dc.FillRect(rect, kBackground);
         return;

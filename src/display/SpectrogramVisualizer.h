@@ -46,8 +46,10 @@ public:
     // Draw calls it. Part of the view behind the document's end is left at index 0.
     void UpdateImage(const CSection& view);
 
-    // Rounds up to a power of two (1 for anything up to 1); the image gets size / 2 + 1 rows.
+    // Rounds up to a power of two (1 for anything up to 1, at most 65,536); the image gets
+    // size / 2 + 1 rows.
     void SetFftSize(int size);
+    // 1 to 16,384 columns.
     void SetImageWidth(int width);
 
     bool IsWavelet() const { return m_wavelet; }
