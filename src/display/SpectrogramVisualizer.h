@@ -14,6 +14,7 @@
 
 #include <QImage>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <string>
@@ -58,8 +59,11 @@ public:
     int GetImageWidth() const { return m_imageWidth; }
     int GetImageHeight() const { return m_imageHeight; }
     // The intensity bitmap of a channel (8-bit indexes with the base palette as colour table);
-    // scan line 0 is the highest frequency, so the image reads as it is drawn.
-    const QImage& GetImage(int channel) const { return m_images[static_cast<size_t>(channel)]; }
+    // scan line 0 is the highest frequency, so the image reads as it is drawn. A channel outside
+    // 0 to 7 gives the nearest one.
+    const QImage& GetImage(int channel) const {
+        return m_images[static_cast<size_t>(std::clamp(channel, 0, kMaxChannels - 1))];
+    }
 
     // Octaves above 220 Hz below a quarter of `rate`: the wavelet plot's top row lies that many
     // octaves up. 6 at 44,100 Hz.

@@ -1,5 +1,6 @@
 // What the time-frequency display computes and paints: tones in their rows, the selection's
 // lighter colours, the strip past the end, lanes, and the shortest section that shows a picture.
+#include "core/Transform.h"
 #include "display/SpectrogramPalette.h"
 #include "display/SpectrogramVisualizer.h"
 
@@ -9,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 
 namespace tw {
@@ -20,6 +22,17 @@ using spectrotest::Silence;
 using spectrotest::Tone;
 
 constexpr QRgb kMarker = 0xFF123456;
+
+// Silences what it reads: the display must read through the document's effects.
+class MuteTransform : public CTransformBase {
+public:
+    CTransformBase* CreateReadInstance() override { return new MuteTransform; }
+    CMediaData* Process(CMediaData* input) override {
+        std::fill_n(input->GetFloats(), input->GetByteCount() / 4, 0.0f);
+        return input;
+    }
+    std::string GetName() override { return "Mute"; }
+};
 
 QRgb Opaque(const PaletteEntry& e) {
     return qRgb(e.red, e.green, e.blue);
@@ -93,6 +106,28 @@ TEST(SpectrogramImage, LevelsMapOntoTheColourIndexes) {
     EXPECT_EQ(v.GetImage(0).constScanLine(row)[10], 255);
 }
 
+TEST(SpectrogramImage, ColumnsAreReadThroughTheDocumentsEffects) {
+    // A tone whose second half is muted by an effect: those columns are silent in both modes.
+    for (bool wavelet : {false, true}) {
+        SCOPED_TRACE(wavelet);
+        auto media = MakeDocument(88200, 1, 44100, Tone(1000.0, 0.02f));
+        media->ApplyTransform(CSection(44100, 88200), new MuteTransform);
+        CSpectrogramVisualizer v(media.get(), false, wavelet);
+        DrawInto(v, QSize(400, 100), CSection(0, 88200), CSection(0, 0));
+        const QImage& image = v.GetImage(0);
+        const int width = image.width();
+        const auto loudest = [&](int x) {
+            int best = 0;
+            for (int y = 0; y < image.height(); ++y)
+                best = std::max<int>(best, image.constScanLine(y)[x]);
+            return best;
+        };
+        EXPECT_GT(loudest(width / 4), 100);
+        EXPECT_EQ(loudest(width / 2 + 2), 0);
+        EXPECT_EQ(loudest(width - 1), 0);
+    }
+}
+
 TEST(WaveletImage, ToneLiesInTheRowOfItsNote) {
     const uint32_t rate = 44100;
     // Six octaves over 60 rows: ten rows an octave above 220 Hz. The wavelet's gain is high (a
@@ -162,6 +197,19 @@ TEST(SpectrogramDraw, SelectionTakesTheLighterPalette) {
         for (int x = 318; x < 322 + width; ++x)
             EXPECT_EQ(cursor.pixel(x, 20), x >= 320 && x < 320 + width ? selected : base) << x;
     }
+}
+
+TEST(SpectrogramDraw, TargetsOfOtherFormatsGetTheSamePixels) {
+    auto media = MakeDocument(10000, 1, 44100, Tone(3000.0));
+    CSpectrogramVisualizer v(media.get(), false, false);
+    const QImage direct = DrawInto(v, QSize(120, 60), CSection(0, 10000), CSection(2000, 4000));
+    QImage other(120, 60, QImage::Format_RGB888);
+    other.fill(Qt::black);
+    {
+        CDrawContext dc(other);
+        v.Draw(dc, PixelRect{0, 0, 120, 60}, CSection(0, 10000), CSection(2000, 4000), 0, true);
+    }
+    EXPECT_EQ(other.convertToFormat(QImage::Format_RGB32), direct);
 }
 
 TEST(SpectrogramDraw, StripPastTheEndIsWhite) {
