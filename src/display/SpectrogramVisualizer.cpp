@@ -8,6 +8,7 @@
 #include <QScreen>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 
@@ -122,6 +123,8 @@ int CSpectrogramVisualizer::WaveletLength(int64_t rate) {
 }
 
 std::string CSpectrogramVisualizer::NoteName(int octaves, double fraction) {
+    // A pointer off the lane (or a NaN) names the nearest edge.
+    fraction = std::isnan(fraction) ? 0.0 : std::clamp(fraction, 0.0, 1.0);
     static const char* const kNames[12] = {"A%d",  "Bb%d", "B%d", "C%d",  "C#%d", "D%d",
                                            "D#%d", "E%d",  "F%d", "F#%d", "G%d",  "G#%d"};
     const int octave = static_cast<int>(octaves * fraction);
@@ -146,6 +149,7 @@ std::string CSpectrogramVisualizer::GetStatusText(int64_t frame, double yFractio
     if (const WAVEFORMATEX* format = m_media != nullptr ? m_media->GetFormat() : nullptr)
         m_format = *format;
     const int64_t rate = m_format.nSamplesPerSec;
+    yFraction = std::isnan(yFraction) ? 0.0 : std::clamp(yFraction, 0.0, 1.0);
     std::string frequency;
     if (m_wavelet) {
         frequency = NoteName(OctaveCount(rate), yFraction);

@@ -125,6 +125,9 @@ TEST(SpectrogramVisualizer, StatusTextsGiveTimeAndFrequency) {
     EXPECT_EQ(wavelet.GetStatusText(0, 0.0), "00:00:00:000, A0");
     EXPECT_EQ(wavelet.GetStatusText(44100, 0.5), "00:00:01:000, A3");
     EXPECT_EQ(wavelet.GetStatusText(44100, 0.25), "00:00:01:000, D#1");
+    // Off the lane: the nearest edge.
+    EXPECT_EQ(wavelet.GetStatusText(0, 7.5), "00:00:00:000, A6");
+    EXPECT_EQ(spectrogram.GetStatusText(0, -3.0), "00:00:00:000, 0 Hz");
 
     // Every semitone of an octave, in order; six octaves span the height.
     const char* const names[] = {"A", "Bb", "B", "C", "C#", "D", "D#", "E", "F", "F#", "G", "G#"};
