@@ -113,13 +113,20 @@ void CSpectrogramVisualizer::PrepareWavelet(int64_t rate) {
     const double ratio = std::pow(220.0 / WaveletTop(rate), 1.0 / m_imageHeight);
     m_rowOffsets.assign(static_cast<size_t>(m_imageHeight), 0);
     m_rowLengths.assign(static_cast<size_t>(m_imageHeight), 0);
+    size_t total = 0;
+    double scale = 1.0;
+    for (int r = 0; r < m_imageHeight; ++r, scale *= ratio) {
+        m_rowOffsets[static_cast<size_t>(r)] = total;
+        m_rowLengths[static_cast<size_t>(r)] = static_cast<int>(length * scale);
+        total += static_cast<size_t>(m_rowLengths[static_cast<size_t>(r)]);
+    }
     m_stretchedRe.clear();
     m_stretchedIm.clear();
-    double scale = 1.0;
+    m_stretchedRe.reserve(total);
+    m_stretchedIm.reserve(total);
+    scale = 1.0;
     for (int r = 0; r < m_imageHeight; ++r) {
-        const int count = static_cast<int>(length * scale);
-        m_rowOffsets[static_cast<size_t>(r)] = m_stretchedRe.size();
-        m_rowLengths[static_cast<size_t>(r)] = count;
+        const int count = m_rowLengths[static_cast<size_t>(r)];
         for (int i = 0; i < count; ++i) {
             const int source = std::min(static_cast<int>(i / scale), length - 1);
             m_stretchedRe.push_back(re[static_cast<size_t>(source)]);
