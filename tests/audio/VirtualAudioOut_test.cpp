@@ -100,6 +100,8 @@ TEST_F(VirtualOut, WriteAndDrain_PlayEveryFrameInOrderAtTheRealRate) {
 }
 
 TEST_F(VirtualOut, Position_GrowsWithTheClockAndNeverRunsAhead) {
+    // The clock is read before the device opens, so no position may run ahead of the time since.
+    const Clock::time_point start = Clock::now();
     ASSERT_TRUE(out.Open(kRate, 1, 16, 300, 0));
     std::atomic<bool> writing{true};
     std::thread writer([&] {
@@ -109,7 +111,6 @@ TEST_F(VirtualOut, Position_GrowsWithTheClockAndNeverRunsAhead) {
             out.Write(block);
         }
     });
-    const Clock::time_point start = Clock::now();
     std::vector<std::pair<double, int32_t>> samples;
     int32_t last = 0;
     while (SecondsSince(start) < 0.6) {
