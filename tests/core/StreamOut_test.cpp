@@ -361,10 +361,10 @@ TEST(SetDither, BlockQuantiser_MatchesTheSampleBySampleArithmeticExactly) {
             for (int channels : {1, 2, 3, 8}) {
                 // The sink draws its origin from rand() at construction and again at SetDither.
                 QuantizerOnly q;
-                const auto seed = 4321u + static_cast<unsigned>(bits * 100 + filter * 10 + channels);
-                std::srand(seed);
+                const auto start = 4321u + static_cast<unsigned>(bits * 100 + filter * 10 + channels);
+                std::srand(start);
                 const uint64_t origin = CDitherNoise::OriginFromRand();
-                std::srand(seed);
+                std::srand(start);
                 q.SetDither(true, filter);
                 ReferenceQuantizer reference(filter, origin);
 
