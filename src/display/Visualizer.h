@@ -39,7 +39,8 @@ public:
                       const CSection& selection, int64_t origin, bool focused) = 0;
     // 1 wave, 2 spectrogram, 3 wavelet.
     virtual int GetType() const = 0;
-    // The status bar's text for a document frame and a y given as a fraction of the lane (0 top).
+    // The status bar's text for a document frame and a y given as a fraction of the lane counted
+    // from its bottom (1 at the top).
     virtual std::string GetStatusText(int64_t frame, double yFraction) = 0;
     // The shortest view in frames the display can show; the default allows any of 2 frames or more.
     virtual int64_t GetMinimumLength();
