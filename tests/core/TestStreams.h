@@ -127,4 +127,54 @@ public:
     std::string GetName() override { return "None"; }
 };
 
+// A stream that answers peaks from its own samples, as a peak file would hold them, and notes each
+// peak request with its mode.
+class PeakStream : public VectorStream {
+public:
+    PeakStream(std::vector<float> samples, int channels)
+        : VectorStream(samples, channels), m_copy(std::move(samples)), m_channels(channels) {}
+
+    CPeakData* ReadPeaks(CSection section, bool blockMode) override {
+        m_requests.push_back({section, blockMode});
+        auto* peaks = new CPeakData;
+        const int64_t frames = GetLength();
+        auto sample = [&](int64_t frame, int c) {
+            return frame >= 0 && frame < frames ? m_copy[static_cast<size_t>(frame * m_channels + c)] : 0.0f;
+        };
+        if (!blockMode) {
+            peaks->Allocate(static_cast<int32_t>(section.SectionLength()), m_channels, 1);
+            for (int64_t f = 0; f < section.SectionLength(); ++f)
+                for (int c = 0; c < m_channels; ++c) {
+                    const float v = sample(section.m_start + f, c);
+                    peaks->Row(static_cast<int32_t>(f))[c] = PeakPair{v, v};
+                }
+            return peaks;
+        }
+        const int64_t count = std::max<int64_t>(section.SectionLength() / 256, 1);
+        peaks->Allocate(static_cast<int32_t>(count), m_channels, 256);
+        for (int64_t r = 0; r < count; ++r) {
+            const int64_t first = (section.m_start / 256 + r) * 256;
+            for (int c = 0; c < m_channels; ++c) {
+                PeakPair pair{1.0f, -1.0f};
+                for (int64_t f = first; f < first + 256; ++f) {
+                    pair.minimum = std::min(pair.minimum, sample(f, c));
+                    pair.maximum = std::max(pair.maximum, sample(f, c));
+                }
+                peaks->Row(static_cast<int32_t>(r))[c] = pair;
+            }
+        }
+        return peaks;
+    }
+
+    struct Request {
+        CSection section;
+        bool blockMode;
+    };
+    std::vector<Request> m_requests;
+
+private:
+    std::vector<float> m_copy;
+    int m_channels;
+};
+
 } // namespace tw::test

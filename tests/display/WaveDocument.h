@@ -7,6 +7,7 @@
 #include "core/MediaData.h"
 #include "core/MediaStream.h"
 #include "core/PeakData.h"
+#include "core/TestStreams.h"
 #include "platform/Settings.h"
 
 #include <algorithm>
@@ -19,73 +20,11 @@
 
 namespace tw::wavetest {
 
-// Frames are interleaved floats; frame f of channel c is samples[f * channels + c].
-class PeakStream : public CMediaStream {
+// Generated samples that answer peak reads in both modes (test::PeakStream), as a generated stream.
+class PeakStream : public test::PeakStream {
 public:
-    PeakStream(std::vector<float> samples, int channels)
-        : m_samples(std::move(samples)), m_channels(channels) {
-        WAVEFORMATEX native{};
-        native.wFormatTag = WAVE_FORMAT_PCM;
-        native.nChannels = static_cast<uint16_t>(channels);
-        native.nSamplesPerSec = 44100;
-        native.wBitsPerSample = 16;
-        native.nBlockAlign = static_cast<uint16_t>(channels * 2);
-        native.nAvgBytesPerSec = native.nBlockAlign * 44100u;
-        m_native = native;
-        m_format = WorkingFormatOf(native);
-    }
-
-    int32_t GetFrameSize() override { return m_format.nBlockAlign; }
-    int64_t GetLength() override { return static_cast<int64_t>(m_samples.size()) / m_channels; }
-    CMediaData* ReadFrames(CSection section) override {
-        auto* block = new CMediaData(section.SectionLength(), GetFrameSize());
-        float* out = block->GetFloats();
-        for (int64_t f = 0; f < section.SectionLength(); ++f)
-            for (int c = 0; c < m_channels; ++c)
-                out[f * m_channels + c] = Sample(section.m_start + f, c);
-        return block;
-    }
-    CPeakData* ReadPeaks(CSection section, bool blockMode) override {
-        auto* peaks = new CPeakData;
-        if (!blockMode) {
-            peaks->Allocate(static_cast<int32_t>(section.SectionLength()), m_channels, 1);
-            for (int64_t f = 0; f < section.SectionLength(); ++f)
-                for (int c = 0; c < m_channels; ++c) {
-                    const float v = Sample(section.m_start + f, c);
-                    peaks->Row(static_cast<int32_t>(f))[c] = PeakPair{v, v};
-                }
-            return peaks;
-        }
-        const int64_t count = std::max<int64_t>(section.SectionLength() / 256, 1);
-        peaks->Allocate(static_cast<int32_t>(count), m_channels, 256);
-        for (int64_t r = 0; r < count; ++r) {
-            const int64_t first = (section.m_start / 256 + r) * 256;
-            for (int c = 0; c < m_channels; ++c) {
-                PeakPair pair{1.0f, -1.0f};
-                for (int64_t f = first; f < first + 256; ++f) {
-                    pair.minimum = std::min(pair.minimum, Sample(f, c));
-                    pair.maximum = std::max(pair.maximum, Sample(f, c));
-                }
-                peaks->Row(static_cast<int32_t>(r))[c] = pair;
-            }
-        }
-        return peaks;
-    }
-    const WAVEFORMATEX* GetFormat() override { return &m_format; }
-    const WAVEFORMATEX* GetNativeFormat() override { return &m_native; }
+    using test::PeakStream::PeakStream;
     bool IsGenerated() override { return true; }
-
-private:
-    float Sample(int64_t frame, int c) const {
-        return frame >= 0 && frame < GetLengthConst() ? m_samples[static_cast<size_t>(frame * m_channels + c)]
-                                                      : 0.0f;
-    }
-    int64_t GetLengthConst() const { return static_cast<int64_t>(m_samples.size()) / m_channels; }
-
-    std::vector<float> m_samples;
-    int m_channels;
-    WAVEFORMATEX m_native{};
-    WAVEFORMATEX m_format{};
 };
 
 // channel, frame -> sample.
