@@ -13,6 +13,7 @@
 // read: the stream only answers its length and format.
 //
 // Usage: edit_ops [rounds per operation, default 2000]
+#include "BenchStats.h"
 #include "core/EditedMedia.h"
 #include "core/MediaEvent.h"
 #include "core/MediaStream.h"
@@ -74,13 +75,6 @@ void BuildDocument(tw::CEditedMedia& media, int64_t frames) {
         const int64_t at = i * spacing;
         media.DeleteSection(tw::CSection(at, at + spacing / 10), false);
     }
-}
-
-double Percentile(std::vector<double> values, double p) {
-    std::sort(values.begin(), values.end());
-    const size_t index =
-        std::min(values.size() - 1, static_cast<size_t>(p * static_cast<double>(values.size())));
-    return values[index];
 }
 
 // CPU time of this thread: what the operation costs, without the time another process had the

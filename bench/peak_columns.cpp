@@ -14,6 +14,7 @@
 // end.
 //
 // Usage: peak_columns [seconds of audio, default 3600] [rounds, default 200]
+#include "BenchStats.h"
 #include "core/EditedMedia.h"
 #include "core/PeakData.h"
 
@@ -35,11 +36,6 @@ namespace {
 
 constexpr int32_t kColumns = 1920;
 constexpr double kBudgetMillis = 5.0;
-
-double Percentile(std::vector<double> values, double p) {
-    std::sort(values.begin(), values.end());
-    return values[std::min(values.size() - 1, static_cast<size_t>(p * static_cast<double>(values.size())))];
-}
 
 } // namespace
 

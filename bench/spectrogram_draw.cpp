@@ -18,6 +18,7 @@
 // the vector path and through plain loops.
 //
 // Usage: spectrogram_draw [seconds of audio, default 3600] [rounds, default 100]
+#include "BenchStats.h"
 #include "core/EditedMedia.h"
 #include "display/DrawContext.h"
 #include "display/SpectrogramVisualizer.h"
@@ -45,11 +46,6 @@ namespace {
 
 constexpr int kWidth = 1920;
 constexpr int kHeight = 1080;
-
-double Percentile(std::vector<double> values, double p) {
-    std::sort(values.begin(), values.end());
-    return values[std::min(values.size() - 1, static_cast<size_t>(p * static_cast<double>(values.size())))];
-}
 
 // CPU time of the whole process in seconds: QPainter hands large fills to threads of its own.
 double ProcessSeconds() {

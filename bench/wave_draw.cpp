@@ -13,6 +13,7 @@
 // line and two marks per boundary. Everything written is removed at the end.
 //
 // Usage: wave_draw [seconds of audio, default 3600] [rounds, default 200]
+#include "BenchStats.h"
 #include "core/EditedMedia.h"
 #include "display/DrawContext.h"
 #include "display/PCMVisualizer.h"
@@ -48,11 +49,6 @@ double ProcessSeconds() {
     timespec t{};
     ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
     return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec) / 1e9;
-}
-
-double Percentile(std::vector<double> values, double p) {
-    std::sort(values.begin(), values.end());
-    return values[std::min(values.size() - 1, static_cast<size_t>(p * static_cast<double>(values.size())))];
 }
 
 struct Figures {
