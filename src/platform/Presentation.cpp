@@ -160,6 +160,111 @@ void CHeadlessPresentation::StatusText(WindowHandle frame, const std::string& te
     Record("status", text, frame);
 }
 
+void CHeadlessPresentation::CommandStates(WindowHandle frame, const std::vector<CCommandState>& states) {
+    // Kept as the latest state per id, not in the history: published after every message.
+    std::lock_guard<std::mutex> lock(m_mutex);
+    auto& byId = m_commandStates[frame];
+    for (const CCommandState& state : states)
+        byId[state.id] = state;
+}
+
+void CHeadlessPresentation::StatusPane(WindowHandle frame, int pane, const std::string& text) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_panes[{frame, pane}] = text;
+}
+
+void CHeadlessPresentation::ViewImage(WindowHandle view, std::shared_ptr<const CViewImage> image) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_images[view] = std::move(image);
+}
+
+void CHeadlessPresentation::ScrollBar(WindowHandle view, const CScrollBarState& state) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_scrollBars[view] = state;
+}
+
+void CHeadlessPresentation::SetCursor(WindowHandle view, CursorShape shape) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_cursors[view] = shape;
+}
+
+uint32_t CHeadlessPresentation::TrackPopupMenu(WindowHandle view, const std::vector<CMenuItem>& menu, int x,
+                                               int y) {
+    (void)x;
+    (void)y;
+    Record("menu", menu.empty() ? std::string() : menu.front().text, view);
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_lastMenu = menu;
+    if (m_menuAnswers.empty())
+        return 0;
+    const uint32_t id = m_menuAnswers.front();
+    m_menuAnswers.pop_front();
+    return id;
+}
+
+void CHeadlessPresentation::SetClipboardData(const std::string& mime, std::vector<uint8_t> data) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_clipboard.clear();
+    m_clipboard[mime] = std::move(data);
+}
+
+bool CHeadlessPresentation::HasClipboardData(const std::string& mime) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_clipboard.count(mime) != 0;
+}
+
+bool CHeadlessPresentation::GetClipboardData(const std::string& mime, std::vector<uint8_t>& data) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    auto it = m_clipboard.find(mime);
+    if (it == m_clipboard.end())
+        return false;
+    data = it->second;
+    return true;
+}
+
+CCommandState CHeadlessPresentation::LastCommandState(WindowHandle frame, uint32_t id) const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    auto f = m_commandStates.find(frame);
+    if (f == m_commandStates.end())
+        return CCommandState{id};
+    auto it = f->second.find(id);
+    return it == f->second.end() ? CCommandState{id} : it->second;
+}
+
+std::string CHeadlessPresentation::LastStatusPane(WindowHandle frame, int pane) const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    auto it = m_panes.find({frame, pane});
+    return it == m_panes.end() ? std::string() : it->second;
+}
+
+std::shared_ptr<const CViewImage> CHeadlessPresentation::LastViewImage(WindowHandle view) const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    auto it = m_images.find(view);
+    return it == m_images.end() ? nullptr : it->second;
+}
+
+CScrollBarState CHeadlessPresentation::LastScrollBar(WindowHandle view) const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    auto it = m_scrollBars.find(view);
+    return it == m_scrollBars.end() ? CScrollBarState{} : it->second;
+}
+
+CursorShape CHeadlessPresentation::LastCursor(WindowHandle view) const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    auto it = m_cursors.find(view);
+    return it == m_cursors.end() ? CursorShape::Arrow : it->second;
+}
+
+std::vector<CMenuItem> CHeadlessPresentation::LastPopupMenu() const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_lastMenu;
+}
+
+void CHeadlessPresentation::QueueMenuAnswer(uint32_t id) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_menuAnswers.push_back(id);
+}
+
 void CHeadlessPresentation::QueueBoxAnswer(int answer) {
     std::lock_guard<std::mutex> lock(m_mutex);
     m_boxAnswers.push_back(answer);
@@ -195,6 +300,8 @@ void CHeadlessPresentation::Clear() {
     m_history.clear();
     m_boxAnswers.clear();
     m_scripts.clear();
+    m_menuAnswers.clear();
+    m_lastMenu.clear();
 }
 
 } // namespace tw

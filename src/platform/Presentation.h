@@ -24,6 +24,46 @@ namespace tw {
 
 class CModalDialog;
 
+// What a document publishes after each message for the widgets to show.
+struct CCommandState {
+    uint32_t id = 0;
+    bool enabled = true;
+    int check = 0;      // 0 off, 1 checked
+    bool radio = false; // the check is drawn as a radio mark
+    bool hasText = false;
+    std::string text; // the item's text, when the document sets it (Undo, Redo)
+    bool operator==(const CCommandState&) const = default;
+};
+
+struct CScrollBarState {
+    int64_t minimum = 0;
+    int64_t maximum = 0;
+    int64_t page = 0;
+    int32_t position = 0; // the bar's position is 32-bit as the document sets it
+    bool visible = false;
+    bool operator==(const CScrollBarState&) const = default;
+};
+
+// The plot as the document thread painted it: 0xAARRGGBB pixels, row after row.
+struct CViewImage {
+    int width = 0;
+    int height = 0;
+    std::vector<uint32_t> pixels;
+};
+
+// A popup menu: a tree of items; `popup` items open a sub-menu.
+struct CMenuItem {
+    uint32_t id = 0;
+    std::string text;
+    bool enabled = true;
+    bool checked = false;
+    bool isDefault = false;
+    bool separator = false;
+    std::vector<CMenuItem> popup;
+};
+
+enum class CursorShape { Arrow, SizeWE, CrossFade, EffectTag, Wait };
+
 class IPresentation {
 public:
     virtual ~IPresentation() = default;
@@ -52,6 +92,27 @@ public:
     // True when MessageBox returns without waiting for a person (a script), so ShowMessageBox
     // need not keep the caller's loop going around it.
     virtual bool AnswersAtOnce() const { return false; }
+
+    // The states of every command a frame routes, after each message that may have changed them
+    // (only the changed ones need be redrawn; the whole list is handed each time).
+    virtual void CommandStates(WindowHandle frame, const std::vector<CCommandState>& states) = 0;
+    // A pane of the status bar other than the message pane (0 is StatusText's).
+    virtual void StatusPane(WindowHandle frame, int pane, const std::string& text) = 0;
+    // A new picture of a view's client area, painted off-screen on the document thread.
+    virtual void ViewImage(WindowHandle view, std::shared_ptr<const CViewImage> image) = 0;
+    virtual void ScrollBar(WindowHandle view, const CScrollBarState& state) = 0;
+    virtual void SetCursor(WindowHandle view, CursorShape shape) = 0;
+    // Shows a popup menu at (x, y) in the view and gives the chosen id, 0 when dismissed. Blocks
+    // the calling document thread until chosen, as a tracked popup does.
+    virtual uint32_t TrackPopupMenu(WindowHandle view, const std::vector<CMenuItem>& menu, int x, int y) = 0;
+
+    // The system clipboard, one memory image per MIME type ("audio/wav" for audio). Setting
+    // replaces everything on the clipboard.
+    virtual void SetClipboardData(const std::string& mime, std::vector<uint8_t> data) = 0;
+    virtual bool HasClipboardData(const std::string& mime) = 0;
+    virtual bool GetClipboardData(const std::string& mime, std::vector<uint8_t>& data) = 0;
+    // Makes what this process put on the clipboard outlive the process's documents.
+    virtual void FlushClipboard() {}
 };
 
 // The presentation in force for the process. Never null: the headless one until another is set.
@@ -87,6 +148,26 @@ public:
     void FrameDestroyed(WindowHandle frame) override;
     void StatusText(WindowHandle frame, const std::string& text) override;
     bool AnswersAtOnce() const override { return true; }
+    void CommandStates(WindowHandle frame, const std::vector<CCommandState>& states) override;
+    void StatusPane(WindowHandle frame, int pane, const std::string& text) override;
+    void ViewImage(WindowHandle view, std::shared_ptr<const CViewImage> image) override;
+    void ScrollBar(WindowHandle view, const CScrollBarState& state) override;
+    void SetCursor(WindowHandle view, CursorShape shape) override;
+    uint32_t TrackPopupMenu(WindowHandle view, const std::vector<CMenuItem>& menu, int x, int y) override;
+    void SetClipboardData(const std::string& mime, std::vector<uint8_t> data) override;
+    bool HasClipboardData(const std::string& mime) override;
+    bool GetClipboardData(const std::string& mime, std::vector<uint8_t>& data) override;
+
+    // What was last published; a default value when nothing was.
+    CCommandState LastCommandState(WindowHandle frame, uint32_t id) const;
+    std::string LastStatusPane(WindowHandle frame, int pane) const;
+    std::shared_ptr<const CViewImage> LastViewImage(WindowHandle view) const;
+    CScrollBarState LastScrollBar(WindowHandle view) const;
+    CursorShape LastCursor(WindowHandle view) const;
+    // The last popup menu shown (empty when none).
+    std::vector<CMenuItem> LastPopupMenu() const;
+    // Script: the next popup menus answer these ids, in order (0 when nothing is queued).
+    void QueueMenuAnswer(uint32_t id);
 
     // Script: the next boxes answer these values, in order.
     void QueueBoxAnswer(int answer);
@@ -113,6 +194,14 @@ private:
     };
     std::map<std::string, Script> m_scripts;
     bool m_echo = false;
+    std::map<WindowHandle, std::map<uint32_t, CCommandState>> m_commandStates;
+    std::map<std::pair<WindowHandle, int>, std::string> m_panes;
+    std::map<WindowHandle, std::shared_ptr<const CViewImage>> m_images;
+    std::map<WindowHandle, CScrollBarState> m_scrollBars;
+    std::map<WindowHandle, CursorShape> m_cursors;
+    std::vector<CMenuItem> m_lastMenu;
+    std::deque<uint32_t> m_menuAnswers;
+    std::map<std::string, std::vector<uint8_t>> m_clipboard;
 };
 
 } // namespace tw

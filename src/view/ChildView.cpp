@@ -1,21 +1,31 @@
 #include "view/ChildView.h"
 
+#include "audio/AudioOut.h"
+#include "display/PCMVisualizer.h"
 #include "platform/Messages.h"
-#include "platform/Paths.h"
 #include "platform/Presentation.h"
 #include "platform/StringTable.h"
 #include "platform/Utf.h"
 #include "view/DocumentHost.h"
+#include "view/UndoEntry.h"
+#include "view/ViewHistory.h"
+
+#include <algorithm>
 
 namespace tw {
 
-namespace {
-constexpr uint32_t kProductName = 128;
-} // namespace
-
-CChildView::CChildView() : m_state(std::make_shared<CDocumentState>()) {}
+CChildView::CChildView() : m_state(std::make_shared<CDocumentState>()) {
+    AddViewCommands(m_commands);
+    AddHistoryCommands(m_commands);
+    AddEditCommands(m_commands);
+    AddFileCommands(m_commands);
+    AddTransformCommands(m_commands);
+}
 
 CChildView::~CChildView() {
+    ClearHistory();
+    delete m_visualizer;
+    m_visualizer = nullptr;
     if (m_closeCallback != nullptr) {
         // The host may still read the streams of the document while it is told, so the media is
         // cleared only afterwards.
@@ -23,15 +33,30 @@ CChildView::~CChildView() {
         m_closeCallback->OnDocumentClosed(path.c_str());
     }
     m_media.Clear();
+    delete m_output;
+    m_output = nullptr;
     DestroyWindow();
     if (m_loop != nullptr)
         m_loop->Quit(0);
+    // What this document put on the system clipboard must outlive it.
+    Presentation().FlushClipboard();
 }
 
 WindowHandle CChildView::CreateView(WindowHandle frame) {
     m_frame = frame;
     m_loop = CMessageLoop::Current();
-    return Create(0);
+    const WindowHandle handle = Create(0);
+    if (handle != 0)
+        OnCreate();
+    return handle;
+}
+
+void CChildView::OnCreate() {
+    m_visualizer = new CPCMVisualizer(&m_media, m_showChannelSum != 0);
+    // The working container exists from the start, so that a document lost before its first edit
+    // is found (and, being empty, cleared away) like any other.
+    if (m_project.CreateContainer())
+        SaveProjectState();
 }
 
 void CChildView::SetFileName(const std::string& path) {
@@ -39,35 +64,105 @@ void CChildView::SetFileName(const std::string& path) {
     m_state->SetFileName(path);
 }
 
-std::string CChildView::WindowTitle() const {
-    const std::string product = LoadString(kProductName);
-    if (m_fileName.empty())
-        return product;
-    return FileNameOf(m_fileName) + " - " + product;
-}
-
-void CChildView::UpdateTitle() {
-    if (m_frame != 0)
-        Presentation().FrameTitle(m_frame, WindowTitle());
-}
-
 void CChildView::SetStatus(const std::string& text) {
     if (m_frame != 0)
         Presentation().StatusText(m_frame, text);
 }
 
-bool CChildView::QuerySave() {
-    // Nothing marks a document modified before the edit commands exist, so an unmodified or empty
-    // document is the only state there is: the caller may go on.
-    if (m_modified == 0 || m_media.IsEmpty())
-        return true;
-    if (IsClosing())
-        return true;
-    return false;
+void CChildView::SetCursor(CursorShape shape) {
+    if (GetSafeHandle() != 0)
+        Presentation().SetCursor(GetSafeHandle(), shape);
+}
+
+void CChildView::StopPlayback() {
+    if (m_output == nullptr)
+        return;
+    m_media.RequestStop();
+    m_gate.LockRead();
+    if (m_output != nullptr)
+        m_output->Stop();
+    m_gate.UnlockRead();
+    // The play thread clears m_output when it has finished; its last calls may be posted here.
+    while (m_output != nullptr && m_loop != nullptr && !m_loop->HasQuit())
+        m_loop->PumpFor(10);
+}
+
+bool CChildView::SaveProjectState() {
+    if (!m_project.IsOpen())
+        return false;
+    return m_project.SaveState(m_media, &GetHistoryArchive(), m_viewSection, m_selection);
+}
+
+CViewHistory& CChildView::GetHistoryArchive() {
+    if (!m_historyArchive)
+        m_historyArchive = std::make_unique<CViewHistory>(*this);
+    return *m_historyArchive;
+}
+
+void CChildView::DocumentChanged() {
+    const int64_t length = m_media.GetLength();
+    m_selection.m_start = std::clamp<int64_t>(m_selection.m_start, 0, length);
+    m_selection.m_end = std::clamp<int64_t>(m_selection.m_end, 0, length);
+    if (m_visualizer != nullptr)
+        m_visualizer->Refresh();
+    Paint();
+    UpdateScrollBar();
+    // Crash recovery finds exactly what this wrote.
+    SaveProjectState();
+    m_modified = 1;
 }
 
 intptr_t CChildView::WindowProc(uint32_t message, uintptr_t wParam, intptr_t lParam) {
+    intptr_t result = 0;
     switch (message) {
+    case WM_SIZE:
+        OnSize(PointX(lParam) & 0xFFFF, PointY(lParam) & 0xFFFF);
+        break;
+    case WM_PAINT:
+        Paint();
+        return 0;
+    case WM_LBUTTONDOWN:
+        OnLButtonDown(wParam, PointX(lParam), PointY(lParam));
+        break;
+    case WM_LBUTTONUP:
+        OnLButtonUp(wParam, PointX(lParam), PointY(lParam));
+        break;
+    case WM_LBUTTONDBLCLK:
+        OnLButtonDblClk(wParam, PointX(lParam), PointY(lParam));
+        break;
+    case WM_RBUTTONDOWN:
+        OnRButtonDown(wParam, PointX(lParam), PointY(lParam));
+        break;
+    case WM_RBUTTONUP:
+        OnRButtonUp(wParam, PointX(lParam), PointY(lParam));
+        break;
+    case WM_MOUSEMOVE:
+        OnMouseMove(wParam, PointX(lParam), PointY(lParam));
+        break;
+    case WM_MOUSEWHEEL:
+        OnMouseWheel(static_cast<int16_t>((wParam >> 16) & 0xFFFF));
+        break;
+    case WM_KEYDOWN:
+        OnKeyDown(static_cast<uint32_t>(wParam), lParam);
+        break;
+    case WM_HSCROLL:
+        OnHScroll(static_cast<int>(wParam & 0xFFFF), static_cast<int64_t>(lParam));
+        break;
+    case WM_SETFOCUS:
+    case WM_KILLFOCUS:
+        m_focused = message == WM_SETFOCUS;
+        Invalidate();
+        break;
+    case WM_SETTINGCHANGE:
+        // Colours may have changed: a new visualizer of the same kind reads them again.
+        SetVisualizerType(m_visualizer != nullptr ? m_visualizer->GetType() : 1);
+        break;
+    case WM_COMMAND:
+        result =
+            OnCmdMsg(static_cast<uint32_t>(wParam & 0xFFFF), static_cast<uint32_t>((wParam >> 16) & 0xFFFF))
+                ? 1
+                : 0;
+        break;
     case WM_QUERYENDSESSION:
         return QuerySave() ? 1 : 0;
     case WM_CLOSE:
@@ -76,6 +171,8 @@ intptr_t CChildView::WindowProc(uint32_t message, uintptr_t wParam, intptr_t lPa
     default:
         return CWindow::WindowProc(message, wParam, lParam);
     }
+    UpdateWindow();
+    return result;
 }
 
 } // namespace tw

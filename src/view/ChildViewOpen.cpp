@@ -1,6 +1,7 @@
-// CChildView: loading a document from a file.
+// PENDING(D): the audio branch as before; the project branch, open dialog and drops are the owner's.
 #include "view/ChildView.h"
 
+#include "platform/Paths.h"
 #include "platform/Presentation.h"
 #include "platform/StringTable.h"
 #include "platform/Utf.h"
@@ -15,6 +16,7 @@ namespace tw {
 
 namespace {
 
+constexpr uint32_t kProductName = 128;
 constexpr uint32_t kReadFailed = 141; // "An error occurred while reading from the file %s."
 
 // File kinds go by the last three characters of the path, without regard to case.
@@ -79,6 +81,27 @@ bool CChildView::LoadFile(const std::string& path) {
     if (IDocumentHost* host = DocumentHost())
         host->NotifyOpened(path);
     return true;
+}
+
+std::string CChildView::WindowTitle() const {
+    const std::string product = LoadString(kProductName);
+    if (m_fileName.empty())
+        return product;
+    return FileNameOf(m_fileName) + " - " + product;
+}
+
+void CChildView::UpdateTitle() {
+    if (m_frame != 0)
+        Presentation().FrameTitle(m_frame, WindowTitle());
+}
+
+void CChildView::OnFileOpen() {
+    // PENDING
+}
+
+void CChildView::OnDropFiles(const std::vector<std::string>& paths) {
+    // PENDING
+    (void)paths;
 }
 
 } // namespace tw
