@@ -1,18 +1,76 @@
-// PENDING(A): placeholder bodies until the owner of this file fills them in.
+// CChildView: painting. The plot is painted off-screen on the document thread and handed to the
+// presentation in one piece, so the window never shows a half-drawn frame.
 #include "view/ChildView.h"
+
+#include "display/DrawContext.h"
+#include "platform/Settings.h"
+
+#include <QImage>
+
+#include <algorithm>
+#include <cstring>
 
 namespace tw {
 
-void CChildView::Paint() {
-    // PENDING
+namespace {
+
+constexpr int kRulerHeight = 22;
+constexpr int kAxisWidth = 44;
+constexpr ColorRef kBlank = 0x00FFFFFF;
+
+} // namespace
+
+void CChildView::OnSize(int width, int height) {
+    m_clientWidth = std::max(width, 0);
+    m_clientHeight = std::max(height, 0);
+    Invalidate();
 }
 
 void CChildView::UpdateWindow() {
-    // PENDING
+    if (m_paintPending)
+        Paint();
 }
 
-void CChildView::OnSize(int width, int height) {
-    // PENDING
+void CChildView::Paint() {
+    m_paintPending = false;
+    if (m_clientWidth <= 0 || m_clientHeight <= 0 || GetSafeHandle() == 0)
+        return;
+    // Read at each paint, so a change of the options shows at the next one.
+    const bool showRuler = GetSettingInt("View", "Show Ruler", 1) != 0;
+    const bool showAxis = GetSettingInt("View", "Show Axis", 1) != 0;
+    m_plot.left = showAxis ? std::min(kAxisWidth, m_clientWidth) : 0;
+    m_plot.top = showRuler ? std::min(kRulerHeight, m_clientHeight) : 0;
+    m_plot.right = m_clientWidth;
+    m_plot.bottom = m_clientHeight;
+
+    QImage image(m_clientWidth, m_clientHeight, QImage::Format_RGB32);
+    {
+        CDrawContext dc(image);
+        dc.FillRect(PixelRect{0, 0, m_clientWidth, m_clientHeight}, kBlank);
+        const WAVEFORMATEX* format = m_media.GetFormat();
+        if (showRuler) {
+            m_ruler.SetRate(format != nullptr ? format->nSamplesPerSec : 1);
+            m_ruler.SetView(m_viewSection.m_start, m_viewSection.m_end);
+            m_ruler.Draw(dc, m_plot.left, 0, m_plot.right, m_plot.top);
+        }
+        if (showAxis && m_visualizer != nullptr) {
+            m_axis.SetRange(static_cast<int32_t>(m_visualizer->GetAxisMinimum()),
+                            static_cast<int32_t>(m_visualizer->GetAxisMaximum()));
+            m_axis.SetCaption(m_visualizer->GetAxisTitle());
+            m_axis.Draw(dc, 0, m_plot.top, m_plot.left, m_plot.bottom);
+        }
+        // With fewer than two samples there is nothing to plot, only the blank area.
+        if (m_media.GetLength() >= 2 && m_visualizer != nullptr)
+            m_visualizer->Draw(dc, m_plot, m_viewSection, m_selection, m_viewSection.m_start, m_focused);
+    }
+    auto published = std::make_shared<CViewImage>();
+    published->width = image.width();
+    published->height = image.height();
+    published->pixels.resize(static_cast<size_t>(image.width()) * image.height());
+    for (int y = 0; y < image.height(); ++y)
+        std::memcpy(published->pixels.data() + static_cast<size_t>(y) * image.width(), image.constScanLine(y),
+                    static_cast<size_t>(image.width()) * 4);
+    Presentation().ViewImage(GetSafeHandle(), std::move(published));
 }
 
 } // namespace tw

@@ -1,0 +1,11 @@
+#include "view/ApplyDialog.h"
+
+#include "dsp/TransformPlugin.h"
+
+namespace tw {
+
+std::string CApplyDialog::GetWindowText() const {
+    return m_transform != nullptr ? m_transform->GetName() : std::string();
+}
+
+} // namespace tw
