@@ -1,10 +1,25 @@
 #include "frame/MainFrame.h"
 
+#include "frame/Accelerators.h"
+
 #include "platform/Messages.h"
 #include "platform/Presentation.h"
 #include "view/DocumentHost.h"
 
+#include <exception>
+
 namespace tw {
+
+namespace {
+constexpr const char* kProcessingError = "An error occured during processing.";
+} // namespace
+
+CMainFrame::CMainFrame() {
+    m_commands.AddCommand(kCloseAllWindows, [](uint32_t) {
+        if (IDocumentHost* host = DocumentHost())
+            host->CloseAllDocuments();
+    });
+}
 
 CMainFrame::~CMainFrame() {
     if (GetSafeHandle() != 0)
@@ -56,22 +71,74 @@ intptr_t CMainFrame::OnQueryEndSession() {
     return 1;
 }
 
+bool CMainFrame::OnCmdMsg(uint32_t id, uint32_t code) {
+    if (m_view.GetSafeHandle() != 0 && m_view.OnCmdMsg(id, code))
+        return true;
+    return code == 0 && m_commands.Dispatch(id);
+}
+
+void CMainFrame::PublishIdle() {
+    if (GetSafeHandle() == 0)
+        return;
+    std::vector<CCommandState> states;
+    const CCommandTable* tables[] = {&m_view.GetCommandTable(), &m_commands};
+    for (const CCommandTable* table : tables)
+        for (uint32_t id : table->UpdateIds()) {
+            CCmdUI ui(id);
+            if (!m_view.OnUpdateCmd(ui))
+                m_commands.Update(ui);
+            states.push_back(ui.State());
+        }
+    // Published only when something changed: the idle runs after every message.
+    if (states != m_published) {
+        m_published = states;
+        Presentation().CommandStates(GetSafeHandle(), states);
+    }
+    const std::string title = m_view.WindowTitle();
+    if (title != m_publishedTitle) {
+        m_publishedTitle = title;
+        Presentation().FrameTitle(GetSafeHandle(), title);
+    }
+}
+
 intptr_t CMainFrame::WindowProc(uint32_t message, uintptr_t wParam, intptr_t lParam) {
+    // Whatever escapes a command is told to the person and the document lives on: one failed
+    // command must not take the open document and its history with it.
+    try {
+        return Dispatch(message, wParam, lParam);
+    } catch (const std::exception&) {
+    } catch (...) {
+    }
+    ShowMessageBox(kProcessingError, MB_ICONWARNING, GetSafeHandle());
+    return 0;
+}
+
+intptr_t CMainFrame::Dispatch(uint32_t message, uintptr_t wParam, intptr_t lParam) {
     switch (message) {
     case WM_CLOSE:
         return OnClose();
     case WM_QUERYENDSESSION:
         return OnQueryEndSession();
-    case WM_COMMAND:
-        if ((wParam & 0xFFFF) == kCloseAllWindows) {
-            if (IDocumentHost* host = DocumentHost())
-                host->CloseAllDocuments();
+    case WM_COMMAND: {
+        const bool taken =
+            OnCmdMsg(static_cast<uint32_t>(wParam & 0xFFFF), static_cast<uint32_t>((wParam >> 16) & 0xFFFF));
+        m_view.UpdateWindow();
+        PublishIdle();
+        return taken ? 1 : 0;
+    }
+    case WM_KEYDOWN:
+        if (const uint32_t command = TranslateAccelerator(static_cast<uint32_t>(wParam), lParam)) {
+            OnCmdMsg(command);
+            m_view.UpdateWindow();
+            PublishIdle();
             return 0;
         }
-        // Commands go to the view first.
         return m_view.GetSafeHandle() != 0
                    ? CWindow::SendMessage(m_view.GetSafeHandle(), message, wParam, lParam)
                    : 0;
+    case WM_IDLEUPDATECMDUI:
+        PublishIdle();
+        return 0;
     case WM_DESTROY: {
         m_view.DestroyWindow();
         if (m_created)

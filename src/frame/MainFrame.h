@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace tw {
 
@@ -14,7 +15,7 @@ class CMainFrame : public CWindow {
 public:
     static constexpr uint32_t kCloseAllWindows = 32816;
 
-    CMainFrame() = default;
+    CMainFrame();
     ~CMainFrame() override;
 
     // Registers frame and view on the calling thread and shows the frame. False when the frame
@@ -31,11 +32,21 @@ public:
 
     intptr_t WindowProc(uint32_t message, uintptr_t wParam, intptr_t lParam) override;
 
+    // Offers a command to the view, then to the frame's own rows. False when nobody took it.
+    bool OnCmdMsg(uint32_t id, uint32_t code = 0);
+    // The idle routine: the states of every routed command, the title, published when changed.
+    void PublishIdle();
+    const CCommandTable& GetCommandTable() const { return m_commands; }
+
 private:
     intptr_t OnClose();
     intptr_t OnQueryEndSession();
+    intptr_t Dispatch(uint32_t message, uintptr_t wParam, intptr_t lParam);
 
     CChildView m_view;
+    CCommandTable m_commands;
+    std::vector<CCommandState> m_published;
+    std::string m_publishedTitle;
     std::function<void()> m_onDestroyed;
     bool m_created = false;
 };

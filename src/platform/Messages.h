@@ -74,6 +74,8 @@ constexpr int PointX(intptr_t lParam) {
 constexpr int PointY(intptr_t lParam) {
     return static_cast<int16_t>((lParam >> 16) & 0xFFFF);
 }
+// Sent to a frame after a message was handled: publish command states, panes and title.
+constexpr uint32_t WM_IDLEUPDATECMDUI = 0x0363;
 constexpr uint32_t WM_USER = 0x0400;
 constexpr uint32_t WM_APP = 0x8000;
 

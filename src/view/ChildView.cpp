@@ -113,6 +113,16 @@ void CChildView::DocumentChanged() {
 }
 
 intptr_t CChildView::WindowProc(uint32_t message, uintptr_t wParam, intptr_t lParam) {
+    // A command or input that fails is told to the person; the document and its history live on.
+    try {
+        return Dispatch(message, wParam, lParam);
+    } catch (...) {
+    }
+    ShowMessageBox("An error occured during processing.", MB_ICONWARNING, GetSafeHandle());
+    return 0;
+}
+
+intptr_t CChildView::Dispatch(uint32_t message, uintptr_t wParam, intptr_t lParam) {
     intptr_t result = 0;
     switch (message) {
     case WM_SIZE:
@@ -172,6 +182,7 @@ intptr_t CChildView::WindowProc(uint32_t message, uintptr_t wParam, intptr_t lPa
         return CWindow::WindowProc(message, wParam, lParam);
     }
     UpdateWindow();
+    RunIdle();
     return result;
 }
 

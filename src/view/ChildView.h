@@ -23,6 +23,7 @@
 #include "view/DocumentState.h"
 
 #include <tidework/tidework.h>
+#include <tidework/transform.h>
 
 #include <cstdint>
 #include <list>
@@ -41,7 +42,6 @@ class CStreamOut;
 class CTransformPlugin;
 class CUndoEntry;
 class CViewHistory;
-struct IHostInterface;
 
 // Observes the history lists (the edit history bar's model); told after every change of them.
 class IHistoryObserver {
@@ -309,6 +309,7 @@ private:
     void AddFileCommands(CCommandTable& table);
     void AddTransformCommands(CCommandTable& table);
     void OnCreate();
+    intptr_t Dispatch(uint32_t message, uintptr_t wParam, intptr_t lParam);
 
     std::shared_ptr<CDocumentState> m_state;
     WindowHandle m_frame = 0;
