@@ -3,6 +3,9 @@
 #include "host/FileThreadList.h"
 #include "host/HostLink.h"
 #include "host/TideworkApp.h"
+#include "platform/Utf.h"
+
+#include <tidework/tidework.h>
 
 namespace tw {
 
@@ -23,6 +26,14 @@ void CHostServices::ReportError(const std::string& text, int severity) {
 }
 void CHostServices::CloseAllDocuments() {
     CFileThreadList::Instance().CloseAllAsked();
+}
+
+void CHostServices::OpenDocument(const std::string& path) {
+    const std::u16string wide = ToUtf16(path);
+    tkOpenFile(wide.c_str(), nullptr);
+}
+void CHostServices::NewDocument(ITkCloseCallback* callback) {
+    tkNewFile(callback, u"");
 }
 
 CHostServices& HostServices() {

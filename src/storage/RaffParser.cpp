@@ -1,5 +1,7 @@
 #include "storage/RaffParser.h"
 
+#include <utility>
+
 #include "core/EditedMedia.h"
 #include "platform/File.h"
 #include "platform/Paths.h"
@@ -127,6 +129,17 @@ void CRaffParser::Close() {
     m_path.clear();
     m_open = false;
     m_owned = false;
+}
+
+void CRaffParser::Swap(CRaffParser& other) noexcept {
+    std::swap(m_version, other.m_version);
+    std::swap(m_streamStart, other.m_streamStart);
+    std::swap(m_stateOffset, other.m_stateOffset);
+    std::swap(m_stateEnd, other.m_stateEnd);
+    std::swap(m_open, other.m_open);
+    std::swap(m_owned, other.m_owned);
+    std::swap(m_file, other.m_file);
+    std::swap(m_path, other.m_path);
 }
 
 bool CRaffParser::LoadContainer(const std::string& path, CEditedMedia& media, IRaffHistory* history,

@@ -86,6 +86,9 @@ public:
 
     // Closes the container; a file of its own is removed. Windows already made stay readable.
     void Close();
+    // Exchanges the containers of two parsers, so a document can load a project beside its own
+    // container and take it over only when the load succeeded.
+    void Swap(CRaffParser& other) noexcept;
 
     uint16_t GetVersion() const { return m_version; }
     IBasicIO* GetFile() const { return m_file.get(); }

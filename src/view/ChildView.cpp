@@ -95,7 +95,7 @@ bool CChildView::SaveProjectState() {
 
 CViewHistory& CChildView::GetHistoryArchive() {
     if (!m_historyArchive)
-        m_historyArchive = std::make_unique<CViewHistory>(*this);
+        m_historyArchive = std::make_unique<CViewHistory>(m_undoList, m_redoList);
     return *m_historyArchive;
 }
 

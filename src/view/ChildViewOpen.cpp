@@ -1,14 +1,20 @@
-// PENDING(D): the audio branch as before; the project branch, open dialog and drops are the owner's.
+// CChildView: a document comes from a file. Audio files are read through the file filters;
+// projects and working containers through the container, with their history.
 #include "view/ChildView.h"
 
+#include "platform/FileDialog.h"
+#include "platform/Messages.h"
 #include "platform/Paths.h"
 #include "platform/Presentation.h"
+#include "platform/Settings.h"
 #include "platform/StringTable.h"
 #include "platform/Utf.h"
 #include "storage/FileFilterManager.h"
 #include "storage/FilteredInput.h"
 #include "storage/PCMAudio.h"
 #include "view/DocumentHost.h"
+#include "view/UndoEntry.h"
+#include "view/ViewHistory.h"
 
 #include <memory>
 
@@ -17,70 +23,41 @@ namespace tw {
 namespace {
 
 constexpr uint32_t kProductName = 128;
-constexpr uint32_t kReadFailed = 141; // "An error occurred while reading from the file %s."
+constexpr uint32_t kReadFailed = 141;
 
-// File kinds go by the last three characters of the path, without regard to case.
-bool IsProjectPath(const std::string& path) {
-    if (path.size() < 3)
-        return false;
-    const std::string suffix = AsciiLower(path.substr(path.size() - 3));
-    return suffix == "vtf" || suffix == "vcg";
+bool HasSuffix(const std::string& path, const char* suffix) {
+    return path.size() >= 3 && EqualsNoCase(path.substr(path.size() - 3), suffix);
+}
+
+// The open dialog's filter text: each entry shows its patterns in its description.
+std::string OpenFilterText() {
+    CFileFilterManager* manager = CFileFilterManager::Instance();
+    if (manager == nullptr)
+        return std::string();
+    std::string text;
+    for (const std::string& entry : manager->GetFilterNames()) {
+        const size_t bar = entry.find('|');
+        if (bar == std::string::npos)
+            text += entry + "|";
+        else
+            text += entry.substr(0, bar) + " (" + entry.substr(bar + 1) + ")" + entry.substr(bar) + "|";
+    }
+    return text;
 }
 
 } // namespace
 
-bool CChildView::LoadFile(const std::string& path) {
-    m_reloadPending = 1;
+// Where the file dialogs start: the music folder, or the last folder used unless the music folder
+// is asked for always.
+std::string StartDirectory() {
+    const std::string music = MusicFolder();
+    if (GetSettingInt("Directories", "UseMyMusicFolder", 0) != 0)
+        return music;
+    return GetSettingString("Directories", "Last", music);
+}
 
-    auto fail = [&] {
-        ShowMessageBox(FormatString(kReadFailed, path), 0x30, m_frame);
-        if (IDocumentHost* host = DocumentHost())
-            host->ReportError(path, 1);
-        SetStatus(kIdleStatus);
-        return false;
-    };
-
-    // Projects and working containers are read by the container loader, which this document does
-    // not have yet: such a path is reported as unreadable rather than misread as audio.
-    if (IsProjectPath(path))
-        return fail();
-
-    SetStatus(Format("Loading file %s...", path.c_str()));
-    CFileFilterManager* manager = CFileFilterManager::Instance();
-    if (manager == nullptr)
-        return fail();
-    std::unique_ptr<CFilteredInput> reader(manager->CreateInput());
-    if (!reader || !reader->OpenFile(path, false))
-        return fail();
-    CLabelList labels;
-    reader->ReadMetadata(labels);
-
-    // The stream owns the reader from here on, also when attaching fails; the peak file is found
-    // or built (under a progress dialog) in the process.
-    auto stream = std::make_unique<CPCMAudio>();
-    stream->SetFileName(path);
-    if (!stream->Attach(reader.release()))
-        return fail();
-    if (IsClosing()) {
-        // The document is being closed while it loaded: give up without a prompt.
-        SetStatus(kIdleStatus);
-        return false;
-    }
-
-    SetStatus(kIdleStatus);
-    m_media.Clear();
-    m_media.AddMedia(stream.release(), 0); // the media holds the stream's pool reference now
-    for (int32_t i = 0; i < labels.GetCount(); ++i) {
-        const CLabelData* label = labels.GetAt(i);
-        m_media.GetLabels().Add(label->m_position, label->m_type, label->m_firstText, label->m_secondText);
-    }
-
-    SetFileName(path);
-    UpdateTitle();
-    m_modified = 0;
-    if (IDocumentHost* host = DocumentHost())
-        host->NotifyOpened(path);
-    return true;
+bool IsProjectPath(const std::string& path) {
+    return HasSuffix(path, "vtf") || HasSuffix(path, "vcg");
 }
 
 std::string CChildView::WindowTitle() const {
@@ -95,13 +72,118 @@ void CChildView::UpdateTitle() {
         Presentation().FrameTitle(m_frame, WindowTitle());
 }
 
+bool CChildView::LoadFile(const std::string& path) {
+    m_reloadPending = 1;
+    StopPlayback();
+
+    auto fail = [&] {
+        SetCursor(CursorShape::Arrow);
+        SetStatus(kIdleStatus);
+        ShowMessageBox(FormatString(kReadFailed, path), MB_ICONWARNING, m_frame);
+        Invalidate();
+        if (IDocumentHost* host = DocumentHost())
+            host->ReportError(path, 1);
+        return false;
+    };
+
+    if (IsProjectPath(path)) {
+        // Loaded beside the document's own container and taken over only when the whole state and
+        // history read: a damaged project leaves the open document as it was.
+        CRaffParser container;
+        CEditedMedia media;
+        std::list<CUndoEntry*> undo;
+        std::list<CUndoEntry*> redo;
+        CViewHistory history(undo, redo);
+        CSection view;
+        CSection selection;
+        if (!container.LoadContainer(path, media, &history, view, selection, true)) {
+            history.Clear();
+            return fail();
+        }
+        ClearHistory();
+        m_project.Swap(container); // the old container goes with `container`
+        m_media.Clear();
+        media.CopyTo(m_media, CSection(0, media.GetLength()));
+        m_media.GetLabels().Clear();
+        for (int32_t i = 0; i < media.GetLabels().GetCount(); ++i) {
+            const CLabelData* label = media.GetLabels().GetAt(i);
+            m_media.GetLabels().Add(label->m_position, label->m_type, label->m_firstText,
+                                    label->m_secondText);
+        }
+        m_undoList.splice(m_undoList.end(), undo);
+        m_redoList.splice(m_redoList.end(), redo);
+        m_viewSection = view;
+        m_selection = selection;
+        HistoryChanged();
+        // A recovered working container has no name of its own: saving it asks for one.
+        SetFileName(HasSuffix(path, "vcg") ? std::string() : path);
+    } else {
+        SetCursor(CursorShape::Wait);
+        SetStatus(Format("Loading file %s...", path.c_str()));
+        CFileFilterManager* manager = CFileFilterManager::Instance();
+        std::unique_ptr<CFilteredInput> reader(manager != nullptr ? manager->CreateInput() : nullptr);
+        if (!reader || !reader->OpenFile(path, false))
+            return fail();
+        CLabelList labels;
+        reader->ReadMetadata(labels);
+        // The stream owns the reader from here on, also when attaching fails; the peak file is
+        // found or built (under a progress dialog) in the process.
+        auto stream = std::make_unique<CPCMAudio>();
+        stream->SetFileName(path);
+        if (!stream->Attach(reader.release()))
+            return fail();
+        if (IsClosing()) {
+            // The document is being closed while it loaded: give up without a prompt.
+            SetStatus(kIdleStatus);
+            return false;
+        }
+        SetCursor(CursorShape::Arrow);
+        SetStatus(kIdleStatus);
+        m_media.Clear();
+        m_media.AddMedia(stream.release(), 0); // the media holds the stream's pool reference now
+        ClearHistory();
+        m_viewSection = CSection(0, m_media.GetLength());
+        m_selection = CSection(0, 0);
+        for (int32_t i = 0; i < labels.GetCount(); ++i) {
+            const CLabelData* label = labels.GetAt(i);
+            m_media.GetLabels().Add(label->m_position, label->m_type, label->m_firstText,
+                                    label->m_secondText);
+        }
+        SetFileName(path);
+        // The working container follows the document from its first state on.
+        SaveProjectState();
+    }
+
+    UpdateTitle();
+    if (m_visualizer != nullptr)
+        m_visualizer->Refresh();
+    UpdateScrollBar();
+    Invalidate();
+    m_modified = 0;
+    if (IDocumentHost* host = DocumentHost())
+        host->NotifyOpened(path);
+    return true;
+}
+
 void CChildView::OnFileOpen() {
-    // PENDING
+    CFileDialog dialog(true, std::string(), OpenFilterText());
+    dialog.SetShowReadOnly(false);
+    dialog.SetPathName(StartDirectory());
+    if (dialog.DoModal(GetSafeHandle()) != IDOK)
+        return;
+    const std::string path = dialog.GetPathName();
+    PutSettingString("Directories", "Last", FolderOf(path));
+    OnDropFiles({path});
 }
 
 void CChildView::OnDropFiles(const std::vector<std::string>& paths) {
-    // PENDING
-    (void)paths;
+    // Each file in order: here while this document is empty, in a window of its own otherwise.
+    for (const std::string& path : paths) {
+        if (m_media.IsEmpty())
+            LoadFile(path);
+        else if (IDocumentHost* host = DocumentHost())
+            host->OpenDocument(path);
+    }
 }
 
 } // namespace tw

@@ -1,48 +1,372 @@
-// PENDING(D): placeholder bodies until the owner of this file fills them in.
+// CChildView: a document goes to a file. Projects are the working container copied out; audio is
+// rendered through an output filter, after which the document is the saved file.
 #include "view/ChildView.h"
+
+#include "platform/File.h"
+#include "platform/Messages.h"
+#include "platform/Paths.h"
+#include "platform/ProgressDialog.h"
+#include "platform/Settings.h"
+#include "platform/StringTable.h"
+#include "platform/Utf.h"
+#include "storage/FileFilterManager.h"
+#include "storage/FileOut.h"
+#include "storage/FilteredOutput.h"
+#include "storage/PCMAudio.h"
+#include "storage/PeakFileManager.h"
+#include "view/DocumentHost.h"
+#include "view/SaveDialogs.h"
+#include "view/SaveThread.h"
+
+#include <algorithm>
+#include <memory>
 
 namespace tw {
 
-bool CChildView::SaveFile(const std::string& path, CFilteredOutput* filter) {
-    // PENDING
-    return false;
+std::string StartDirectory();
+bool IsProjectPath(const std::string& path);
+
+namespace {
+
+constexpr uint32_t kWriteFailed = 144;
+constexpr uint32_t kKeepClipChanges = 223;
+constexpr const char* kNoTemporaryCopy =
+    "A temporary file could not be produced. Please make sure the target file is not in use and that the "
+    "directory for temporary files in 'Editor Options' is correct.";
+constexpr const char* kTargetInUse =
+    "The file '%s' could not be saved because another program is currently "
+    "using this file. Please change to the other program and close the file.";
+constexpr const char* kCancelDeleted =
+    "Canceling the save caused the file %s to be deleted. Please save again if necessary.";
+constexpr const char* kSaveBeforeKeeping = "This current recording contains audio elements stored in "
+                                           "temporary files and Vond Tidewright will need to "
+                                           "save the recording before proceeding. Do you wish to save now?";
+
+bool HasSuffix(const std::string& path, const char* suffix) {
+    return path.size() >= 3 && EqualsNoCase(path.substr(path.size() - 3), suffix);
 }
 
-bool CChildView::SaveAs() {
-    // PENDING
-    return false;
+std::string WithPath(const char* text, const std::string& path) {
+    std::string out = text;
+    const size_t at = out.find("%s");
+    if (at != std::string::npos)
+        out.replace(at, 2, path);
+    return out;
 }
 
-bool CChildView::QuerySave() {
-    // PENDING
+// The default save type: the position of "wav" in the save list.
+int DefaultSaveFilter() {
+    CFileFilterManager* manager = CFileFilterManager::Instance();
+    if (manager == nullptr)
+        return 1;
+    const std::string& filter = manager->GetSaveFilter();
+    int position = 0;
+    size_t start = 0;
+    while (start < filter.size()) {
+        const size_t bar = filter.find('|', start);
+        if (bar == std::string::npos)
+            break;
+        const size_t end = filter.find('|', bar + 1);
+        ++position;
+        const std::string patterns = AsciiLower(filter.substr(bar + 1, end - bar - 1));
+        if (patterns.find("*.wav") != std::string::npos)
+            return position;
+        if (end == std::string::npos)
+            break;
+        start = end + 1;
+    }
+    return 1;
+}
+
+// Why a filter could not open `path`: the filter's own text, or the sharing message when another
+// program holds the file.
+void ReportOpenFailure(const std::string& path, const std::string& filterText, WindowHandle owner) {
+    CFile probe;
+    if (probe.Open(path, CFile::modeRead)) {
+        probe.Close();
+        ShowMessageBox(filterText, MB_ICONWARNING, owner);
+        return;
+    }
+    CFileException error(CFileException::none, 0, path);
+    if (probe.Open(path, CFile::modeCreate | CFile::modeWrite | CFile::shareExclusive, &error)) {
+        probe.Close();
+        CFile::Remove(path);
+        ShowMessageBox(filterText, MB_ICONWARNING, owner);
+        return;
+    }
+    if (error.m_cause == CFileException::sharingViolation)
+        ShowMessageBox(WithPath(kTargetInUse, path), MB_ICONWARNING, owner);
+    else
+        ShowMessageBox(filterText, MB_ICONWARNING, owner);
+}
+
+} // namespace
+
+int CChildView::RunSaveTask(CFilteredOutput* filter, IBasicIO* peakTarget, const CSection& section,
+                            const std::string& path) {
+    if (m_media.IsEmpty())
+        return 1;
+    m_media.PrepareTransforms();
+    CFileOut sink;
+    if (!sink.Attach(filter, peakTarget, true)) {
+        ShowMessageBox(FormatString(kWriteFailed, path), MB_ICONWARNING, GetSafeHandle());
+        return 2;
+    }
+    CSaveThread task(m_media, sink, section);
+    CProgressDialog progress(task);
+    const int result = progress.DoModal(GetSafeHandle());
+    sink.Attach(nullptr, nullptr, false);
+    if (!task.m_writeResult) {
+        ShowMessageBox(FormatString(kWriteFailed, path), MB_ICONWARNING, GetSafeHandle());
+        return 2;
+    }
+    return result == IDOK ? 1 : 2;
+}
+
+bool CChildView::SaveFile(const std::string& path, CFilteredOutput* given) {
+    StopPlayback();
+    std::unique_ptr<CFilteredOutput> filter(given);
+    if (HasSuffix(path, "vtf")) {
+        // Temporary data moves into the container; the user's own files stay where they are.
+        const bool saved =
+            RelocateTemporaries(m_media, m_project) && SaveProjectState() && m_project.SaveCopy(path);
+        if (!saved) {
+            ShowMessageBox(LoadString(kWriteFailed), MB_ICONWARNING, GetSafeHandle());
+            return false;
+        }
+        SetFileName(path);
+        UpdateTitle();
+        m_modified = 0;
+        return true;
+    }
+    const WAVEFORMATEX* format = m_media.GetFormat();
+    if (!filter) {
+        CFileFilterManager* manager = CFileFilterManager::Instance();
+        if (manager == nullptr || format == nullptr)
+            return false;
+        filter.reset(manager->CreateOutputForFile(path, *format));
+        if (!filter)
+            return false;
+    }
+
+    SetCursor(CursorShape::Wait);
+    // A source that is the target moves to a temporary file first: writing must not overwrite
+    // what it reads.
+    for (int32_t i = 0; i < m_media.GetSourceCount(); ++i) {
+        auto* stream = dynamic_cast<CPCMAudio*>(m_media.GetSourceAt(i));
+        if (stream != nullptr && stream->GetFileName() == path && !stream->Reopen()) {
+            SetCursor(CursorShape::Arrow);
+            ShowMessageBox(WithPath(kNoTemporaryCopy, path), MB_ICONWARNING, GetSafeHandle());
+            return false;
+        }
+    }
+    SetCursor(CursorShape::Arrow);
+
+    IFormatStatus* status = nullptr;
+    if (!filter->OpenFile(path, &status, GetSafeHandle())) {
+        if (status != nullptr)
+            status->Release();
+        const std::string text =
+            filter->GetErrorMessage().empty() ? FormatString(kWriteFailed, path) : filter->GetErrorMessage();
+        filter.reset();
+        ReportOpenFailure(path, text, GetSafeHandle());
+        return false;
+    }
+    if (status != nullptr)
+        status->Release();
+    std::unique_ptr<IBasicIO> peak(CPeakFileManager().CreatePeakFile(path));
+    filter->WriteCues(m_media.GetLabels());
+
+    if (RunSaveTask(filter.get(), peak.get(), CSection(0, m_media.GetLength()), path) != 1) {
+        filter->Close();
+        filter.reset();
+        CPeakFileManager::Discard(peak.release());
+        if (path == m_fileName)
+            ShowMessageBox(WithPath(kCancelDeleted, path), MB_ICONWARNING, GetSafeHandle());
+        CFile::Remove(path);
+        return false;
+    }
+    filter->Close();
+    if (peak) {
+        CPeakFileManager().UpdateHeader(peak.get(), path);
+        peak->Close();
+        peak.reset();
+    }
+    filter.reset();
+
+    // From now on the document is the saved file: one event, no temporary data, no history.
+    const CSection selection = m_selection;
+    const CSection view = m_viewSection;
+    m_media.Clear();
+    if (IDocumentHost* host = DocumentHost())
+        host->NotifySaved(path);
+    if (!LoadFile(path))
+        return false;
+    const int64_t length = m_media.GetLength();
+    m_selection = CSection(std::clamp<int64_t>(selection.m_start, 0, length),
+                           std::clamp<int64_t>(selection.m_end, 0, length));
+    m_viewSection =
+        CSection(std::clamp<int64_t>(view.m_start, 0, length), std::clamp<int64_t>(view.m_end, 0, length));
+    UpdateScrollBar();
+    Invalidate();
+    SaveProjectState();
     return true;
 }
 
+bool CChildView::SaveAs() {
+    CFileFilterManager* manager = CFileFilterManager::Instance();
+    const WAVEFORMATEX* format = m_media.GetFormat();
+    if (manager == nullptr || format == nullptr)
+        return false;
+    CExtFileDialog dialog(manager->GetSaveFilter(), *format, CSection(0, m_media.GetLength()));
+    dialog.SetShowReadOnly(false);
+    dialog.SetOverwritePrompt(true);
+    dialog.SelectType(GetSettingInt("General", "LastSaveFilter", DefaultSaveFilter()));
+    dialog.SetPathName(StartDirectory());
+    if (dialog.DoModal(GetSafeHandle()) != IDOK)
+        return false;
+    const std::string path = dialog.GetPathName();
+    // A project is the container copied out: it needs no output filter.
+    CFilteredOutput* filter = IsProjectPath(path) ? nullptr : dialog.TakeFilter();
+    SaveFile(path, filter);
+    PutSettingInt("General", "LastSaveFilter", dialog.GetFilterIndex());
+    PutSettingString("Directories", "Last", FolderOf(path));
+    return true;
+}
+
+bool CChildView::QuerySave() {
+    if (m_modified == 0 || m_media.IsEmpty())
+        return true;
+    if (IsClosing())
+        return true;
+    if (m_frame != 0)
+        Presentation().FrameToTop(m_frame);
+    if (!IsWindowEnabled())
+        return false;
+    if (m_hostClip != nullptr) {
+        switch (
+            ShowMessageBox(LoadString(kKeepClipChanges), MB_YESNOCANCEL | MB_ICONQUESTION, GetSafeHandle())) {
+        case IDCANCEL:
+            return false;
+        case IDYES:
+            return KeepChanges();
+        default:
+            return true;
+        }
+    }
+    CSavePromptDlg prompt(m_fileName);
+    prompt.DoModal(GetSafeHandle());
+    switch (prompt.m_choice) {
+    case CSavePromptDlg::save:
+        OnFileSave();
+        return true;
+    case CSavePromptDlg::saveAs:
+        return SaveAs();
+    case CSavePromptDlg::dontSave:
+        return true;
+    default:
+        return false;
+    }
+}
+
 bool CChildView::KeepChanges() {
-    // PENDING
+    if (m_hostClip == nullptr)
+        return true;
+    if (m_media.UsesTemporaries()) {
+        switch (ShowMessageBox(kSaveBeforeKeeping, MB_YESNOCANCEL | MB_ICONQUESTION, GetSafeHandle())) {
+        case IDCANCEL:
+            return false;
+        case IDYES:
+            return SaveAs();
+        default:
+            return true;
+        }
+    }
+    m_media.CopyTo(*m_hostClip, CSection(0, m_media.GetLength()));
     return true;
 }
 
 void CChildView::Close() {
-    // PENDING
+    StopPlayback();
+    if (QuerySave()) {
+        if (IDocumentHost* host = DocumentHost())
+            host->NotifyClosing(m_fileName);
+        m_media.Clear();
+        ClearHistory();
+        m_selection = CSection(0, 0);
+        m_viewSection = CSection(0, 0);
+        if (GetSafeHandle() != 0) {
+            CScrollBarState hidden;
+            Presentation().ScrollBar(GetSafeHandle(), hidden);
+        }
+        SetFileName(std::string());
+        UpdateTitle();
+        SaveProjectState();
+        Invalidate();
+        m_modified = 0;
+    }
+    m_reloadPending = 1;
 }
 
 void CChildView::OnFileSave() {
-    // PENDING
+    if (m_fileName.empty())
+        SaveAs();
+    else
+        SaveFile(m_fileName, nullptr);
 }
 
 void CChildView::OnFileNew() {
-    // PENDING
+    if (IDocumentHost* host = DocumentHost())
+        host->NewDocument(m_closeCallback);
 }
 
-int CChildView::RunSaveTask(CFilteredOutput* filter, IBasicIO* peakTarget, const CSection& section,
-                            const std::string& path) {
-    // PENDING
-    return 2;
+void CChildView::OnCopyToFile() {
+    CFileFilterManager* manager = CFileFilterManager::Instance();
+    const WAVEFORMATEX* format = m_media.GetFormat();
+    if (manager == nullptr || format == nullptr)
+        return;
+    CExtFileDialog dialog(manager->GetSaveFilter(), *format, m_selection);
+    dialog.SetShowReadOnly(false);
+    dialog.SetOverwritePrompt(true);
+    dialog.SelectType(GetSettingInt("General", "LastSaveFilter", DefaultSaveFilter()));
+    dialog.SetPathName(StartDirectory());
+    if (dialog.DoModal(GetSafeHandle()) != IDOK)
+        return;
+    const std::string path = dialog.GetPathName();
+    std::unique_ptr<CFilteredOutput> filter(dialog.TakeFilter());
+    if (!filter)
+        filter.reset(manager->CreateOutputForFile(path, *format));
+    if (!filter)
+        return;
+    if (!filter->OpenFile(path, nullptr, GetSafeHandle())) {
+        ShowMessageBox(filter->GetErrorMessage(), MB_ICONWARNING, GetSafeHandle());
+        return;
+    }
+    std::unique_ptr<IBasicIO> peak(CPeakFileManager().CreatePeakFile(path));
+    const int result = RunSaveTask(filter.get(), peak.get(), m_selection, path);
+    filter->Close();
+    if (result == 1 && peak) {
+        CPeakFileManager().UpdateHeader(peak.get(), path);
+        peak->Close();
+    } else {
+        CPeakFileManager::Discard(peak.release());
+        if (result != 1)
+            CFile::Remove(path);
+    }
+    PutSettingInt("General", "LastSaveFilter", dialog.GetFilterIndex());
 }
 
 void CChildView::AddFileCommands(CCommandTable& table) {
-    // PENDING
+    table.AddCommand(kNew, [this](uint32_t) { OnFileNew(); });
+    table.AddUpdate(kNew, [this](CCmdUI& ui) { ui.Enable(Idle()); });
+    table.AddCommand(kOpen, [this](uint32_t) { OnFileOpen(); });
+    table.AddUpdate(kOpen, [this](CCmdUI& ui) { ui.Enable(Idle()); });
+    table.AddCommand(kSave, [this](uint32_t) { OnFileSave(); });
+    table.AddUpdate(kSave, [this](CCmdUI& ui) { ui.Enable(HasAudio()); });
+    table.AddCommand(kSaveAs, [this](uint32_t) { SaveAs(); });
+    table.AddUpdate(kSaveAs, [this](CCmdUI& ui) { ui.Enable(HasAudio()); });
+    table.AddCommand(kClose, [this](uint32_t) { Close(); });
+    table.AddUpdate(kClose, [this](CCmdUI& ui) { ui.Enable(HasAudio()); });
 }
 
 } // namespace tw

@@ -8,6 +8,8 @@
 
 #include <string>
 
+struct ITkCloseCallback;
+
 namespace tw {
 
 class IDocumentHost {
@@ -25,6 +27,10 @@ public:
     virtual void ReportError(const std::string& text, int severity) = 0;
     // Menu command "Close All Windows": asks every document and closes them when nobody refuses.
     virtual void CloseAllDocuments() = 0;
+    // A new document window on a thread of its own with `path` in it (the application's open).
+    virtual void OpenDocument(const std::string& path) = 0;
+    // A new, empty document window that hands `callback` on (command New).
+    virtual void NewDocument(ITkCloseCallback* callback) = 0;
 };
 
 // The registered host, or null.

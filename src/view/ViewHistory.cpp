@@ -3,7 +3,6 @@
 #include "dsp/TransformPlugin.h"
 #include "storage/Archive.h"
 #include "storage/DocumentBody.h"
-#include "view/ChildView.h"
 #include "view/UndoEntry.h"
 
 #include <iterator>
@@ -14,21 +13,17 @@ namespace {
 
 constexpr uint32_t kNoTransform = 0xFFFFFFFF;
 
-std::list<CUndoEntry*>& ListOf(CChildView& view, IRaffHistory::List list) {
-    return list == IRaffHistory::undoList ? view.GetUndoList() : view.GetRedoList();
-}
-
 } // namespace
 
 uint32_t CViewHistory::GetEntryCount(List list) {
-    return static_cast<uint32_t>(ListOf(m_view, list).size());
+    return static_cast<uint32_t>(ListOf(list).size());
 }
 
 void CViewHistory::CollectReferences(CBodyIndex& index) {
     // A stage may hold a stream or an effect the document has dropped since (a cut file, a
     // removed effect): the container must list them all, or the stage could not name them.
     for (List list : {undoList, redoList})
-        for (CUndoEntry* entry : ListOf(m_view, list)) {
+        for (CUndoEntry* entry : ListOf(list)) {
             for (int32_t i = 0; i < entry->m_media.GetSourceCount(); ++i) {
                 CMediaStream* stream = entry->m_media.GetSourceAt(i);
                 if (index.StreamIndex(stream) < 0)
@@ -45,7 +40,7 @@ void CViewHistory::CollectReferences(CBodyIndex& index) {
 }
 
 void CViewHistory::SaveEntry(List list, uint32_t at, CArchive& archive, const CBodyIndex& index) {
-    std::list<CUndoEntry*>& entries = ListOf(m_view, list);
+    std::list<CUndoEntry*>& entries = ListOf(list);
     if (at >= entries.size())
         throw CArchiveException(CArchiveException::badIndex);
     const CUndoEntry& entry = **std::next(entries.begin(), at);
@@ -63,7 +58,11 @@ void CViewHistory::SaveEntry(List list, uint32_t at, CArchive& archive, const CB
 }
 
 void CViewHistory::Clear() {
-    m_view.ClearHistory();
+    for (List list : {undoList, redoList}) {
+        for (CUndoEntry* entry : ListOf(list))
+            delete entry;
+        ListOf(list).clear();
+    }
 }
 
 bool CViewHistory::LoadEntry(List list, CArchive& archive, CEditedMedia& master,
@@ -90,7 +89,7 @@ bool CViewHistory::LoadEntry(List list, CArchive& archive, CEditedMedia& master,
         entry->m_media.Clear();
         return false;
     }
-    ListOf(m_view, list).push_back(entry.release());
+    ListOf(list).push_back(entry.release());
     return true;
 }
 

@@ -1,16 +1,19 @@
 // The working container's view of a document's two history lists: it counts, writes and reads
-// the view's undo entries so that the container keeps the whole history with the document state.
+// the undo entries so that the container keeps the whole history with the document state.
 #pragma once
 
 #include "storage/RaffHistory.h"
 
+#include <list>
+
 namespace tw {
 
-class CChildView;
+class CUndoEntry;
 
 class CViewHistory : public IRaffHistory {
 public:
-    explicit CViewHistory(CChildView& view) : m_view(view) {}
+    // Works on two lists of entries, newest at the tail, which it fills on load and empties on Clear.
+    CViewHistory(std::list<CUndoEntry*>& undo, std::list<CUndoEntry*>& redo) : m_undo(undo), m_redo(redo) {}
 
     uint32_t GetEntryCount(List list) override;
     void CollectReferences(CBodyIndex& index) override;
@@ -20,7 +23,10 @@ public:
                    const CBodyLoadContext& context) override;
 
 private:
-    CChildView& m_view;
+    std::list<CUndoEntry*>& ListOf(List list) { return list == undoList ? m_undo : m_redo; }
+
+    std::list<CUndoEntry*>& m_undo;
+    std::list<CUndoEntry*>& m_redo;
 };
 
 } // namespace tw

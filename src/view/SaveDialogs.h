@@ -1,0 +1,62 @@
+// The dialogs of the save flows as the document thread sees them: the save prompt of a changed
+// document and the extended save dialog, which also carries the format and section to be written
+// and the output filter chosen by its file type.
+#pragma once
+
+#include "core/Section.h"
+#include "platform/FileDialog.h"
+#include "platform/ModalDialog.h"
+
+#include <tidework/wavefmt.h>
+
+#include <memory>
+#include <string>
+
+namespace tw {
+
+class CFilteredOutput;
+
+class CSavePromptDlg : public CModalDialog {
+public:
+    enum Choice { save = 0, saveAs = 1, dontSave = 2, cancel = 3 };
+    static constexpr const char* kUntitled = "Untitled recording";
+
+    explicit CSavePromptDlg(const std::string& fileName)
+        : m_fileName(fileName.empty() ? kUntitled : fileName) {}
+    std::string DialogName() const override { return "SavePrompt"; }
+    std::string GetWindowText() const override { return m_fileName; }
+    void OnCancel() override {
+        m_choice = cancel;
+        CModalDialog::OnCancel();
+    }
+
+    std::string m_fileName;
+    int m_choice = cancel;
+};
+
+// A save dialog whose file type picks an output filter for the format to be written. The filter
+// made for the chosen type is handed to the caller by TakeFilter.
+class CExtFileDialog : public CFileDialog {
+public:
+    CExtFileDialog(const std::string& filter, const WAVEFORMATEX& format, const CSection& section);
+    ~CExtFileDialog() override;
+
+    // Makes the output filter of the chosen file type (dialog position, from 1), as a change of
+    // the type does; true when it has a settings window ("Options...").
+    bool SelectType(int position);
+    // The filter made for the type in force at OK; the caller owns it. Null when none could be made.
+    CFilteredOutput* TakeFilter();
+    void OnOK() override;
+
+    const WAVEFORMATEX& GetFormat() const { return m_format; }
+    const CSection& GetSection() const { return m_section; }
+    int GetFilterId() const { return m_filterId; }
+
+private:
+    WAVEFORMATEX m_format;
+    CSection m_section;
+    std::unique_ptr<CFilteredOutput> m_filter;
+    int m_filterId = -1;
+};
+
+} // namespace tw
