@@ -1,8 +1,10 @@
 // The exported command surface of libtidework.so. Every export first makes sure the module's
 // application object has finished its start-up, the counterpart of switching to the module's state.
+#include "clip/ModalOnAnyThread.h"
 #include "clip/ServerClasses.h"
 #include "clip/WaveClip.h"
 #include "clip/WaveClipFactory.h"
+#include "host/CrashGuardDialog.h"
 #include "host/FileThreadList.h"
 #include "host/HostLink.h"
 #include "host/TKThread.h"
@@ -18,10 +20,12 @@
 #include "platform/Window.h"
 #include "storage/DirectoryManager.h"
 #include "storage/FileFilterManager.h"
+#include "storage/RaffParser.h"
 
 #include <tidework/tidework.h>
 
 #include <string>
+#include <vector>
 
 using namespace tw;
 
@@ -146,9 +150,31 @@ TW_EXPORT int32_t tkCloseFile(const char16_t* path) {
 
 TW_EXPORT int32_t tkCheckForLostTempFiles(void) {
     EnterModule();
-    // Lost working containers are found by the container parser and offered by the crash-guard
-    // dialog; until the working container exists nothing can be lost, so nothing is reopened.
-    return 0;
+    std::vector<std::string> lost;
+    CRaffParser::FindLostContainers(lost);
+    if (lost.empty())
+        return 0;
+    CCrashGuardDialog dialog;
+    const int answer = DoModalOnAnyThread(dialog);
+    // A dialog closed without OK leaves the files where they are: nothing is lost by asking again.
+    if (answer != IDOK)
+        return 0;
+    switch (dialog.m_choice) {
+    case CCrashGuardDialog::recover: {
+        // Each container is opened in place and goes on as the working container of its document.
+        for (const std::string& path : lost) {
+            const std::u16string wide = ToUtf16(path);
+            tkOpenFile(wide.c_str(), nullptr);
+        }
+        return 1;
+    }
+    case CCrashGuardDialog::deleteFiles:
+        for (const std::string& path : lost)
+            CFile::Remove(path);
+        return 0;
+    default:
+        return 0;
+    }
 }
 
 TW_EXPORT int32_t tkQueryFileOpened(const char16_t* path) {
