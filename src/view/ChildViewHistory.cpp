@@ -95,6 +95,8 @@ void CChildView::Step(int count) {
     UpdateScrollBar();
     HistoryChanged();
     SetStatus(kIdleStatus);
+    // The container follows undo and redo too, though the document's modified flag does not.
+    SaveProjectState();
 }
 
 void CChildView::ClearHistory() {

@@ -5,6 +5,8 @@
 
 #include "storage/BodyTestSupport.h"
 
+#include "core/MediaData.h"
+#include "core/ReadCursor.h"
 #include "platform/MessageLoop.h"
 #include "platform/Messages.h"
 #include "view/ChildView.h"
@@ -12,6 +14,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <vector>
 
 namespace tw::test {
 
@@ -47,6 +50,25 @@ protected:
         return ui.State();
     }
     void Select(int64_t start, int64_t end) { view->SetSelection(CSection(start, end)); }
+
+    // The first channel of `media` as it plays, in working floats.
+    static std::vector<float> Channel0(CEditedMedia& media) {
+        const WAVEFORMATEX* format = media.GetFormat();
+        const int64_t frames = media.GetLength();
+        std::vector<float> out;
+        if (format == nullptr || frames == 0)
+            return out;
+        CMediaData block(frames, format->nChannels * 4);
+        ReadCursor* cursor = media.MakeCursor();
+        media.Seek(*cursor, 0);
+        media.ReadSamples(*cursor, block);
+        media.FreeCursor(cursor);
+        for (int64_t i = 0; i < frames; ++i)
+            out.push_back(block.GetFloats()[i * format->nChannels]);
+        return out;
+    }
+    // What Wav() wrote at frame f of channel 0, as a working float.
+    static float Written(int64_t f) { return static_cast<float>((f * 7) % 30000 - 15000) / 32768.0f; }
 
     std::unique_ptr<CMessageLoop> loop;
     std::unique_ptr<CChildView> view;
