@@ -89,7 +89,7 @@ void CChildView::OnEditPaste() {
         fromInternal = ask.m_source == CCBSourceDialog::internalClipboard;
     }
     if (fromInternal) {
-        const WAVEFORMATEX* format = clipboard.GetFormat();
+        const WAVEFORMATEX* format = clipboard.GetNativeFormat();
         if (format != nullptr && DocumentFormatDiffers(m_media, *format)) {
             ShowMessageBox(kClipboardFormatDiffers, MB_ICONWARNING, GetSafeHandle());
             return;
@@ -126,7 +126,7 @@ void CChildView::OnEditPaste() {
 }
 
 void CChildView::OnCopyToClipboard() {
-    const WAVEFORMATEX* format = m_media.GetFormat();
+    const WAVEFORMATEX* format = m_media.GetNativeFormat();
     if (format == nullptr)
         return;
     // The length is taken as 32 bits, as the image's fields are.

@@ -47,7 +47,7 @@ void InsertStream(CEditedMedia& media, CMediaStream* stream, int64_t position) {
 } // namespace
 
 bool DocumentFormatDiffers(const CEditedMedia& media, const WAVEFORMATEX& format) {
-    const WAVEFORMATEX* own = media.GetFormat();
+    const WAVEFORMATEX* own = media.GetNativeFormat();
     return own != nullptr && !SameFormat(*own, format);
 }
 
@@ -93,7 +93,7 @@ void CChildView::OnInsertTrackSplit() {
 void CChildView::OnEditReverse() {
     if (m_selection.SectionLength() <= 0)
         return;
-    const WAVEFORMATEX* format = m_media.GetFormat();
+    const WAVEFORMATEX* format = m_media.GetNativeFormat();
     if (format == nullptr)
         return;
     CEditedMedia reversed;
@@ -163,7 +163,7 @@ void CChildView::OnInsertFile() {
         return;
     }
     stream->SetFileName(path);
-    if (DocumentFormatDiffers(m_media, *stream->GetFormat())) {
+    if (DocumentFormatDiffers(m_media, *stream->GetNativeFormat())) {
         ShowMessageBox(kSourceFormatsDiffer, MB_ICONWARNING, GetSafeHandle());
         return;
     }
@@ -177,7 +177,7 @@ void CChildView::OnInsertFile() {
 
 void CChildView::OnInsertTestSignal() {
     WAVEFORMATEX format{};
-    if (const WAVEFORMATEX* own = m_media.GetFormat()) {
+    if (const WAVEFORMATEX* own = m_media.GetNativeFormat()) {
         format = *own;
     } else {
         CFormatDialog ask;

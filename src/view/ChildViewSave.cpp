@@ -139,7 +139,7 @@ bool CChildView::SaveFile(const std::string& path, CFilteredOutput* given) {
         m_modified = 0;
         return true;
     }
-    const WAVEFORMATEX* format = m_media.GetFormat();
+    const WAVEFORMATEX* format = m_media.GetNativeFormat();
     if (!filter) {
         CFileFilterManager* manager = CFileFilterManager::Instance();
         if (manager == nullptr || format == nullptr)
@@ -215,7 +215,7 @@ bool CChildView::SaveFile(const std::string& path, CFilteredOutput* given) {
 
 bool CChildView::SaveAs() {
     CFileFilterManager* manager = CFileFilterManager::Instance();
-    const WAVEFORMATEX* format = m_media.GetFormat();
+    const WAVEFORMATEX* format = m_media.GetNativeFormat();
     if (manager == nullptr || format == nullptr)
         return false;
     CExtFileDialog dialog(manager->GetSaveFilter(), *format, CSection(0, m_media.GetLength()));
@@ -322,7 +322,7 @@ void CChildView::OnFileNew() {
 
 void CChildView::OnCopyToFile() {
     CFileFilterManager* manager = CFileFilterManager::Instance();
-    const WAVEFORMATEX* format = m_media.GetFormat();
+    const WAVEFORMATEX* format = m_media.GetNativeFormat();
     if (manager == nullptr || format == nullptr)
         return;
     CExtFileDialog dialog(manager->GetSaveFilter(), *format, m_selection);
