@@ -49,6 +49,10 @@ protected:
         view->OnUpdateCmd(ui);
         return ui.State();
     }
+    void SendWheel(int delta) {
+        CWindow::SendMessage(view->GetSafeHandle(), WM_MOUSEWHEEL,
+                             static_cast<uintptr_t>(static_cast<uint16_t>(delta)) << 16, 0);
+    }
     void Select(int64_t start, int64_t end) { view->SetSelection(CSection(start, end)); }
 
     // The first channel of `media` as it plays, in working floats.
