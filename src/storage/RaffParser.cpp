@@ -227,9 +227,11 @@ bool CRaffParser::LoadState(CEditedMedia& media, IRaffHistory* history, CSection
     } catch (const CArchiveException&) {
     } catch (const CFileException&) {
     }
-    // The document stands on its own; a history that does not read is not worth losing it for.
+    // A state is whole or it is not loaded: a recovered document must be the one that was saved,
+    // with its history, and a damaged file must leave the open document untouched.
     history->Clear();
-    return true;
+    media.Clear();
+    return false;
 }
 
 bool CRaffParser::SaveState(const CEditedMedia& media, IRaffHistory* history, const CSection& view,

@@ -100,6 +100,20 @@ void ReportOpenFailure(const std::string& path, const std::string& filterText, W
         ShowMessageBox(filterText, MB_ICONWARNING, owner);
 }
 
+// Another program holds the file with an exclusive lock. Writers of the format library do not ask
+// for locks, so the save asks first rather than write under the other program's feet.
+bool HeldByAnotherProgram(const std::string& path) {
+    if (!CFile::Exists(path))
+        return false;
+    CFile probe;
+    CFileException error(CFileException::none, 0, path);
+    if (probe.Open(path, CFile::modeRead | CFile::shareExclusive, &error)) {
+        probe.Close();
+        return false;
+    }
+    return error.m_cause == CFileException::sharingViolation;
+}
+
 } // namespace
 
 int CChildView::RunSaveTask(CFilteredOutput* filter, IBasicIO* peakTarget, const CSection& section,
@@ -162,6 +176,10 @@ bool CChildView::SaveFile(const std::string& path, CFilteredOutput* given) {
     }
     SetCursor(CursorShape::Arrow);
 
+    if (HeldByAnotherProgram(path)) {
+        ShowMessageBox(WithPath(kTargetInUse, path), MB_ICONWARNING, GetSafeHandle());
+        return false;
+    }
     IFormatStatus* status = nullptr;
     if (!filter->OpenFile(path, &status, GetSafeHandle())) {
         if (status != nullptr)

@@ -80,7 +80,7 @@ TEST_F(ViewEditTest, TheSystemClipboardHoldsAWavImageAndAForeignFormatIsRefused)
     ASSERT_TRUE(presentation->GetClipboardData("audio/wav", image));
     ASSERT_EQ(image.size(), 100u * 4 + kWavImageHeaderSize);
     EXPECT_EQ(std::string(image.begin(), image.begin() + 4), "RIFF");
-    EXPECT_EQ(GetLE16(image.data() + 22), 2);     // channels
+    EXPECT_EQ(GetLE16(image.data() + 22), 2);      // channels
     EXPECT_EQ(GetLE32(image.data() + 24), 44100u); // rate
     EXPECT_EQ(GetLE32(image.data() + 42), 400u);   // data size
     EXPECT_EQ(static_cast<int16_t>(GetLE16(image.data() + 46)), (1000 * 7) % 30000 - 15000);

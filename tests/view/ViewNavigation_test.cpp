@@ -129,7 +129,8 @@ TEST_F(ViewNavigationTest, AClickWithASmallWobbleLeavesACursorAndADragSelects) {
     mouse(WM_LBUTTONDOWN, MK_LBUTTON, plot.left + 300);
     mouse(WM_MOUSEMOVE, MK_LBUTTON, plot.left + 200);
     mouse(WM_LBUTTONUP, 0, plot.left + 200);
-    EXPECT_EQ(view->GetSelection(), CSection(view->SampleFromX(plot.left + 200), view->SampleFromX(plot.left + 300)));
+    EXPECT_EQ(view->GetSelection(),
+              CSection(view->SampleFromX(plot.left + 200), view->SampleFromX(plot.left + 300)));
 
     // A right click before the start extends from the start: after normalising the old start is
     // the end.
@@ -149,7 +150,8 @@ TEST_F(ViewNavigationTest, ATrackSplitDraggedOffThePlotIsGoneAndUndoBringsItBack
     CWindow::SendMessage(view->GetSafeHandle(), WM_MOUSEMOVE, MK_LBUTTON, MakePoint(x + 30, y));
     ASSERT_EQ(view->GetMedia().GetLabels().GetCount(), 1);
     EXPECT_EQ(view->GetMedia().GetLabels().GetAt(0)->m_position, view->SampleFromX(x + 30));
-    CWindow::SendMessage(view->GetSafeHandle(), WM_MOUSEMOVE, MK_LBUTTON, MakePoint(x + 30, plot.bottom + 11));
+    CWindow::SendMessage(view->GetSafeHandle(), WM_MOUSEMOVE, MK_LBUTTON,
+                         MakePoint(x + 30, plot.bottom + 11));
     CWindow::SendMessage(view->GetSafeHandle(), WM_LBUTTONUP, 0, MakePoint(x + 30, plot.bottom + 11));
     EXPECT_EQ(view->GetMedia().GetLabels().GetCount(), 0);
     ASSERT_EQ(view->GetUndoList().size(), 1u);

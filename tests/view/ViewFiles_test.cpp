@@ -1,0 +1,202 @@
+// Open, save and close flows of a document: audio files through the filters, projects with their
+// history, the prompts of a changed document and the faults of a save.
+#include "ViewTestSupport.h"
+
+#include "platform/File.h"
+#include "view/SaveDialogs.h"
+#include "view/UndoEntry.h"
+
+#include <filesystem>
+#include <fstream>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace tw::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+void WriteBytes(const std::string& path, const std::string& bytes) {
+    std::ofstream(path, std::ios::binary) << bytes;
+}
+
+class ViewFilesTest : public ViewTest {
+protected:
+    void AnswerSaveDialog(const std::string& path) {
+        presentation->OnDialog("FileSave", [path](CModalDialog& d) {
+            static_cast<CFileDialog&>(d).SetPathName(path);
+            d.OnOK();
+        });
+    }
+};
+
+TEST_F(ViewFilesTest, APathIsAProjectByItsLastThreeCharactersInAnyCase) {
+    const std::string wav = Wav("a.wav", 2000);
+    const std::string project = home.root + "/Song.VTF";
+    fs::copy_file(wav, home.root + "/abc");
+    // A name of three characters in all is audio, and reads as such.
+    EXPECT_TRUE(view->LoadFile(home.root + "/abc"));
+    Select(0, 100);
+    Command(CChildView::kCut);
+    ASSERT_TRUE(view->SaveFile(project, nullptr));
+    EXPECT_EQ(view->GetFileName(), project);
+    EXPECT_FALSE(view->IsModified());
+    // Saved as a project, the file is a container, not audio.
+    const std::vector<uint8_t> bytes = ReadWholeFile(project);
+    ASSERT_GT(bytes.size(), 4u);
+    EXPECT_EQ(std::string(bytes.begin(), bytes.begin() + 4), "RAFF");
+}
+
+TEST_F(ViewFilesTest, AProjectReopensWithItsHistoryAndADamagedOneLeavesTheDocumentAlone) {
+    LoadWav(6000);
+    Select(1000, 2000);
+    Command(CChildView::kCut);
+    const std::string project = home.root + "/p.vtf";
+    ASSERT_TRUE(view->SaveFile(project, nullptr));
+
+    CChildView other;
+    ASSERT_NE(other.CreateView(0), 0u);
+    ASSERT_TRUE(other.LoadFile(project));
+    EXPECT_EQ(other.GetMedia().GetLength(), 5000);
+    ASSERT_EQ(other.GetUndoList().size(), 1u);
+    EXPECT_EQ(other.GetUndoList().front()->m_caption, "Cut");
+    other.Step(-1);
+    EXPECT_EQ(other.GetMedia().GetLength(), 6000);
+
+    // A project whose state is damaged: the box, and the open document with its container stays.
+    std::vector<uint8_t> bytes = ReadWholeFile(project);
+    ASSERT_GT(bytes.size(), 60u);
+    bytes.resize(bytes.size() - 7);
+    const std::string damaged = home.root + "/damaged.vtf";
+    WriteBytes(damaged, std::string(bytes.begin(), bytes.end()));
+    const std::string container = view->GetProject().GetPath();
+    EXPECT_FALSE(view->LoadFile(damaged));
+    EXPECT_EQ(presentation->Boxes().back(), "An error occurred while reading from the file " + damaged + ".");
+    EXPECT_EQ(view->GetMedia().GetLength(), 5000);
+    EXPECT_EQ(view->GetUndoList().size(), 1u);
+    EXPECT_EQ(view->GetProject().GetPath(), container);
+    EXPECT_TRUE(CFile::Exists(container));
+}
+
+TEST_F(ViewFilesTest, SavingOverTheFileTheDocumentReadsWorksAndReloadsIt) {
+    LoadWav(4000, 2, "same.wav");
+    const std::string path = view->GetFileName();
+    Select(0, 1000);
+    Command(CChildView::kDelete);
+    Select(100, 200);
+    Command(CChildView::kSave);
+    EXPECT_EQ(view->GetFileName(), path);
+    EXPECT_EQ(view->GetMedia().GetLength(), 3000);
+    EXPECT_EQ(view->GetMedia().GetEventCount(), 1);
+    EXPECT_TRUE(view->GetUndoList().empty());
+    EXPECT_EQ(view->GetSelection(), CSection(100, 200));
+    EXPECT_EQ(Channel0(view->GetMedia())[0], Written(1000));
+}
+
+TEST_F(ViewFilesTest, ACancelledSaveOfTheOpenFileDeletesItAfterTheBox) {
+    LoadWav(300000, 2, "open.wav");
+    const std::string path = view->GetFileName();
+    Select(0, 10);
+    Command(CChildView::kDelete);
+    presentation->OnDialog("Progress", [](CModalDialog& d) { d.OnCancel(); });
+    EXPECT_FALSE(view->SaveFile(path, nullptr));
+    EXPECT_FALSE(CFile::Exists(path));
+    EXPECT_EQ(presentation->Boxes().back(), "Canceling the save caused the file " + path +
+                                                " to be deleted. Please save again if necessary.");
+    // The document still has all of its audio: it reads from its temporary copy.
+    EXPECT_EQ(view->GetMedia().GetLength(), 299990);
+    EXPECT_EQ(Channel0(view->GetMedia())[5], Written(15));
+}
+
+TEST_F(ViewFilesTest, ATargetHeldByAnotherProgramOrAReadOnlyFolderGivesTheMessageAndKeepsTheDocument) {
+    LoadWav(2000);
+    Select(0, 10);
+    Command(CChildView::kDelete);
+    const std::string held = home.root + "/held.wav";
+    WriteBytes(held, "x");
+    int ready[2];
+    ASSERT_EQ(pipe(ready), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        const int fd = ::open(held.c_str(), O_RDWR);
+        flock(fd, LOCK_EX);
+        char c = 1;
+        (void)!write(ready[1], &c, 1);
+        sleep(30);
+        _exit(0);
+    }
+    char c = 0;
+    ASSERT_EQ(read(ready[0], &c, 1), 1);
+    ::chmod(held.c_str(), 0);
+    EXPECT_FALSE(view->SaveFile(held, nullptr));
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    ASSERT_FALSE(presentation->Boxes().empty());
+    EXPECT_EQ(presentation->Boxes().back(),
+              "The file '" + held +
+                  "' could not be saved because another program is currently using "
+                  "this file. Please change to the other program and close the file.");
+    EXPECT_EQ(view->GetMedia().GetLength(), 1990);
+
+    const std::string folder = home.root + "/readonly";
+    fs::create_directories(folder);
+    ::chmod(folder.c_str(), 0555);
+    if (::access(folder.c_str(), W_OK) == 0)
+        GTEST_SKIP() << "running with rights that ignore folder permissions";
+    const size_t before = presentation->Boxes().size();
+    EXPECT_FALSE(view->SaveFile(folder + "/out.wav", nullptr));
+    EXPECT_GT(presentation->Boxes().size(), before);
+    EXPECT_EQ(view->GetMedia().GetLength(), 1990);
+}
+
+TEST_F(ViewFilesTest, TheSavePromptDecidesWhetherAChangedDocumentMayGo) {
+    EXPECT_TRUE(view->QuerySave()); // empty
+    LoadWav(3000);
+    EXPECT_TRUE(view->QuerySave()); // unchanged
+    Select(0, 10);
+    Command(CChildView::kDelete);
+    presentation->OnDialog("SavePrompt", [](CModalDialog& d) { d.OnCancel(); });
+    EXPECT_FALSE(view->QuerySave());
+    presentation->OnDialog("SavePrompt", [](CModalDialog& d) {
+        static_cast<CSavePromptDlg&>(d).m_choice = CSavePromptDlg::dontSave;
+        d.OnOK();
+    });
+    EXPECT_TRUE(view->QuerySave());
+
+    // Close with Cancel leaves the document as it was; with Don't Save it empties it.
+    presentation->OnDialog("SavePrompt", [](CModalDialog& d) { d.OnCancel(); });
+    Command(CChildView::kClose);
+    EXPECT_EQ(view->GetMedia().GetLength(), 2990);
+    presentation->OnDialog("SavePrompt", [](CModalDialog& d) {
+        static_cast<CSavePromptDlg&>(d).m_choice = CSavePromptDlg::dontSave;
+        d.OnOK();
+    });
+    Command(CChildView::kClose);
+    EXPECT_TRUE(view->GetMedia().IsEmpty());
+    EXPECT_TRUE(view->GetFileName().empty());
+}
+
+TEST_F(ViewFilesTest, SaveAsWritesTheChosenFileAndCopyToFileOnlyTheSelection) {
+    LoadWav(5000);
+    const std::string part = home.root + "/part.wav";
+    AnswerSaveDialog(part);
+    Select(1000, 1500);
+    Command(CChildView::kCopyToFile);
+    CChildView other;
+    ASSERT_NE(other.CreateView(0), 0u);
+    ASSERT_TRUE(other.LoadFile(part));
+    EXPECT_EQ(other.GetMedia().GetLength(), 500);
+    EXPECT_EQ(Channel0(other.GetMedia())[0], Written(1000));
+    EXPECT_EQ(view->GetFileName(), home.root + "/doc.wav");
+
+    const std::string whole = home.root + "/whole.wav";
+    AnswerSaveDialog(whole);
+    EXPECT_TRUE(view->SaveAs());
+    EXPECT_EQ(view->GetFileName(), whole);
+    EXPECT_EQ(view->GetMedia().GetLength(), 5000);
+}
+
+} // namespace
+} // namespace tw::test
