@@ -36,7 +36,8 @@ public:
     bool OnCmdMsg(uint32_t id, uint32_t code = 0);
     // The idle routine: the states of every routed command, the title, published when changed.
     void PublishIdle();
-    const CCommandTable& GetCommandTable() const { return m_commands; }
+    // The frame's own rows, behind the view's; components add theirs here.
+    CCommandTable& GetCommandTable() { return m_commands; }
 
 private:
     intptr_t OnClose();

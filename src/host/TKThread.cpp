@@ -112,8 +112,18 @@ void CTKThread::ThreadMain() {
         CMessageLoop loop;
         loop.SetThreadHandler([this](const Message& message) { OnThreadMessage(message); });
         m_loop = &loop;
-        if (InitInstance())
-            loop.Run();
+        if (InitInstance()) {
+            // Whatever escapes a handler outside the frame's own net (a posted call) is told, and
+            // the document's loop goes on: the thread must not take the document down with it.
+            for (;;) {
+                try {
+                    loop.Run();
+                    break;
+                } catch (...) {
+                    ShowMessageBox("An error occured during processing.", MB_ICONWARNING);
+                }
+            }
+        }
         // A loop that ended without the frame going (a quit from elsewhere) still ends the
         // document before the thread leaves the list.
         m_frame.reset();
