@@ -40,8 +40,10 @@ bool CMainFrame::LoadFrame() {
 }
 
 void CMainFrame::SetTitle(const std::string& title) {
-    if (GetSafeHandle() != 0)
+    if (GetSafeHandle() != 0) {
+        m_publishedTitle = title;
         Presentation().FrameTitle(GetSafeHandle(), title);
+    }
 }
 
 void CMainFrame::SetStatusText(const std::string& text) {

@@ -68,8 +68,8 @@ std::string CChildView::WindowTitle() const {
 }
 
 void CChildView::UpdateTitle() {
-    if (m_frame != 0)
-        Presentation().FrameTitle(m_frame, WindowTitle());
+    // The frame publishes the title with the rest of its idle state, once per change.
+    RunIdle();
 }
 
 bool CChildView::LoadFile(const std::string& path) {

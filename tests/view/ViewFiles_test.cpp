@@ -3,6 +3,7 @@
 #include "ViewTestSupport.h"
 
 #include "platform/File.h"
+#include "view/DocumentHost.h"
 #include "view/SaveDialogs.h"
 #include "view/UndoEntry.h"
 
@@ -22,8 +23,30 @@ void WriteBytes(const std::string& path, const std::string& bytes) {
     std::ofstream(path, std::ios::binary) << bytes;
 }
 
+// Stands in for the host entry, which sits above the view: records what the document hands on.
+class RecordingHost : public IDocumentHost {
+public:
+    bool IsHosted() override { return true; }
+    void NotifyOpened(const std::string& path) override { opened.push_back(path); }
+    void NotifyClosing(const std::string& path) override { closing.push_back(path); }
+    void NotifySaved(const std::string& path) override { saved.push_back(path); }
+    void ReportError(const std::string& text, int severity) override { errors.push_back({text, severity}); }
+    void CloseAllDocuments() override {}
+    void OpenDocument(const std::string& path) override { handedOn.push_back(path); }
+    void NewDocument(ITkCloseCallback* callback) override { newDocuments.push_back(callback); }
+
+    std::vector<std::string> opened, closing, saved, handedOn;
+    std::vector<std::pair<std::string, int>> errors;
+    std::vector<ITkCloseCallback*> newDocuments;
+};
+
 class ViewFilesTest : public ViewTest {
 protected:
+    void TearDown() override {
+        SetDocumentHost(nullptr);
+        ViewTest::TearDown();
+    }
+
     void AnswerSaveDialog(const std::string& path) {
         presentation->OnDialog("FileSave", [path](CModalDialog& d) {
             static_cast<CFileDialog&>(d).SetPathName(path);
@@ -196,6 +219,107 @@ TEST_F(ViewFilesTest, SaveAsWritesTheChosenFileAndCopyToFileOnlyTheSelection) {
     EXPECT_TRUE(view->SaveAs());
     EXPECT_EQ(view->GetFileName(), whole);
     EXPECT_EQ(view->GetMedia().GetLength(), 5000);
+}
+
+TEST_F(ViewFilesTest, DroppedFilesOpenTheFirstHereAndHandTheRestOnWhileTheHostHears) {
+    RecordingHost host;
+    SetDocumentHost(&host);
+    const std::string first = Wav("first.wav", 1500);
+    const std::string second = Wav("second.wav", 2500);
+    view->OnDropFiles({first, second});
+    EXPECT_EQ(view->GetFileName(), first);
+    EXPECT_EQ(view->GetMedia().GetLength(), 1500);
+    EXPECT_EQ(view->GetSelection(), CSection(0, 0));
+    EXPECT_EQ(host.opened, std::vector<std::string>{first});
+    EXPECT_EQ(host.handedOn, std::vector<std::string>{second});
+
+    // A document with audio hands every dropped file on, and New asks the host for a window.
+    view->OnDropFiles({first});
+    EXPECT_EQ(host.handedOn.size(), 2u);
+    Command(CChildView::kNew);
+    EXPECT_EQ(host.newDocuments.size(), 1u);
+
+    // A file that does not read: the box, the host hears of the failure, the document stays.
+    const std::string junk = home.root + "/junk.wav";
+    WriteBytes(junk, "not audio at all");
+    EXPECT_FALSE(view->LoadFile(junk));
+    EXPECT_EQ(presentation->Boxes().back(), "An error occurred while reading from the file " + junk + ".");
+    ASSERT_EQ(host.errors.size(), 1u);
+    EXPECT_EQ(host.errors[0], std::make_pair(junk, 1));
+    EXPECT_EQ(view->GetFileName(), first);
+    EXPECT_EQ(view->GetMedia().GetLength(), 1500);
+
+    Select(0, 100);
+    Command(CChildView::kDelete);
+    const std::string copy = home.root + "/copy.wav";
+    ASSERT_TRUE(view->SaveFile(copy, nullptr));
+    EXPECT_EQ(host.saved, std::vector<std::string>{copy});
+}
+
+TEST_F(ViewFilesTest, TheFileCommandsFollowTheDocument) {
+    EXPECT_TRUE(State(CChildView::kNew).enabled);
+    EXPECT_TRUE(State(CChildView::kOpen).enabled);
+    EXPECT_FALSE(State(CChildView::kSave).enabled);
+    EXPECT_FALSE(State(CChildView::kSaveAs).enabled);
+    EXPECT_FALSE(State(CChildView::kClose).enabled);
+    LoadWav(1000);
+    EXPECT_TRUE(State(CChildView::kSave).enabled);
+    EXPECT_TRUE(State(CChildView::kSaveAs).enabled);
+    EXPECT_TRUE(State(CChildView::kClose).enabled);
+
+    // Open from the menu puts the chosen file in a window of its own and remembers its folder.
+    RecordingHost host;
+    SetDocumentHost(&host);
+    const std::string other = Wav("other.wav", 700);
+    presentation->OnDialog("FileOpen", [other](CModalDialog& d) {
+        static_cast<CFileDialog&>(d).SetPathName(other);
+        d.OnOK();
+    });
+    Command(CChildView::kOpen);
+    EXPECT_EQ(host.handedOn, std::vector<std::string>{other});
+    EXPECT_EQ(view->GetMedia().GetLength(), 1000);
+}
+
+TEST_F(ViewFilesTest, ACancelledSaveAsToANewFileDeletesItWithoutABox) {
+    LoadWav(300000, 2, "kept.wav");
+    const std::string open = view->GetFileName();
+    Select(0, 10);
+    Command(CChildView::kDelete);
+    const std::string target = home.root + "/new.wav";
+    AnswerSaveDialog(target);
+    presentation->OnDialog("Progress", [](CModalDialog& d) { d.OnCancel(); });
+    const size_t boxes = presentation->Boxes().size();
+    view->SaveAs();
+    EXPECT_FALSE(CFile::Exists(target));
+    EXPECT_EQ(presentation->Boxes().size(), boxes);
+    EXPECT_TRUE(CFile::Exists(open));
+    EXPECT_EQ(view->GetFileName(), open);
+    EXPECT_TRUE(view->IsModified());
+    EXPECT_EQ(view->GetMedia().GetLength(), 299990);
+}
+
+TEST_F(ViewFilesTest, ARecoveredContainerIsWorkedOnInPlaceAndHasNoName) {
+    LoadWav(4000);
+    Select(0, 500);
+    Command(CChildView::kCut);
+    const std::string project = home.root + "/r.vtf";
+    ASSERT_TRUE(view->SaveFile(project, nullptr));
+    const std::string recovered = home.root + "/lost.VCG";
+    fs::copy_file(project, recovered);
+
+    CChildView other;
+    ASSERT_NE(other.CreateView(0), 0u);
+    ASSERT_TRUE(other.LoadFile(recovered));
+    EXPECT_TRUE(other.GetFileName().empty());
+    EXPECT_EQ(other.GetProject().GetPath(), recovered);
+    EXPECT_EQ(other.GetMedia().GetLength(), 3500);
+    ASSERT_EQ(other.GetUndoList().size(), 1u);
+    EXPECT_EQ(other.GetUndoList().front()->m_caption, "Cut");
+    // Saving asks for a name, as for a new recording.
+    presentation->OnDialog("FileSave", [](CModalDialog& d) { d.OnCancel(); });
+    CWindow::SendMessage(other.GetSafeHandle(), WM_COMMAND, CChildView::kSave);
+    ASSERT_FALSE(presentation->History().empty());
+    EXPECT_EQ(presentation->History().back().name, "FileSave");
 }
 
 } // namespace
