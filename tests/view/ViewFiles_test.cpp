@@ -7,6 +7,7 @@
 #include "view/SaveDialogs.h"
 #include "view/UndoEntry.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <sys/file.h>
@@ -163,6 +164,17 @@ TEST_F(ViewFilesTest, ATargetHeldByAnotherProgramOrAReadOnlyFolderGivesTheMessag
                   "this file. Please change to the other program and close the file.");
     EXPECT_EQ(view->GetMedia().GetLength(), 1990);
 
+    // A folder that cannot hold files (here a plain file in its place) fails the same way as a
+    // full disk: the filter's message, and the document keeps reading its own file.
+    const std::string plain = home.root + "/plain";
+    WriteBytes(plain, "x");
+    const size_t shown = presentation->Boxes().size();
+    EXPECT_FALSE(view->SaveFile(plain + "/out.wav", nullptr));
+    EXPECT_GT(presentation->Boxes().size(), shown);
+    EXPECT_EQ(view->GetMedia().GetLength(), 1990);
+    EXPECT_TRUE(view->IsModified());
+    EXPECT_EQ(Channel0(view->GetMedia())[0], Written(10));
+
     const std::string folder = home.root + "/readonly";
     fs::create_directories(folder);
     ::chmod(folder.c_str(), 0555);
@@ -318,8 +330,9 @@ TEST_F(ViewFilesTest, ARecoveredContainerIsWorkedOnInPlaceAndHasNoName) {
     // Saving asks for a name, as for a new recording.
     presentation->OnDialog("FileSave", [](CModalDialog& d) { d.OnCancel(); });
     CWindow::SendMessage(other.GetSafeHandle(), WM_COMMAND, CChildView::kSave);
-    ASSERT_FALSE(presentation->History().empty());
-    EXPECT_EQ(presentation->History().back().name, "FileSave");
+    const auto shown = presentation->History();
+    EXPECT_TRUE(std::any_of(shown.begin(), shown.end(),
+                            [](const auto& s) { return s.kind == "dialog" && s.text == "FileSave"; }));
 }
 
 } // namespace
