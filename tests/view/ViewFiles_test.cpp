@@ -3,6 +3,7 @@
 #include "ViewTestSupport.h"
 
 #include "platform/File.h"
+#include "platform/StringTable.h"
 #include "view/DocumentHost.h"
 #include "view/SaveDialogs.h"
 #include "view/UndoEntry.h"
@@ -333,6 +334,30 @@ TEST_F(ViewFilesTest, ARecoveredContainerIsWorkedOnInPlaceAndHasNoName) {
     const auto shown = presentation->History();
     EXPECT_TRUE(std::any_of(shown.begin(), shown.end(),
                             [](const auto& s) { return s.kind == "dialog" && s.text == "FileSave"; }));
+}
+
+TEST_F(ViewFilesTest, AHostClipKeepsTheChangesOnlyWhenAskedTo) {
+    LoadWav(3000);
+    CEditedMedia clip;
+    view->SetHostClip(&clip);
+    Select(0, 1000);
+    Command(CChildView::kDelete);
+
+    presentation->QueueBoxAnswer(IDCANCEL);
+    EXPECT_FALSE(view->QuerySave());
+    EXPECT_EQ(presentation->Boxes().back(), LoadString(223));
+    EXPECT_TRUE(clip.IsEmpty());
+    presentation->QueueBoxAnswer(IDNO);
+    EXPECT_TRUE(view->QuerySave());
+    EXPECT_TRUE(clip.IsEmpty());
+
+    // Yes: the clip gets the edited document, which itself stays as it is.
+    presentation->QueueBoxAnswer(IDYES);
+    EXPECT_TRUE(view->QuerySave());
+    EXPECT_EQ(clip.GetLength(), 2000);
+    EXPECT_EQ(Channel0(clip)[0], Written(1000));
+    EXPECT_EQ(view->GetMedia().GetLength(), 2000);
+    view->SetHostClip(nullptr);
 }
 
 } // namespace
