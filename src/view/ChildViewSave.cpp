@@ -300,6 +300,9 @@ bool CChildView::KeepChanges() {
             return true;
         }
     }
+    // The host clip is handed over as bare media: it has no way to hear m_reloadPending or the
+    // file name, so copying the document into it is all it gets. Markers arrive with their
+    // positions and types; the clip keeps no texts of its own.
     m_media.CopyTo(*m_hostClip, CSection(0, m_media.GetLength()));
     return true;
 }
