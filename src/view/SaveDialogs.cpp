@@ -10,20 +10,24 @@ CExtFileDialog::CExtFileDialog(const std::string& filter, const WAVEFORMATEX& fo
 
 CExtFileDialog::~CExtFileDialog() = default;
 
-bool CExtFileDialog::SelectType(int position) {
+void CExtFileDialog::SelectType(int position) {
     SetFilterIndex(position);
     m_filter.reset();
     m_filterId = -1;
     CFileFilterManager* manager = CFileFilterManager::Instance();
     if (manager == nullptr)
-        return false;
+        return;
     m_filter.reset(manager->CreateOutputByIndex(position, m_format));
     if (m_filter)
         m_filterId = manager->PluginOfSavePosition(position);
-    return false;
 }
 
 CFilteredOutput* CExtFileDialog::TakeFilter() {
+    // The texts go to the target before its file exists: the writer keeps them until it closes.
+    if (m_filter)
+        for (const auto& [name, value] : GetTexts())
+            if (!value.empty())
+                m_filter->WriteMetadata(name, value);
     return m_filter.release();
 }
 

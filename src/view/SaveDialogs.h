@@ -42,9 +42,11 @@ public:
     ~CExtFileDialog() override;
 
     // Makes the output filter of the chosen file type (dialog position, from 1), as a change of
-    // the type does; true when it has a settings window ("Options...").
-    bool SelectType(int position);
-    // The filter made for the type in force at OK; the caller owns it. Null when none could be made.
+    // the type does. The format library's writers have no settings windows of their own, so the
+    // "Options..." button never has anything to open.
+    void SelectType(int position);
+    // The filter made for the type in force at OK, carrying the text fields filled in; the caller
+    // owns it. Null when none could be made.
     CFilteredOutput* TakeFilter();
     void OnOK() override;
 

@@ -227,11 +227,19 @@ TEST_F(ViewFilesTest, SaveAsWritesTheChosenFileAndCopyToFileOnlyTheSelection) {
     EXPECT_EQ(Channel0(other.GetMedia())[0], Written(1000));
     EXPECT_EQ(view->GetFileName(), home.root + "/doc.wav");
 
+    // The text fields filled in the dialog travel into the file with the audio.
     const std::string whole = home.root + "/whole.wav";
-    AnswerSaveDialog(whole);
+    presentation->OnDialog("FileSave", [whole](CModalDialog& d) {
+        auto& dialog = static_cast<CFileDialog&>(d);
+        dialog.SetPathName(whole);
+        dialog.SetText("title", "Harbour Morning");
+        d.OnOK();
+    });
     EXPECT_TRUE(view->SaveAs());
     EXPECT_EQ(view->GetFileName(), whole);
     EXPECT_EQ(view->GetMedia().GetLength(), 5000);
+    const std::vector<uint8_t> bytes = ReadWholeFile(whole);
+    EXPECT_NE(std::string(bytes.begin(), bytes.end()).find("Harbour Morning"), std::string::npos);
 }
 
 TEST_F(ViewFilesTest, DroppedFilesOpenTheFirstHereAndHandTheRestOnWhileTheHostHears) {
