@@ -6,6 +6,7 @@
 #include "platform/Messages.h"
 #include "platform/StringTable.h"
 #include "view/ApplyDialog.h"
+#include "view/EditHistory.h"
 #include "view/UndoEntry.h"
 
 #include <algorithm>
@@ -196,6 +197,54 @@ void CChildView::AddHistoryCommands(CCommandTable& table) {
         ui.SetText(
             FormatString(kRedoText, m_redoList.empty() ? std::string() : m_redoList.back()->m_caption));
     });
+
+    // The bar's popup commands act on the row that holds its selection mark. Row r stands for the
+    // undo list's index (count - r - 1); going to row r undoes r stages.
+    auto markedRow = [this]() {
+        const auto* bar = dynamic_cast<const CEditHistory*>(m_historyObserver);
+        return bar != nullptr ? bar->GetMarkedRow() : -1;
+    };
+    auto markedStage = [this, markedRow]() {
+        const int row = markedRow();
+        const int count = static_cast<int>(m_undoList.size());
+        return row >= 0 && row < count ? count - row - 1 : -1;
+    };
+    table.AddCommand(kGoToStage, [this, markedRow](uint32_t) {
+        const int row = markedRow();
+        if (row >= 0 && static_cast<size_t>(row) <= m_undoList.size())
+            Step(-row);
+    });
+    // A stage's effect can be bypassed or taken out whether or not it has an editor; changing its
+    // settings needs one.
+    auto stageEffect = [this, markedStage]() -> CTransformPlugin* {
+        const CUndoEntry* entry = EntryAt(m_undoList, markedStage());
+        return entry != nullptr ? entry->m_transform : nullptr;
+    };
+    table.AddCommand(kChangeStageSettings, [this, markedStage](uint32_t) {
+        if (Idle())
+            ReconfigureStage(markedStage());
+    });
+    table.AddCommand(kBypassStage, [this, markedStage](uint32_t) {
+        if (Idle())
+            ToggleStageBypass(markedStage());
+    });
+    table.AddCommand(kDeleteStage, [this, markedStage, stageEffect](uint32_t) {
+        const int index = markedStage();
+        if (Idle() && stageEffect() != nullptr)
+            DeleteStages(&index, 1);
+    });
+    // Go To stays available: it stops a playback itself.
+    table.AddUpdate(kGoToStage, [](CCmdUI& ui) { ui.Enable(true); });
+    table.AddUpdate(kChangeStageSettings, [this, markedStage](CCmdUI& ui) {
+        ui.Enable(GetStageTransform(markedStage()) != nullptr && Idle());
+    });
+    table.AddUpdate(kBypassStage, [this, stageEffect](CCmdUI& ui) {
+        const CTransformPlugin* transform = stageEffect();
+        ui.Enable(transform != nullptr && Idle());
+        ui.SetCheck(transform != nullptr && transform->GetBypass() ? 1 : 0);
+    });
+    table.AddUpdate(kDeleteStage,
+                    [this, stageEffect](CCmdUI& ui) { ui.Enable(stageEffect() != nullptr && Idle()); });
 }
 
 } // namespace tw
