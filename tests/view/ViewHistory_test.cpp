@@ -2,8 +2,13 @@
 // lists, and how a past effect's stage is bypassed or taken out while later stages stay.
 #include "ViewTestSupport.h"
 
+#include "dsp/MediaMakers.h"
+#include "dsp/TransformDoubles.h"
 #include "dsp/TransformPlugin.h"
+#include "platform/ModalDialog.h"
+#include "storage/RaffParser.h"
 #include "view/UndoEntry.h"
+#include "view/ViewHistory.h"
 
 #include <tidework/builtin.h>
 
@@ -141,6 +146,60 @@ TEST_F(ViewHistoryTest, TheContainerKeepsBothListsAndAStageGetsTheSelectionEndIn
     other.Step(-1);
     EXPECT_EQ(other.GetMedia().GetLength(), 6000);
     EXPECT_EQ(Channel0(other.GetMedia())[150], Written(150));
+}
+
+TEST_F(ViewHistoryTest, AReloadedHistorySharesTheDocumentsEffectAndKeepsEveryStagesEvents) {
+    doubles::RegisterTransforms();
+    // The fixture makes the body tests' transforms only; a container of real effects needs the
+    // system's maker (the next test's set-up puts the fixture's back).
+    RegisterMediaMakers();
+    LoadWav(8000);
+    CTransformPlugin* gain = CTransformPlugin::Create(doubles::kGainClass, GUID{}, -1);
+    ASSERT_NE(gain, nullptr);
+    ASSERT_TRUE(gain->SetValue(0, 0.5f));
+    presentation->OnDialog("Apply", [](CModalDialog& d) { d.OnOK(); });
+    Select(0, 4000);
+    view->ApplyTransform(gain);
+    Select(6000, 7000);
+    Command(CChildView::kCut);
+    Select(0, 100);
+    Command(CChildView::kDelete);
+    view->Step(-1);
+    ASSERT_EQ(view->GetUndoList().size(), 2u);
+    std::vector<int32_t> events;
+    for (const CUndoEntry* entry : view->GetUndoList())
+        events.push_back(entry->m_media.GetEventCount());
+    events.push_back(view->GetRedoList().front()->m_media.GetEventCount());
+
+    const std::string copy = home.root + "/history.vtf";
+    ASSERT_TRUE(view->GetProject().SaveCopy(copy));
+    CRaffParser project;
+    CEditedMedia media;
+    std::list<CUndoEntry*> undo, redo;
+    CViewHistory history(undo, redo);
+    CSection visible, selection;
+    ASSERT_TRUE(project.LoadContainer(copy, media, &history, visible, selection));
+    EXPECT_EQ(Captions(undo), Captions(view->GetUndoList()));
+    EXPECT_EQ(Captions(redo), std::vector<std::string>{"Delete"});
+    ASSERT_EQ(undo.size(), 2u);
+    ASSERT_EQ(redo.size(), 1u);
+    EXPECT_EQ(
+        (std::vector<int32_t>{undo.front()->m_media.GetEventCount(), undo.back()->m_media.GetEventCount(),
+                              redo.front()->m_media.GetEventCount()}),
+        events);
+
+    // The effect's stage names the very instance that the document's events and the later stage
+    // run, so a bypass or a new setting reaches all of them, as before the reload.
+    CTransformPlugin* loaded = undo.front()->m_transform;
+    ASSERT_NE(loaded, nullptr);
+    EXPECT_NE(loaded, gain);
+    EXPECT_EQ(undo.back()->m_transform, nullptr);
+    EXPECT_EQ(media.SectionOfTransform(loaded), CSection(0, 4000));
+    EXPECT_EQ(undo.back()->m_media.SectionOfTransform(loaded), CSection(0, 4000));
+    EXPECT_EQ(Channel0(media), Channel0(view->GetMedia()));
+    loaded->SetBypass(true);
+    EXPECT_EQ(Channel0(media)[1000], Written(1000));
+    history.Clear();
 }
 
 } // namespace
