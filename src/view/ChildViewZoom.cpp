@@ -4,6 +4,8 @@
 #include "display/PCMVisualizer.h"
 #include "display/SpectrogramVisualizer.h"
 #include "platform/Messages.h"
+#include "view/DefineMarkersDlg.h"
+#include "view/PropertiesDialog.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -191,6 +193,23 @@ void CChildView::AddViewCommands(CCommandTable& table) {
         Invalidate();
     });
     table.AddUpdate(kShowChannelSum, [this](CCmdUI& ui) { ui.SetCheck(m_showChannelSum != 0 ? 1 : 0); });
+    table.AddCommand(kDefineMarkers, [this](uint32_t) {
+        const WAVEFORMATEX* format = m_media.GetFormat();
+        CDefineMarkersDlg dialog(format != nullptr ? format->nSamplesPerSec : 0, m_selection);
+        if (dialog.DoModal(GetSafeHandle()) != IDOK)
+            return;
+        m_selection = dialog.GetSelection(m_media.GetLength());
+        Invalidate();
+    });
+    table.AddUpdate(kDefineMarkers, [this](CCmdUI& ui) { ui.Enable(HasAudio()); });
+    table.AddCommand(kStatistics, [this](uint32_t) {
+        // The tempo estimate reads audio before the dialog can show anything.
+        SetCursor(CursorShape::Wait);
+        CPropertiesDialog dialog(m_media, m_selection);
+        SetCursor(CursorShape::Arrow);
+        dialog.DoModal(GetSafeHandle());
+    });
+    table.AddUpdate(kStatistics, [](CCmdUI& ui) { ui.Enable(); });
 }
 
 } // namespace tw
