@@ -8,7 +8,6 @@
 #include <QImage>
 
 #include <algorithm>
-#include <cstring>
 
 namespace tw {
 
@@ -43,33 +42,34 @@ void CChildView::Paint() {
     m_plot.right = m_clientWidth;
     m_plot.bottom = m_clientHeight;
 
-    QImage image(m_clientWidth, m_clientHeight, QImage::Format_RGB32);
+    // The published image owns the pixels and the painter writes straight into them: one
+    // allocation per paint, and no copy.
+    auto published = std::make_shared<CViewImage>();
+    published->width = m_clientWidth;
+    published->height = m_clientHeight;
+    published->pixels.resize(static_cast<size_t>(m_clientWidth) * m_clientHeight);
     {
+        QImage image(reinterpret_cast<uchar*>(published->pixels.data()), m_clientWidth, m_clientHeight,
+                     m_clientWidth * 4, QImage::Format_RGB32);
         CDrawContext dc(image);
         dc.FillRect(PixelRect{0, 0, m_clientWidth, m_clientHeight}, kBlank);
-        const WAVEFORMATEX* format = m_media.GetFormat();
-        if (showRuler) {
-            m_ruler.SetRate(format != nullptr ? format->nSamplesPerSec : 1);
-            m_ruler.SetView(m_viewSection.m_start, m_viewSection.m_end);
-            m_ruler.Draw(dc, m_plot.left, 0, m_plot.right, m_plot.top);
-        }
-        if (showAxis && m_visualizer != nullptr) {
-            m_axis.SetRange(static_cast<int32_t>(m_visualizer->GetAxisMinimum()),
-                            static_cast<int32_t>(m_visualizer->GetAxisMaximum()));
-            m_axis.SetCaption(m_visualizer->GetAxisTitle());
-            m_axis.Draw(dc, 0, m_plot.top, m_plot.left, m_plot.bottom);
-        }
-        // With fewer than two samples there is nothing to plot, only the blank area.
-        if (m_media.GetLength() >= 2 && m_visualizer != nullptr)
+        // With fewer than two samples there is nothing to measure or plot: the area stays blank.
+        if (m_media.GetLength() >= 2 && m_visualizer != nullptr) {
+            const WAVEFORMATEX* format = m_media.GetFormat();
+            if (showRuler) {
+                m_ruler.SetRate(format != nullptr ? format->nSamplesPerSec : 1);
+                m_ruler.SetView(m_viewSection.m_start, m_viewSection.m_end);
+                m_ruler.Draw(dc, m_plot.left, 0, m_plot.right, m_plot.top);
+            }
+            if (showAxis) {
+                m_axis.SetRange(static_cast<int32_t>(m_visualizer->GetAxisMinimum()),
+                                static_cast<int32_t>(m_visualizer->GetAxisMaximum()));
+                m_axis.SetCaption(m_visualizer->GetAxisTitle());
+                m_axis.Draw(dc, 0, m_plot.top, m_plot.left, m_plot.bottom);
+            }
             m_visualizer->Draw(dc, m_plot, m_viewSection, m_selection, m_viewSection.m_start, m_focused);
+        }
     }
-    auto published = std::make_shared<CViewImage>();
-    published->width = image.width();
-    published->height = image.height();
-    published->pixels.resize(static_cast<size_t>(image.width()) * image.height());
-    for (int y = 0; y < image.height(); ++y)
-        std::memcpy(published->pixels.data() + static_cast<size_t>(y) * image.width(), image.constScanLine(y),
-                    static_cast<size_t>(image.width()) * 4);
     Presentation().ViewImage(GetSafeHandle(), std::move(published));
 }
 
