@@ -90,7 +90,10 @@ void CChildView::StopPlayback() {
 bool CChildView::SaveProjectState() {
     if (!m_project.IsOpen())
         return false;
-    return m_project.SaveState(m_media, &GetHistoryArchive(), m_viewSection, m_selection);
+    if (!m_project.SaveState(m_media, &GetHistoryArchive(), m_viewSection, m_selection))
+        return false;
+    ++m_stateSaves;
+    return true;
 }
 
 CViewHistory& CChildView::GetHistoryArchive() {

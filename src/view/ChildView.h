@@ -179,6 +179,8 @@ public:
     void DocumentChanged();
     // Writes media, history, view and selection to the working container.
     bool SaveProjectState();
+    // How many states the container has taken so far: what a recovery would find changes with it.
+    uint32_t GetStateSaveCount() const { return m_stateSaves; }
 
     // ---- undo and the edit history (ChildViewHistory.cpp) ----
     void PushUndo(const std::string& caption, CTransformPlugin* transform);
@@ -324,6 +326,7 @@ private:
     bool m_paintPending = false;
     bool m_focused = false;
     bool m_capture = false;
+    uint32_t m_stateSaves = 0;
 };
 
 } // namespace tw

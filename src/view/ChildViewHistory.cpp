@@ -159,6 +159,8 @@ void CChildView::ToggleStageBypass(int index) {
         m_visualizer->Refresh();
     Invalidate();
     HistoryChanged();
+    // The flag is part of the stored state: a recovery must find it as the person left it.
+    SaveProjectState();
 }
 
 void CChildView::DeleteStages(const int* indices, int count) {

@@ -30,7 +30,7 @@ bool SameIid(const GUID& a, const GUID& b) {
 }
 
 // The view's services to a plug-in. Its life is the view's; the count only answers the protocol.
-class CViewHostInterface : public IHostInterface {
+class CViewHostInterface final : public IHostInterface {
 public:
     explicit CViewHostInterface(CChildView& view) : m_view(view) {}
 
@@ -207,6 +207,7 @@ void CChildView::OnBypassEffect() {
     if (m_visualizer != nullptr)
         m_visualizer->Refresh();
     Invalidate();
+    SaveProjectState();
 }
 
 void CChildView::OnEffectProperties() {
