@@ -1,5 +1,8 @@
 #include "storage/RaffParser.h"
 
+#include "storage/MemFileIO.h"
+#include "storage/WavImage.h"
+
 #include <utility>
 
 #include "core/EditedMedia.h"
@@ -105,6 +108,8 @@ bool CRaffParser::CreateContainer() {
     }
     m_version = kVersion;
     m_streamStart = m_stateOffset = m_stateEnd = kHeaderSize;
+    m_liveState = -1;
+    m_liveEnd = kHeaderSize;
     m_open = true;
     m_owned = true;
     return true;
@@ -116,6 +121,8 @@ void CRaffParser::AttachContainer(IBasicIO* file) {
     m_path.clear();
     m_version = kVersion;
     m_streamStart = m_stateOffset = m_stateEnd = kHeaderSize;
+    m_liveState = -1;
+    m_liveEnd = kHeaderSize;
     m_open = file != nullptr;
     m_owned = false;
 }
@@ -136,6 +143,8 @@ void CRaffParser::Swap(CRaffParser& other) noexcept {
     std::swap(m_streamStart, other.m_streamStart);
     std::swap(m_stateOffset, other.m_stateOffset);
     std::swap(m_stateEnd, other.m_stateEnd);
+    std::swap(m_liveState, other.m_liveState);
+    std::swap(m_liveEnd, other.m_liveEnd);
     std::swap(m_open, other.m_open);
     std::swap(m_owned, other.m_owned);
     std::swap(m_file, other.m_file);
@@ -209,29 +218,57 @@ bool CRaffParser::LoadState(CEditedMedia& media, IRaffHistory* history, CSection
         return false;
     }
 
+    const int64_t fileLength = m_file->GetLength();
+    if (m_stateOffset < kHeaderSize || m_stateOffset > fileLength || m_streamStart > m_stateOffset)
+        return false;
+
     CBodyLoadContext context;
     context.version = m_version;
     context.allowRetry = allowRetry;
     context.container = this;
-    CArchive state(*m_file, CArchive::load, m_stateOffset);
-    if (!LoadBody(state, media, kStateGroups, context)) {
-        media.Clear();
+    // The state is parsed from one read of its bytes; regions open on the file itself. A state
+    // longer than the read (it never is in practice) is parsed from the file.
+    const int64_t readLength = std::min<int64_t>(fileLength - m_stateOffset, kStateReadLimit);
+    std::vector<uint8_t> bytes(static_cast<size_t>(readLength));
+    try {
+        CBasicIOLock lock(*m_file);
+        m_file->Seek(m_stateOffset);
+        if (readLength > 0 && !m_file->Read(bytes.data(), static_cast<uint32_t>(readLength)))
+            return false;
+    } catch (const CFileException&) {
         return false;
     }
-    if (history == nullptr)
+    CMemFileIO memory(bytes.data(), bytes.size());
+    const bool whole = readLength == fileLength - m_stateOffset;
+    if (ParseState(whole ? static_cast<IBasicIO&>(memory) : *m_file, whole ? 0 : m_stateOffset, media,
+                   history, context)) {
+        m_liveState = m_stateOffset;
         return true;
-    try {
-        if (LoadList(state, *history, IRaffHistory::undoList, media, context) &&
-            LoadList(state, *history, IRaffHistory::redoList, media, context))
-            return true;
-    } catch (const CArchiveException&) {
-    } catch (const CFileException&) {
     }
     // A state is whole or it is not loaded: a recovered document must be the one that was saved,
     // with its history, and a damaged file must leave the open document untouched.
-    history->Clear();
+    if (history != nullptr)
+        history->Clear();
     media.Clear();
     return false;
+}
+
+bool CRaffParser::ParseState(IBasicIO& source, int64_t position, CEditedMedia& media, IRaffHistory* history,
+                             const CBodyLoadContext& context) {
+    CArchive state(source, CArchive::load, position);
+    if (!LoadBody(state, media, kStateGroups, context))
+        return false;
+    try {
+        if (history != nullptr && (!LoadList(state, *history, IRaffHistory::undoList, media, context) ||
+                                   !LoadList(state, *history, IRaffHistory::redoList, media, context)))
+            return false;
+    } catch (const CArchiveException&) {
+        return false;
+    } catch (const CFileException&) {
+        return false;
+    }
+    m_liveEnd = m_stateOffset + (state.GetPosition() - position);
+    return true;
 }
 
 bool CRaffParser::SaveState(const CEditedMedia& media, IRaffHistory* history, const CSection& view,
@@ -253,22 +290,43 @@ bool CRaffParser::SaveState(const CEditedMedia& media, IRaffHistory* history, co
                 if (auto* stream = dynamic_cast<CPCMAudio*>(listed))
                     stream->AdoptInto(*this);
         }
-        CArchive header(*m_file, CArchive::store, 0);
-        header.WriteBytes("RAFF", 4);
-        header.WriteU16(kVersion);
-        header.WriteU32(static_cast<uint32_t>(m_streamStart));
-        header.WriteU32(static_cast<uint32_t>(m_stateOffset));
-        header.WriteU32(static_cast<uint32_t>(m_stateEnd));
-        header.WriteU32(static_cast<uint32_t>(view.m_start));
-        header.WriteU32(static_cast<uint32_t>(view.m_end));
-        header.WriteU32(static_cast<uint32_t>(selection.m_start));
-        header.WriteU32(static_cast<uint32_t>(selection.m_end));
-
-        CArchive state(*m_file, CArchive::store, m_stateOffset);
+        // The whole state is built in memory first and goes to the file in one write, at a place
+        // that does not touch the state on disk; only then does the header, one write of its own,
+        // point to it. A process killed at any moment leaves the old state or the new one.
+        CMemFileIO memory(1u << 16);
+        CArchive state(memory, CArchive::store, 0);
         if (!SaveBody(state, media, kStateGroups, &index))
             return false;
         SaveList(state, history, IRaffHistory::undoList, index);
         SaveList(state, history, IRaffHistory::redoList, index);
+        const int64_t size = memory.GetLength();
+        int64_t target = m_stateOffset;
+        if (m_liveState >= 0 && target < m_liveEnd && target + size > m_liveState)
+            target = std::max(m_liveEnd, m_stateOffset);
+        if (target + size > kMaxOffset)
+            return false;
+
+        uint8_t header[kHeaderSize];
+        std::memcpy(header, "RAFF", 4);
+        PutLE16(header + 4, kVersion);
+        PutLE32(header + 6, static_cast<uint32_t>(m_streamStart));
+        PutLE32(header + 10, static_cast<uint32_t>(target));
+        PutLE32(header + 14, static_cast<uint32_t>(target));
+        PutLE32(header + 18, static_cast<uint32_t>(view.m_start));
+        PutLE32(header + 22, static_cast<uint32_t>(view.m_end));
+        PutLE32(header + 26, static_cast<uint32_t>(selection.m_start));
+        PutLE32(header + 30, static_cast<uint32_t>(selection.m_end));
+
+        CBasicIOLock lock(*m_file);
+        m_file->Seek(target);
+        if (size > 0 && !m_file->Write(memory.GetData(), static_cast<uint32_t>(size)))
+            return false;
+        m_file->Seek(0);
+        if (!m_file->Write(header, kHeaderSize))
+            return false;
+        m_liveState = target;
+        m_liveEnd = target + size;
+        m_stateEnd = m_stateOffset;
     } catch (const CArchiveException&) {
         return false;
     } catch (const CFileException&) {
@@ -309,29 +367,19 @@ bool CRaffParser::SaveCopy(const std::string& path) {
 }
 
 CRaffIO* CRaffParser::AddRegion(int64_t size) {
-    if (!m_open || !m_file || size < 0 || m_stateOffset + size > kMaxOffset)
+    if (!m_open || !m_file || size < 0)
         return nullptr;
-    // State bytes behind the stream area move behind the new region. Offsets from a damaged header
-    // are held to what the file has.
-    const int64_t fileLength = m_file->GetLength();
-    const int64_t n =
-        std::clamp<int64_t>(m_stateEnd - m_stateOffset, 0, std::max<int64_t>(fileLength - m_stateOffset, 0));
-    std::vector<uint8_t> scratch;
-    CBasicIOLock lock(*m_file);
-    if (n > 0) {
-        scratch.resize(static_cast<size_t>(n));
-        m_file->Seek(m_stateOffset);
-        if (!m_file->Read(scratch.data(), static_cast<uint32_t>(n)))
-            return nullptr;
-    }
-    auto* region = new CRaffIO(m_file, m_stateOffset, 0);
+    // A region never lies over the state on disk: until the next SaveState that state is what a
+    // recovery would find.
+    int64_t base = m_stateOffset;
+    if (m_liveState >= 0 && base < m_liveEnd && base + size > m_liveState)
+        base = std::max(m_liveEnd, m_stateOffset);
+    if (base + size > kMaxOffset)
+        return nullptr;
+    auto* region = new CRaffIO(m_file, base, 0);
     region->SetSize(size);
-    m_stateOffset += size;
-    m_stateEnd += size;
-    if (n > 0) {
-        m_file->Seek(m_stateOffset);
-        m_file->Write(scratch.data(), static_cast<uint32_t>(n));
-    }
+    m_stateOffset = base + size;
+    m_stateEnd = m_stateOffset;
     return region;
 }
 

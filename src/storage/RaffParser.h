@@ -27,6 +27,7 @@ namespace tw {
 
 class CEditedMedia;
 class CRaffIO;
+struct CBodyLoadContext;
 class IBasicIO;
 class IRaffHistory;
 
@@ -104,14 +105,25 @@ public:
     // A free "<temporary directory>~vtw_temp<0-9999>.vcg"; empty when the directory is not
     // available or no number is free.
     static std::string NewContainerName();
+    // Bytes of the state written last (0 before the first write).
+    int64_t GetStateSize() const { return m_liveState >= 0 ? m_liveEnd - m_liveState : 0; }
 
 private:
+    // States are read in one piece up to this size; a longer one is parsed from the file.
+    static constexpr int64_t kStateReadLimit = int64_t{64} << 20;
+
     bool OpenFile(const std::string& path, uint32_t flags);
+    bool ParseState(IBasicIO& source, int64_t position, CEditedMedia& media, IRaffHistory* history,
+                    const CBodyLoadContext& context);
 
     uint16_t m_version = kVersion;
     int64_t m_streamStart = kHeaderSize;
     int64_t m_stateOffset = kHeaderSize;
     int64_t m_stateEnd = kHeaderSize;
+    // Where the state that a reader of the file finds now lies (-1: none written yet). New states
+    // and regions go elsewhere, so that a write cut short never spoils it.
+    int64_t m_liveState = -1;
+    int64_t m_liveEnd = kHeaderSize;
     bool m_open = false;
     bool m_owned = false;
     std::shared_ptr<IBasicIO> m_file;
