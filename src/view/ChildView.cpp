@@ -87,7 +87,16 @@ void CChildView::StopPlayback() {
         m_loop->PumpFor(10);
 }
 
+void CChildView::RequestStateSave() {
+    if (m_statePending)
+        return;
+    m_statePending = true;
+    if (!CWindow::PostMessage(GetSafeHandle(), kSaveStateMessage))
+        SaveProjectState();
+}
+
 bool CChildView::SaveProjectState() {
+    m_statePending = false;
     if (!m_project.IsOpen())
         return false;
     if (!m_project.SaveState(m_media, &GetHistoryArchive(), m_viewSection, m_selection))
@@ -133,6 +142,10 @@ intptr_t CChildView::Dispatch(uint32_t message, uintptr_t wParam, intptr_t lPara
         break;
     case WM_PAINT:
         Paint();
+        return 0;
+    case kSaveStateMessage:
+        if (m_statePending)
+            SaveProjectState();
         return 0;
     case WM_LBUTTONDOWN:
         OnLButtonDown(wParam, PointX(lParam), PointY(lParam));

@@ -53,6 +53,8 @@ public:
 class CChildView : public CWindow {
 public:
     static constexpr const char* kIdleStatus = "Ready";
+    // The view's own message: write the working container's state now (see RequestStateSave).
+    static constexpr uint32_t kSaveStateMessage = 0x8000 + 0x51;
 
     // Command ids the view answers (rows in ChildViewCommands.cpp and the files of each concern).
     enum Command : uint32_t {
@@ -179,6 +181,9 @@ public:
     void DocumentChanged();
     // Writes media, history, view and selection to the working container.
     bool SaveProjectState();
+    // Has the state written by the next message of the document's thread: an undo, a redo or a
+    // bypass returns at once, and several of them in a row write once.
+    void RequestStateSave();
     // How many states the container has taken so far: what a recovery would find changes with it.
     uint32_t GetStateSaveCount() const { return m_stateSaves; }
 
@@ -327,6 +332,7 @@ private:
     bool m_focused = false;
     bool m_capture = false;
     uint32_t m_stateSaves = 0;
+    bool m_statePending = false;
 };
 
 } // namespace tw

@@ -119,7 +119,7 @@ void CChildView::Step(int count) {
     HistoryChanged();
     SetStatus(kIdleStatus);
     // The container follows undo and redo too, though the document's modified flag does not.
-    SaveProjectState();
+    RequestStateSave();
 }
 
 void CChildView::ClearHistory() {
@@ -160,7 +160,7 @@ void CChildView::ToggleStageBypass(int index) {
     Invalidate();
     HistoryChanged();
     // The flag is part of the stored state: a recovery must find it as the person left it.
-    SaveProjectState();
+    RequestStateSave();
 }
 
 void CChildView::DeleteStages(const int* indices, int count) {

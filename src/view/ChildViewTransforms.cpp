@@ -207,7 +207,7 @@ void CChildView::OnBypassEffect() {
     if (m_visualizer != nullptr)
         m_visualizer->Refresh();
     Invalidate();
-    SaveProjectState();
+    RequestStateSave();
 }
 
 void CChildView::OnEffectProperties() {

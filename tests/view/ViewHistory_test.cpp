@@ -128,6 +128,8 @@ TEST_F(ViewHistoryTest, TheContainerKeepsBothListsAndAStageGetsTheSelectionEndIn
     Select(0, 50);
     Command(CChildView::kDelete);
     view->Step(-1);
+    // The undo's state is written by the thread's next message.
+    loop->PumpFor(0);
     const std::string container = view->GetProject().GetPath();
     ASSERT_FALSE(container.empty());
     // A copy of the container as it stands is what a recovery would find.
@@ -165,6 +167,7 @@ TEST_F(ViewHistoryTest, AReloadedHistorySharesTheDocumentsEffectAndKeepsEverySta
     Select(0, 100);
     Command(CChildView::kDelete);
     view->Step(-1);
+    loop->PumpFor(0);
     ASSERT_EQ(view->GetUndoList().size(), 2u);
     std::vector<int32_t> events;
     for (const CUndoEntry* entry : view->GetUndoList())
