@@ -21,10 +21,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-void WriteBytes(const std::string& path, const std::string& bytes) {
-    std::ofstream(path, std::ios::binary) << bytes;
-}
-
 // Stands in for the host entry, which sits above the view: records what the document hands on.
 class RecordingHost : public IDocumentHost {
 public:
