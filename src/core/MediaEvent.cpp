@@ -55,6 +55,9 @@ CMediaEvent::CMediaEvent(const CMediaEvent& other, const CSection& timeline, boo
 }
 
 int32_t CMediaEvent::GetCrossFadeOut() const {
+    // Without transforms the factor is exactly 1.0: the common case skips asking the chain.
+    if (m_chain.GetCount() == 0)
+        return TruncateToInt32(static_cast<double>(m_crossFade));
     return TruncateToInt32(GetStretchFactor() * static_cast<double>(m_crossFade));
 }
 

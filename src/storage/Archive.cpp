@@ -2,6 +2,7 @@
 
 #include "platform/Utf.h"
 #include "storage/BasicIO.h"
+#include "storage/MemFileIO.h"
 
 #include <vector>
 
@@ -33,17 +34,32 @@ const char* CauseText(CArchiveException::Cause cause) {
 CArchiveException::CArchiveException(Cause cause) : std::runtime_error(CauseText(cause)), m_cause(cause) {}
 
 CArchive::CArchive(IBasicIO& io, Mode mode, int64_t position)
-    : m_io(io), m_mode(mode), m_position(position) {}
+    : m_io(io), m_memory(dynamic_cast<CMemFileIO*>(&io)), m_mode(mode), m_position(position) {}
 
 void CArchive::WriteBytes(const void* data, uint32_t count) {
     if (!IsStoring())
         throw CArchiveException(CArchiveException::readOnly);
     if (count == 0)
         return;
+    if (m_memory != nullptr) {
+        if (!m_memory->WriteAt(m_position, data, count))
+            throw CArchiveException(CArchiveException::genericException);
+        m_position += count;
+        return;
+    }
     m_io.Seek(m_position);
     if (!m_io.Write(data, count))
         throw CArchiveException(CArchiveException::genericException);
     m_position += count;
+}
+
+uint8_t* CArchive::WriteSpace(uint32_t count) {
+    if (m_memory == nullptr || !IsStoring() || m_position != m_memory->GetLength())
+        return nullptr;
+    uint8_t* room = m_memory->Append(count);
+    if (room != nullptr)
+        m_position += count;
+    return room;
 }
 
 void CArchive::ReadBytes(void* data, uint32_t count) {
@@ -51,6 +67,13 @@ void CArchive::ReadBytes(void* data, uint32_t count) {
         throw CArchiveException(CArchiveException::writeOnly);
     if (count == 0)
         return;
+    if (m_memory != nullptr) {
+        if (m_position < 0 || m_position + static_cast<int64_t>(count) > m_memory->GetLength() ||
+            !m_memory->ReadAt(m_position, data, count))
+            throw CArchiveException(CArchiveException::endOfFile);
+        m_position += count;
+        return;
+    }
     if (m_position < 0 || m_position + static_cast<int64_t>(count) > m_io.GetLength())
         throw CArchiveException(CArchiveException::endOfFile);
     m_io.Seek(m_position);

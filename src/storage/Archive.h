@@ -33,6 +33,8 @@ public:
     Cause m_cause;
 };
 
+class CMemFileIO;
+
 class CArchive {
 public:
     enum Mode { store = 0, load = 1 };
@@ -54,6 +56,9 @@ public:
     void WriteI32(int32_t value) { WriteU32(static_cast<uint32_t>(value)); }
     void WriteI64(int64_t value);
     void WriteBytes(const void* data, uint32_t count);
+    // Room for `count` bytes at the archive's place, to be filled by the caller at once, when the
+    // archive stores into the end of a memory file; otherwise null, and the caller uses WriteBytes.
+    uint8_t* WriteSpace(uint32_t count);
     // u32 byte count (code units + terminator, times 2), then UTF-16 with the terminator.
     void WriteString(const std::string& utf8);
 
@@ -69,6 +74,7 @@ public:
 
 private:
     IBasicIO& m_io;
+    CMemFileIO* m_memory; // the same object when it is a memory file: its fast path
     Mode m_mode;
     int64_t m_position;
 };

@@ -17,10 +17,8 @@ bool CMemFileIO::Write(const void* source, uint32_t count) {
     const uint64_t end = m_position + count;
     if (end > kMaxLength)
         return false;
-    if (end > m_bytes.size()) {
-        const uint64_t steps = (end + m_growBy - 1) / m_growBy;
-        m_bytes.resize(static_cast<size_t>(steps * m_growBy));
-    }
+    if (end > m_bytes.size() && !Grow(end))
+        return false;
     // A seek behind the end followed by a write leaves zeros in the gap, as a file does.
     if (m_position > m_length)
         std::memset(m_bytes.data() + m_length, 0, static_cast<size_t>(m_position - m_length));
@@ -29,6 +27,15 @@ bool CMemFileIO::Write(const void* source, uint32_t count) {
     m_position = end;
     if (end > m_length)
         m_length = end;
+    return true;
+}
+
+bool CMemFileIO::Grow(uint64_t end) {
+    if (end > kMaxLength)
+        return false;
+    // At least doubling, so that a long run of small appends copies the content a few times only.
+    const uint64_t steps = (std::max<uint64_t>(end, 2 * m_bytes.size()) + m_growBy - 1) / m_growBy;
+    m_bytes.resize(static_cast<size_t>(std::min<uint64_t>(steps * m_growBy, kMaxLength)));
     return true;
 }
 

@@ -293,7 +293,9 @@ bool CRaffParser::SaveState(const CEditedMedia& media, IRaffHistory* history, co
         // The whole state is built in memory first and goes to the file in one write, at a place
         // that does not touch the state on disk; only then does the header, one write of its own,
         // point to it. A process killed at any moment leaves the old state or the new one.
-        CMemFileIO memory(1u << 16);
+        // The buffer is kept from one state to the next: its pages are in place already.
+        CMemFileIO& memory = m_stateBuffer;
+        memory.Truncate();
         CArchive state(memory, CArchive::store, 0);
         if (!SaveBody(state, media, kStateGroups, &index))
             return false;

@@ -17,6 +17,7 @@
 #pragma once
 
 #include "core/Section.h"
+#include "storage/MemFileIO.h"
 
 #include <cstdint>
 #include <memory>
@@ -124,6 +125,7 @@ private:
     // and regions go elsewhere, so that a write cut short never spoils it.
     int64_t m_liveState = -1;
     int64_t m_liveEnd = kHeaderSize;
+    CMemFileIO m_stateBuffer{1u << 16};
     bool m_open = false;
     bool m_owned = false;
     std::shared_ptr<IBasicIO> m_file;

@@ -16,6 +16,7 @@ constexpr uint32_t kNoTransform = 0xFFFFFFFF;
 } // namespace
 
 uint32_t CViewHistory::GetEntryCount(List list) {
+    m_walkAt = kNoTransform; // a count starts a new walk over the list
     return static_cast<uint32_t>(ListOf(list).size());
 }
 
@@ -43,7 +44,14 @@ void CViewHistory::SaveEntry(List list, uint32_t at, CArchive& archive, const CB
     std::list<CUndoEntry*>& entries = ListOf(list);
     if (at >= entries.size())
         throw CArchiveException(CArchiveException::badIndex);
-    const CUndoEntry& entry = **std::next(entries.begin(), at);
+    // Entries are asked for in order: walking on from the last one keeps a long history linear.
+    if (list == m_walkList && m_walkAt != kNoTransform && at == m_walkAt + 1)
+        ++m_walkIt;
+    else
+        m_walkIt = std::next(entries.begin(), at);
+    m_walkList = list;
+    m_walkAt = at;
+    const CUndoEntry& entry = **m_walkIt;
     archive.WriteString(entry.m_caption);
     archive.WriteU32(static_cast<uint32_t>(entry.m_selection.m_start));
     archive.WriteU32(static_cast<uint32_t>(entry.m_selection.m_end));

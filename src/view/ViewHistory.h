@@ -27,6 +27,10 @@ private:
 
     std::list<CUndoEntry*>& m_undo;
     std::list<CUndoEntry*>& m_redo;
+    // The entry SaveEntry wrote last (m_walkAt 0xFFFFFFFF: none since the lists last changed).
+    List m_walkList = undoList;
+    uint32_t m_walkAt = 0xFFFFFFFF;
+    std::list<CUndoEntry*>::iterator m_walkIt;
 };
 
 } // namespace tw

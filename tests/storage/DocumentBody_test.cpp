@@ -5,6 +5,7 @@
 
 #include "storage/Archive.h"
 #include "storage/DocumentBody.h"
+#include "storage/FileIO.h"
 #include "storage/MemFileIO.h"
 
 #include <gtest/gtest.h>
@@ -121,6 +122,44 @@ TEST_F(DocumentBody, EventRecords_HaveTheStoredLayout) {
     EXPECT_EQ(u32(26), 0u);                   // its index
     EXPECT_EQ(u32(30), 1u);                   // labels
     EXPECT_EQ(u32(34), 77u);
+    media.Clear();
+}
+
+TEST_F(DocumentBody, RecordsWrittenInPlaceOrThroughABuffer_AreTheSameBytes) {
+    CEditedMedia media;
+    MakeDocument(media);
+    const std::vector<uint8_t> memory = Save(media, kBodyAll);
+
+    // A file takes the records through a buffer of their own.
+    const std::string path = home.root + "/body.bin";
+    {
+        CFileIO file(path, CFile::modeCreate | CFile::modeReadWrite, 0);
+        CArchive out(file, CArchive::store);
+        ASSERT_TRUE(SaveBody(out, media, kBodyAll));
+    }
+    EXPECT_EQ(test::ReadWholeFile(path), memory);
+
+    // So does a memory file written behind its end, and one rewritten from its head after a
+    // longer content, which keeps its buffer.
+    CMemFileIO gap;
+    {
+        CArchive out(gap, CArchive::store, 10);
+        ASSERT_TRUE(SaveBody(out, media, kBodyAll));
+    }
+    ASSERT_EQ(gap.GetLength(), static_cast<int64_t>(memory.size() + 10));
+    EXPECT_EQ(std::vector<uint8_t>(gap.GetData() + 10, gap.GetData() + gap.GetLength()), memory);
+    gap.Truncate();
+    {
+        CArchive out(gap, CArchive::store);
+        ASSERT_TRUE(SaveBody(out, media, kBodyAll));
+    }
+    EXPECT_EQ(gap.Detach(), memory);
+
+    CEditedMedia again;
+    ASSERT_TRUE(Load(memory, again, kBodyAll));
+    EXPECT_EQ(again.GetEventCount(), media.GetEventCount());
+    EXPECT_EQ(again.GetEventAt(1)->GetCrossFade(), media.GetEventAt(1)->GetCrossFade());
+    again.Clear();
     media.Clear();
 }
 
