@@ -10,8 +10,9 @@
 //   undo   Step(-1): the present becomes a redo stage and the previous list comes back
 //   redo   Step(+1): the other way
 // after which one more Step(-1) (untimed) puts the document back, so the history keeps its depth.
-// Each step also writes the document and the whole history to the working container, as every
-// change of the document does; that write is timed alone too ("save"), for information.
+// The write of the document and the whole history to the working container that follows each
+// step runs as the next message of the document's thread; it is timed alone ("save"), for
+// information (save_state measures it on a long history).
 // Prints median and 99th percentile of each in microseconds of the thread's CPU time (budget: the
 // 99th percentile under 1 ms), wall-clock beside it.
 //
