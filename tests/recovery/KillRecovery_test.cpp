@@ -146,23 +146,23 @@ Progress Read(const std::vector<std::string>& lines) {
 }
 
 // Kills `rounds` runs at random moments and checks each recovery.
-void KillAndRecover(int rounds, uint32_t seed) {
+void KillAndRecover(int rounds, uint32_t series) {
     const fs::path root = fs::temp_directory_path() / ("tw-recovery-" + std::to_string(getpid()));
     fs::create_directories(root);
     const std::string wav = (root / "source.wav").string();
     WriteWav(wav, 3 * 44100);
-    std::mt19937 random(seed);
+    std::mt19937 random(series);
     for (int round = 0; round < rounds; ++round) {
         const std::string home = (root / ("round" + std::to_string(round))).string();
         fs::create_directories(home);
-        const uint32_t runSeed = random();
+        const uint32_t runSeries = random();
         const int killAfter = static_cast<int>(random() % 120);
         // More steps than any run lives to take: every run ends by the kill.
         const std::string steps = "1000000";
         const Progress progress =
-            Read(Collect(Start(home, {"run", wav, std::to_string(runSeed), steps}), killAfter));
+            Read(Collect(Start(home, {"run", wav, std::to_string(runSeries), steps}), killAfter));
         const std::vector<std::string> recovered = Collect(Start(home, {"recover"}), -1);
-        SCOPED_TRACE("round " + std::to_string(round) + ", run seed " + std::to_string(runSeed) +
+        SCOPED_TRACE("round " + std::to_string(round) + ", run series " + std::to_string(runSeries) +
                      ", killed after " + std::to_string(killAfter) + " ms at step " +
                      std::to_string(progress.lastDoneStep));
         ASSERT_EQ(recovered.size(), 1u);
@@ -181,7 +181,7 @@ void KillAndRecover(int rounds, uint32_t seed) {
                 << "recovered " << digest << ", last stored " << progress.lastDone;
             const std::string replayHome = home + "-replay";
             fs::create_directories(replayHome);
-            const Progress replay = Read(Collect(Start(replayHome, {"run", wav, std::to_string(runSeed),
+            const Progress replay = Read(Collect(Start(replayHome, {"run", wav, std::to_string(runSeries),
                                                                     std::to_string(progress.inFlight + 1)}),
                                                  -1));
             EXPECT_EQ(digest, replay.lastDone)

@@ -1,11 +1,11 @@
 // A host for the crash-recovery test, run as a child process.
 //
-//   recovery_host run <wav> <seed> <steps>   opens <wav>, then runs <steps> random edits, effects,
+//   recovery_host run <wav> <series> <steps>   opens <wav>, then runs <steps> random edits, effects,
 //                                           undos and redos through the frame's commands, printing
 //                                           "begin <k>" before and "done <k> <digest>" after each
 //                                           ("done -1" for the loaded document). Meant to be
 //                                           killed at any moment.
-//   recovery_host hold <wav> <seed> <steps>  the same, then waits to be killed.
+//   recovery_host hold <wav> <series> <steps>  the same, then waits to be killed.
 //   recovery_host recover                   recovers what a killed run left behind through
 //                                           tkCheckForLostTempFiles and prints "recovered <digest>"
 //                                           or "none".
@@ -104,7 +104,7 @@ void Print(const char* format, ...) {
     std::fflush(stdout);
 }
 
-int Run(const std::string& wav, uint32_t seed, int steps, bool hold) {
+int Run(const std::string& wav, uint32_t series, int steps, bool hold) {
     auto presentation = std::make_shared<CHeadlessPresentation>();
     presentation->OnDialog("Apply", [](CModalDialog& dialog) { dialog.OnOK(); });
     SetPresentation(presentation);
@@ -126,7 +126,7 @@ int Run(const std::string& wav, uint32_t seed, int steps, bool hold) {
         if (entry.m_presetNumber < 0 && effects.size() < 6)
             effects.push_back(static_cast<uint32_t>(entry.m_id));
 
-    std::mt19937 random(seed);
+    std::mt19937 random(series);
     const uint32_t edits[] = {CChildView::kCut,    CChildView::kCopy, CChildView::kPaste,
                               CChildView::kDelete, CChildView::kCrop, CChildView::kInsertTrackSplit,
                               CChildView::kUndo,   CChildView::kUndo, CChildView::kRedo};
@@ -221,6 +221,6 @@ int main(int argc, char** argv) {
                    mode == "hold");
     if (mode == "recover")
         return Recover();
-    std::fprintf(stderr, "usage: recovery_host run <wav> <seed> <steps> | recovery_host recover\n");
+    std::fprintf(stderr, "usage: recovery_host run <wav> <series> <steps> | recovery_host recover\n");
     return 1;
 }
