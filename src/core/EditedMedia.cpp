@@ -249,6 +249,25 @@ void CEditedMedia::ApplyTransform(const CSection& s, CTransformBase* transform) 
     Remeasured(static_cast<size_t>(first), i, oldSize);
 }
 
+void CEditedMedia::MoveTo(CEditedMedia& destination, bool markerTexts) {
+    const CSection whole(0, GetLength());
+    destination.Clear();
+    for (CMediaStream* stream : m_sources)
+        destination.AddSource(stream);
+    for (CTransformBase* transform : m_transforms)
+        destination.AddTransform(transform);
+    destination.GetEvents().swap(m_events);
+    ClearEvents();
+    for (int32_t i = 0; i < m_labels.GetCount(); ++i) {
+        const CLabelData* label = m_labels.GetAt(i);
+        if (markerTexts)
+            destination.m_labels.Add(label->m_position, label->m_type, label->m_firstText,
+                                     label->m_secondText);
+        else if (whole.Contains(label->m_position))
+            destination.m_labels.Add(label->m_position, label->m_type, std::string(), std::string());
+    }
+}
+
 void CEditedMedia::CopyTo(CEditedMedia& d, const CSection& s) {
     if (&d == this)
         throw std::invalid_argument("CopyTo: a document cannot be copied into itself");

@@ -68,6 +68,12 @@ public:
     // transforms (shared, one reference each), the covering events cut to the section, and the
     // markers inside the section at their unshifted positions with empty texts and their types.
     void CopyTo(CEditedMedia& destination, const CSection& section);
+    // Replaces `destination` (cleared first) with this whole document without copying an event:
+    // its sources and transforms are shared (one reference each) and the event list moves over.
+    // With `markerTexts` every marker is copied as it is; otherwise, as CopyTo of the whole
+    // document gives them, those inside it without texts. This document keeps its references and
+    // markers but no events.
+    void MoveTo(CEditedMedia& destination, bool markerTexts);
     // Removes the section. With `markSplice` the event that follows the cut gets its SpliceFlag.
     void DeleteSection(const CSection& section, bool markSplice);
     // Inserts copies of `other`'s events at `position`. With `markPasted` those events of `other`

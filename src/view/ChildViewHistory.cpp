@@ -2,7 +2,6 @@
 // streams and effects are shared through the object pool, so going back costs a list swap.
 #include "view/ChildView.h"
 
-#include "core/LabelList.h"
 #include "dsp/TransformPlugin.h"
 #include "platform/Messages.h"
 #include "platform/StringTable.h"
@@ -36,27 +35,6 @@ void DeleteAll(std::list<CUndoEntry*>& list) {
     for (CUndoEntry* entry : list)
         delete entry;
     list.clear();
-}
-
-// What CopyTo of the whole document does, without copying an event: `to` is cleared, shares the
-// streams and effects of `from` (one reference each), takes over its event list and gets its markers
-// without their texts; `from` keeps its own references but no events. A step moves whole lists, and
-// copying ten thousand events twice per step is what would make undo cost time.
-void MoveDocument(CEditedMedia& from, CEditedMedia& to) {
-    const CSection whole(0, from.GetLength());
-    to.Clear();
-    for (int32_t i = 0; i < from.GetSourceCount(); ++i)
-        to.AddSource(from.GetSourceAt(i));
-    for (int32_t i = 0; i < from.GetTransformCount(); ++i)
-        to.AddTransform(from.GetTransformAt(i));
-    to.GetEvents().swap(from.GetEvents());
-    from.ClearEvents();
-    const CLabelList& labels = from.GetLabels();
-    for (int32_t i = 0; i < labels.GetCount(); ++i) {
-        const CLabelData* label = labels.GetAt(i);
-        if (whole.Contains(label->m_position))
-            to.GetLabels().Add(label->m_position, label->m_type, std::string(), std::string());
-    }
 }
 
 CUndoEntry* EntryAt(const std::list<CUndoEntry*>& list, int index) {
@@ -104,10 +82,11 @@ void CChildView::Step(int count) {
         present->m_transform = stage->m_transform;
         present->m_selection = m_selection;
         present->m_visible = m_viewSection;
-        MoveDocument(m_media, present->m_media);
+        // A step moves whole lists: copying ten thousand events twice per step would cost time.
+        m_media.MoveTo(present->m_media, false);
         to.push_back(present);
 
-        MoveDocument(stage->m_media, m_media);
+        stage->m_media.MoveTo(m_media, false);
         m_viewSection = stage->m_visible;
         m_selection = stage->m_selection;
         delete stage;

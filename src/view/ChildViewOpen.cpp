@@ -56,21 +56,6 @@ std::string StartDirectory() {
     return GetSettingString("Directories", "Last", music);
 }
 
-// Moves a loaded document into `into` as it stands. A copy by section would merge or drop empty
-// events, and the stored history names events by their places in the list.
-void TakeOver(CEditedMedia& from, CEditedMedia& into) {
-    into.Clear();
-    for (int32_t i = 0; i < from.GetSourceCount(); ++i)
-        into.AddSource(from.GetSourceAt(i));
-    for (int32_t i = 0; i < from.GetTransformCount(); ++i)
-        into.AddTransform(from.GetTransformAt(i));
-    into.GetEvents().swap(from.GetEvents());
-    for (int32_t i = 0; i < from.GetLabels().GetCount(); ++i) {
-        const CLabelData* label = from.GetLabels().GetAt(i);
-        into.GetLabels().Add(label->m_position, label->m_type, label->m_firstText, label->m_secondText);
-    }
-}
-
 bool IsProjectPath(const std::string& path) {
     return HasSuffix(path, "vtf") || HasSuffix(path, "vcg");
 }
@@ -117,7 +102,9 @@ bool CChildView::LoadFile(const std::string& path) {
         }
         ClearHistory();
         m_project.Swap(container); // the old container goes with `container`
-        TakeOver(media, m_media);
+        // Taken over as it stands: a copy by section would merge or drop empty events, and the
+        // stored history names events by their places in the list.
+        media.MoveTo(m_media, true);
         m_undoList.splice(m_undoList.end(), undo);
         m_redoList.splice(m_redoList.end(), redo);
         m_viewSection = view;

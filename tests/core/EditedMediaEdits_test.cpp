@@ -184,6 +184,39 @@ TEST(EditedMediaEdits, CopyTo_ExtractsTheRangeWithSharedStreamsAndUnshiftedMarke
     EXPECT_THROW(part.CopyTo(part, CSection(0, 1)), std::invalid_argument);
 }
 
+TEST(EditedMediaEdits, MoveTo_HandsOverEveryEventIncludingEmptyOnesAndTheMarkersAsAsked) {
+    TwoStreams two;
+    two.media.GetLabels().Add(100, 0, "x", "y");
+    two.media.GetLabels().Add(5000, 2, "behind", "the end");
+    // An empty event, which a copy by section would not carry over.
+    two.media.GetEventAt(0)->SetTimelineSection(CSection(0, 0));
+    const int32_t events = two.media.GetEventCount();
+    const std::vector<CMediaEvent*> moved = two.media.GetEvents();
+    const std::vector<float> sound = Render(two.media);
+
+    CEditedMedia whole;
+    whole.AddMedia(Numbered(10, 0.0f), 0); // replaced
+    two.media.MoveTo(whole, true);
+    EXPECT_EQ(whole.GetEvents(), moved);
+    EXPECT_EQ(whole.GetEventCount(), events);
+    EXPECT_EQ(Render(whole), sound);
+    EXPECT_EQ(two.media.GetEventCount(), 0);
+    EXPECT_EQ(two.media.GetSourceCount(), 2); // the donor keeps its references
+    EXPECT_EQ(ObjectPool().GetRefCount(two.a), 2);
+    ASSERT_EQ(whole.GetLabels().GetCount(), 2);
+    EXPECT_EQ(whole.GetLabels().GetAt(1)->m_secondText, "the end");
+
+    // Bare markers inside the document, as a stage keeps them.
+    CEditedMedia stage;
+    whole.MoveTo(stage, false);
+    EXPECT_EQ(stage.GetEvents(), moved);
+    ASSERT_EQ(stage.GetLabels().GetCount(), 1);
+    EXPECT_EQ(stage.GetLabels().GetAt(0)->m_position, 100);
+    EXPECT_EQ(stage.GetLabels().GetAt(0)->m_firstText, "");
+    stage.Clear();
+    whole.Clear();
+}
+
 TEST(EditedMediaEdits, DeleteSection_InsideOneEvent_SplitsAndMarksThePieceBehind) {
     CEditedMedia media;
     media.AddMedia(Numbered(5000, 0.0f), 0);
