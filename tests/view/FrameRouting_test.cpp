@@ -5,6 +5,9 @@
 
 #include "frame/Accelerators.h"
 #include "frame/MainFrame.h"
+#include "platform/ModalDialog.h"
+#include "view/DocumentHost.h"
+#include "view/SaveDialogs.h"
 
 #include <stdexcept>
 
@@ -45,6 +48,19 @@ protected:
     std::unique_ptr<CMessageLoop> loop;
     std::unique_ptr<CMainFrame> frame;
     WindowHandle handle = 0;
+};
+
+// Only says that the module is hosted; a host's save query goes through the frame.
+class HostedModule : public IDocumentHost {
+public:
+    bool IsHosted() override { return true; }
+    void NotifyOpened(const std::string&) override {}
+    void NotifyClosing(const std::string&) override {}
+    void NotifySaved(const std::string&) override {}
+    void ReportError(const std::string&, int) override {}
+    void CloseAllDocuments() override {}
+    void OpenDocument(const std::string&) override {}
+    void NewDocument(ITkCloseCallback*) override {}
 };
 
 TEST(Accelerators, TheFirstRowOfAKeyWinsAndModifiersMustMatchExactly) {
@@ -91,6 +107,34 @@ TEST_F(FrameRoutingTest, ACommandThatThrowsIsToldAndTheDocumentLivesOn) {
     EXPECT_EQ(counting->Boxes().back(), "An error occured during processing.");
     EXPECT_EQ(frame->GetView().GetMedia().GetLength(), 2000);
     EXPECT_EQ(ClipboardMedia().GetLength(), 100);
+}
+
+TEST_F(FrameRoutingTest, AHostsSessionQueryIsTheDocumentsSaveQueryAndStandaloneItLetsTheSessionGo) {
+    CChildView& view = frame->GetView();
+    ASSERT_TRUE(view.LoadFile(Wav("q.wav", 4000)));
+    view.SetSelection(CSection(0, 100));
+    Command(CChildView::kDelete);
+    int prompts = 0;
+
+    // Standalone the session's end is not the document's to refuse.
+    EXPECT_EQ(CWindow::SendMessage(handle, WM_QUERYENDSESSION), 1);
+
+    HostedModule hosted;
+    SetDocumentHost(&hosted);
+    counting->OnDialog("SavePrompt", [&prompts](CModalDialog& d) {
+        ++prompts;
+        d.OnCancel();
+    });
+    EXPECT_EQ(CWindow::SendMessage(handle, WM_QUERYENDSESSION), 0);
+    counting->OnDialog("SavePrompt", [&prompts](CModalDialog& d) {
+        ++prompts;
+        static_cast<CSavePromptDlg&>(d).m_choice = CSavePromptDlg::dontSave;
+        d.OnOK();
+    });
+    EXPECT_EQ(CWindow::SendMessage(handle, WM_QUERYENDSESSION), 1);
+    EXPECT_EQ(prompts, 2);
+    EXPECT_EQ(view.GetMedia().GetLength(), 3900); // nothing was saved or thrown away
+    SetDocumentHost(nullptr);
 }
 
 } // namespace
