@@ -25,12 +25,7 @@ protected:
         // A container of real effects reads back through the system's makers.
         RegisterMediaMakers();
         LoadWav(6000);
-        CTransformPlugin* gain = CTransformPlugin::Create(doubles::kGainClass, GUID{}, -1);
-        ASSERT_NE(gain, nullptr);
-        gain->SetValue(0, 0.5f);
-        presentation->OnDialog("Apply", [](CModalDialog& d) { d.OnOK(); });
-        Select(0, 4000);
-        view->ApplyTransform(gain);
+        ASSERT_NE(ApplyEffect(doubles::kGainClass, 0, 4000), nullptr);
         Select(1000, 2000);
         Command(CChildView::kCut);
         Select(0, 100);

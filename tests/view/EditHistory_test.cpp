@@ -28,19 +28,6 @@ protected:
         ViewTest::TearDown();
     }
 
-    // Applies a fresh instance of `classId` over (start, end), pressing OK in its dialog if it has
-    // one. A gain halves the level, so that its sound can be told from the file's.
-    CTransformPlugin* Apply(const CLSID& classId, int64_t start, int64_t end) {
-        CTransformPlugin* transform = CTransformPlugin::Create(classId, GUID{}, -1);
-        if (transform == nullptr)
-            return nullptr;
-        if (classId == doubles::kGainClass)
-            transform->SetValue(0, 0.5f);
-        presentation->OnDialog("Apply", [](CModalDialog& d) { d.OnOK(); });
-        Select(start, end);
-        view->ApplyTransform(transform);
-        return transform;
-    }
     // Chooses `id` from the popup of `row`, as a right click and a choice would.
     void Choose(int row, uint32_t id) {
         presentation->QueueMenuAnswer(id);
@@ -138,7 +125,7 @@ TEST_F(EditHistoryTest, GoToUndoesDownToTheMarkedRow) {
 
 TEST_F(EditHistoryTest, PopupOffersStageEntriesOnlyForEffectStages) {
     LoadWav(20000);
-    CTransformPlugin* gain = Apply(doubles::kGainClass, 0, 4000);
+    CTransformPlugin* gain = ApplyEffect(doubles::kGainClass, 0, 4000);
     ASSERT_NE(gain, nullptr);
     ASSERT_EQ(view->GetUndoList().size(), 1u);
     Select(10000, 11000);
@@ -170,7 +157,7 @@ TEST_F(EditHistoryTest, PopupOffersStageEntriesOnlyForEffectStages) {
     EXPECT_EQ(State(CChildView::kBypassStage).check, 1);
 
     // An effect without an editor can be bypassed and deleted, but has no settings to change.
-    CTransformPlugin* halving = Apply(doubles::kHalvingClass, 12000, 14000);
+    CTransformPlugin* halving = ApplyEffect(doubles::kHalvingClass, 12000, 14000);
     ASSERT_NE(halving, nullptr);
     bar->SetMarkedRow(0);
     menu = bar->PopupMenu();
@@ -183,7 +170,7 @@ TEST_F(EditHistoryTest, PopupOffersStageEntriesOnlyForEffectStages) {
 
 TEST_F(EditHistoryTest, ChangingAStagesSettingsRunsTheDialogInPlace) {
     LoadWav(8000);
-    CTransformPlugin* gain = Apply(doubles::kGainClass, 0, 4000);
+    CTransformPlugin* gain = ApplyEffect(doubles::kGainClass, 0, 4000);
     ASSERT_NE(gain, nullptr);
     Select(6000, 7000);
     Command(CChildView::kDelete);
@@ -212,7 +199,7 @@ TEST_F(EditHistoryTest, ChangingAStagesSettingsRunsTheDialogInPlace) {
 
 TEST_F(EditHistoryTest, DeletingAStretchingStageRestoresTheLengthAndKeepsLaterStages) {
     LoadWav(10000);
-    ASSERT_NE(Apply(doubles::kHalvingClass, 0, 4000), nullptr);
+    ASSERT_NE(ApplyEffect(doubles::kHalvingClass, 0, 4000), nullptr);
     EXPECT_EQ(view->GetMedia().GetLength(), 8000);
     Select(7000, 7500);
     Command(CChildView::kDelete);
@@ -238,10 +225,10 @@ TEST_F(EditHistoryTest, DeletingAStretchingStageRestoresTheLengthAndKeepsLaterSt
 
 TEST_F(EditHistoryTest, DelKeyDeletesTheSelectedEffectStagesAndReportsTheOthers) {
     LoadWav(20000);
-    CTransformPlugin* first = Apply(doubles::kGainClass, 0, 1000);
+    CTransformPlugin* first = ApplyEffect(doubles::kGainClass, 0, 1000);
     Select(5000, 5100);
     Command(CChildView::kCut);
-    CTransformPlugin* second = Apply(doubles::kGainClass, 8000, 9000);
+    CTransformPlugin* second = ApplyEffect(doubles::kGainClass, 8000, 9000);
     ASSERT_TRUE(first != nullptr && second != nullptr);
     ASSERT_EQ(bar->GetStageCount(), 3);
 
@@ -261,7 +248,7 @@ TEST_F(EditHistoryTest, DelKeyDeletesTheSelectedEffectStagesAndReportsTheOthers)
 
 TEST_F(EditHistoryTest, DoubleClickSelectsTheEffectsSectionAndSingleClickRepaints) {
     LoadWav(20000);
-    ASSERT_NE(Apply(doubles::kGainClass, 3000, 5000), nullptr);
+    ASSERT_NE(ApplyEffect(doubles::kGainClass, 3000, 5000), nullptr);
     Select(10000, 10500);
     Command(CChildView::kCut);
     Select(0, 0);

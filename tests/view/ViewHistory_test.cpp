@@ -156,12 +156,8 @@ TEST_F(ViewHistoryTest, AReloadedHistorySharesTheDocumentsEffectAndKeepsEverySta
     // system's maker (the next test's set-up puts the fixture's back).
     RegisterMediaMakers();
     LoadWav(8000);
-    CTransformPlugin* gain = CTransformPlugin::Create(doubles::kGainClass, GUID{}, -1);
+    CTransformPlugin* gain = ApplyEffect(doubles::kGainClass, 0, 4000);
     ASSERT_NE(gain, nullptr);
-    ASSERT_TRUE(gain->SetValue(0, 0.5f));
-    presentation->OnDialog("Apply", [](CModalDialog& d) { d.OnOK(); });
-    Select(0, 4000);
-    view->ApplyTransform(gain);
     Select(6000, 7000);
     Command(CChildView::kCut);
     Select(0, 100);

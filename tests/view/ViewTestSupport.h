@@ -7,8 +7,11 @@
 
 #include "core/MediaData.h"
 #include "core/ReadCursor.h"
+#include "dsp/TransformDoubles.h"
+#include "dsp/TransformPlugin.h"
 #include "platform/MessageLoop.h"
 #include "platform/Messages.h"
+#include "platform/ModalDialog.h"
 #include "view/ChildView.h"
 
 #include <gtest/gtest.h>
@@ -60,6 +63,20 @@ protected:
                              static_cast<uintptr_t>(static_cast<uint16_t>(delta)) << 16, 0);
     }
     void Select(int64_t start, int64_t end) { view->SetSelection(CSection(start, end)); }
+    // Applies a fresh instance of `classId` over (start, end), pressing OK in its dialog if it has
+    // one (the stand-in effects register with doubles::RegisterTransforms). A gain halves the
+    // level, so that its sound can be told from the file's.
+    CTransformPlugin* ApplyEffect(const CLSID& classId, int64_t start, int64_t end) {
+        CTransformPlugin* transform = CTransformPlugin::Create(classId, GUID{}, -1);
+        if (transform == nullptr)
+            return nullptr;
+        if (classId == doubles::kGainClass)
+            transform->SetValue(0, 0.5f);
+        presentation->OnDialog("Apply", [](CModalDialog& d) { d.OnOK(); });
+        Select(start, end);
+        view->ApplyTransform(transform);
+        return transform;
+    }
 
     // The first channel of `media` as it plays, in working floats.
     static std::vector<float> Channel0(CEditedMedia& media) {
