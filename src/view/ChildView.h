@@ -85,6 +85,7 @@ public:
         kInsertTestSignal = 32835,
         kInsertFile = 32811,
         kInsertTrackSplit = 32833,
+        kPauseDetection = 32805,
         // files
         kNew = 57600,
         kOpen = 57601,
@@ -216,6 +217,7 @@ public:
     void OnInsertFile();
     void OnInsertTestSignal();
     void OnInsertTrackSplit();
+    void OnPauseDetection();
 
     // ---- open, save and new (ChildViewOpen.cpp, ChildViewSave.cpp) ----
     bool LoadFile(const std::string& path);

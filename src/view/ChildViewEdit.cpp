@@ -4,6 +4,7 @@
 
 #include "core/LabelList.h"
 #include "core/ObjectPool.h"
+#include "dsp/PauseDetection.h"
 #include "dsp/SignalGenerator.h"
 #include "platform/FileDialog.h"
 #include "platform/Messages.h"
@@ -18,8 +19,10 @@
 #include "storage/PeakFileManager.h"
 #include "storage/TempFileManager.h"
 #include "view/EditDialogs.h"
+#include "view/PauseDetectionDlg.h"
 #include "view/ReverseTask.h"
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 
@@ -32,6 +35,7 @@ constexpr uint32_t kDeleteCaption = 190;
 constexpr uint32_t kCropCaption = 191;
 constexpr uint32_t kFileInserted = 193;
 constexpr uint32_t kCutCaption = 211;
+constexpr uint32_t kPauseDetectionCaption = 199;
 constexpr const char* kReverseCaption = "Reverse";
 constexpr const char* kTestToneCaption = "Test Tone Generator";
 constexpr const char* kProcessingError = "An error occured during processing.";
@@ -87,6 +91,32 @@ void CChildView::OnEditCrop() {
 
 void CChildView::OnInsertTrackSplit() {
     m_media.GetLabels().Add(m_selection.m_start, 0, std::string(), std::string());
+    DocumentChanged();
+}
+
+void CChildView::OnPauseDetection() {
+    PauseDetectionSettings settings;
+    {
+        CPauseDetectionDlg dialog;
+        if (dialog.DoModal(GetSafeHandle()) != IDOK)
+            return;
+        settings = dialog.GetSettings();
+    }
+    PushUndo(LoadString(kPauseDetectionCaption), nullptr);
+    const WAVEFORMATEX* format = m_media.GetFormat();
+    PauseDetectionInput input;
+    input.rate = format != nullptr ? format->nSamplesPerSec : 0;
+    input.length = m_media.GetLength();
+    // Only the peak rows are read: an hour of audio is walked without touching its samples.
+    input.readBlocks = [this](int64_t from, int64_t to) {
+        return m_media.ReadPeakBlocks(CSection(from, to), true);
+    };
+    SetCursor(CursorShape::Wait);
+    ApplyPauseDetection(
+        input, m_media.GetLabels(), [this](const CSection& pause) { m_media.DeleteSection(pause, true); },
+        settings.action, PauseThresholdLinear(settings.thresholdDb), settings.minPauseSeconds,
+        settings.minSongSeconds);
+    SetCursor(CursorShape::Arrow);
     DocumentChanged();
 }
 
@@ -230,6 +260,8 @@ void CChildView::AddEditCommands(CCommandTable& table) {
     table.AddUpdate(kInsertFile, [this](CCmdUI& ui) { ui.Enable(Idle()); });
     table.AddCommand(kInsertTrackSplit, [this](uint32_t) { OnInsertTrackSplit(); });
     table.AddUpdate(kInsertTrackSplit, [this](CCmdUI& ui) { ui.Enable(HasAudio()); });
+    table.AddCommand(kPauseDetection, [this](uint32_t) { OnPauseDetection(); });
+    table.AddUpdate(kPauseDetection, [this](CCmdUI& ui) { ui.Enable(HasAudio() && Idle()); });
 }
 
 } // namespace tw
