@@ -11,10 +11,8 @@
 // (wall clock and the thread's CPU time) and the ratios. Budget: the median under 20 ms.
 //
 // Usage: save_state [rounds, default 30] [stages, default 1000] [events, default 1000]
-#include "BenchDocument.h"
 #include "BenchStats.h"
-#include "platform/MessageLoop.h"
-#include "view/ChildView.h"
+#include "BenchView.h"
 
 #include <algorithm>
 #include <chrono>
@@ -33,31 +31,11 @@ int main(int argc, char** argv) {
     const int events = std::max(2, argc > 3 ? std::atoi(argv[3]) : 1000);
     constexpr double kBudgetMs = 20.0;
 
-    bench::TempFolder folder("save_state");
-    if (!folder.Ok()) {
-        std::fprintf(stderr, "save_state: no temporary folder\n");
+    bench::ViewDocument document;
+    if (!document.Make("save_state", events))
         return 1;
-    }
-    const std::string wav = folder.Path() + "/minute.wav";
-    if (!bench::WriteTestWav(wav, 60LL * bench::kRate)) {
-        std::fprintf(stderr, "save_state: cannot write %s\n", wav.c_str());
-        return 1;
-    }
-    tw::CPCMAudio* stream = bench::OpenWithPeaks(wav);
-    if (stream == nullptr) {
-        std::fprintf(stderr, "save_state: cannot open %s\n", wav.c_str());
-        return 1;
-    }
-
-    tw::CMessageLoop loop;
-    auto view = std::make_unique<tw::CChildView>();
-    if (view->CreateView(0) == 0) {
-        std::fprintf(stderr, "save_state: the view was not created\n");
-        return 1;
-    }
+    tw::CChildView* view = &document.View();
     tw::CEditedMedia& media = view->GetMedia();
-    bench::CutDocument(media, stream, events - 1, 20, 10);
-    view->SetViewSection(tw::CSection(0, media.GetLength()));
     view->SetSelection(tw::CSection(1000, 2000));
     if (!view->SaveProjectState()) {
         std::fprintf(stderr, "save_state: the working container was not written\n");
@@ -91,7 +69,7 @@ int main(int argc, char** argv) {
     const int64_t stateSize = view->GetProject().GetStateSize();
 
     std::vector<double> peer;
-    const std::string copy = folder.Path() + "/copy.raw";
+    const std::string copy = document.Folder() + "/copy.raw";
     for (int r = 0; r < std::min(rounds, 10); ++r) {
         const double t = bench::TimeCommand("cat '" + container + "' > '" + copy + "'");
         if (t < 0) {
@@ -112,6 +90,6 @@ int main(int argc, char** argv) {
                 Percentile(peer, 0.99));
     std::printf("ours / budget %.0f ms: %.2f   ours / cat: %.2f   %s\n", kBudgetMs, median / kBudgetMs,
                 median / Percentile(peer, 0.5), pass ? "PASS" : "FAIL");
-    view.reset();
+    document.Close();
     return pass ? 0 : 2;
 }

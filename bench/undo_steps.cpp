@@ -17,10 +17,8 @@
 // 99th percentile under 1 ms), wall-clock beside it.
 //
 // Usage: undo_steps [rounds, default 500] [stages in the history, default 10]
-#include "BenchDocument.h"
 #include "BenchStats.h"
-#include "platform/MessageLoop.h"
-#include "view/ChildView.h"
+#include "BenchView.h"
 #include "view/EditHistory.h"
 
 #include <algorithm>
@@ -55,33 +53,13 @@ int main(int argc, char** argv) {
     const int rounds = std::max(10, argc > 1 ? std::atoi(argv[1]) : 500);
     const int depth = std::max(1, argc > 2 ? std::atoi(argv[2]) : 10);
 
-    bench::TempFolder folder("undo_steps");
-    if (!folder.Ok()) {
-        std::fprintf(stderr, "undo_steps: no temporary folder\n");
+    bench::ViewDocument document;
+    if (!document.Make("undo_steps", kEvents))
         return 1;
-    }
-    const std::string wav = folder.Path() + "/minute.wav";
-    if (!bench::WriteTestWav(wav, 60LL * bench::kRate)) {
-        std::fprintf(stderr, "undo_steps: cannot write %s\n", wav.c_str());
-        return 1;
-    }
-    tw::CPCMAudio* stream = bench::OpenWithPeaks(wav);
-    if (stream == nullptr) {
-        std::fprintf(stderr, "undo_steps: cannot open %s\n", wav.c_str());
-        return 1;
-    }
-
-    tw::CMessageLoop loop;
-    auto view = std::make_unique<tw::CChildView>();
-    if (view->CreateView(0) == 0) {
-        std::fprintf(stderr, "undo_steps: the view was not created\n");
-        return 1;
-    }
+    tw::CChildView* view = &document.View();
     auto bar = std::make_unique<tw::CEditHistory>(*view);
     tw::CEditedMedia& media = view->GetMedia();
-    bench::CutDocument(media, stream, kEvents - 1, 20, 10);
     const int64_t length = media.GetLength();
-    view->SetViewSection(tw::CSection(0, length));
     view->SetSelection(tw::CSection(length / 3, length / 2));
     // The first state takes the stream into the container; later ones only name it.
     if (!view->SaveProjectState()) {
@@ -135,6 +113,6 @@ int main(int argc, char** argv) {
     std::printf("budget: 99th percentile of the thread's CPU time under %.0f us for push, undo and redo\n",
                 kBudgetMicros);
     bar.reset();
-    view.reset();
+    document.Close();
     return exitCode;
 }
