@@ -19,13 +19,19 @@ function(tw_subsystem name)
   endforeach()
 endfunction()
 
-# tw_test(subsystem LIBS ...): one test binary per subsystem, made of every *_test.cpp in its folder.
+# tw_test(subsystem LIBS ... [LOCK resource]): one test binary per subsystem, made of every *_test.cpp
+# in its folder. LOCK names a resource its tests hold one at a time (a shared device, say).
 function(tw_test name)
-  cmake_parse_arguments(ARG "" "" "LIBS" ${ARGN})
+  cmake_parse_arguments(ARG "" "LOCK" "LIBS" ${ARGN})
   file(GLOB _sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
   add_executable(${name}_tests ${_sources})
   target_link_libraries(${name}_tests PRIVATE ${ARG_LIBS} GTest::gtest GTest::gtest_main GTest::gmock)
   target_include_directories(${name}_tests PRIVATE ${CMAKE_SOURCE_DIR}/tests ${CMAKE_SOURCE_DIR}/src)
   target_compile_definitions(${name}_tests PRIVATE TW_OUTPUT_DIR="${TW_OUTPUT_DIR}")
-  gtest_discover_tests(${name}_tests DISCOVERY_TIMEOUT 60 PROPERTIES ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
+  set(_lock)
+  if(ARG_LOCK)
+    set(_lock RESOURCE_LOCK ${ARG_LOCK})
+  endif()
+  gtest_discover_tests(${name}_tests DISCOVERY_TIMEOUT 60 PROPERTIES ENVIRONMENT "QT_QPA_PLATFORM=offscreen"
+                       ${_lock})
 endfunction()
