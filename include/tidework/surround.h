@@ -21,10 +21,14 @@ constexpr CLSID CLSID_UpMix = {0xADC8513C, 0xD58E, 0x4D29, {0xA6, 0xAB, 0x7D, 0x
 constexpr IID IID_ISurroundRenderer = {
     0x2D4E70F7, 0xEAD9, 0x4CF4, {0xA1, 0x9F, 0xB8, 0xBD, 0x6A, 0x6A, 0x72, 0x31}};
 // {36A22460-0CC9-11D0-8574-00A0C9053912}
-constexpr IID IID_ISurroundMode = {0x36A22460, 0x0CC9, 0x11D0, {0x85, 0x74, 0x00, 0xA0, 0xC9, 0x05, 0x39, 0x12}};
+constexpr IID IID_ISurroundMode = {
+    0x36A22460, 0x0CC9, 0x11D0, {0x85, 0x74, 0x00, 0xA0, 0xC9, 0x05, 0x39, 0x12}};
 
 // Speaker masks the system hands a mapper: front left 1, front right 2, centre 4, LFE 8, back left
-// 0x10, back right 0x20, side left 0x200, side right 0x400.
+// 0x10, back right 0x20, side left 0x200, side right 0x400 (the WAVE channel-mask bits, which also
+// give the order of the channels in a frame). A mask of 0 stands for the usual layout of the count:
+// 1 centre; 2 front pair; 3 front pair and centre; 4 front and back pairs; 5 those and the centre;
+// 6 0x3F; 7 front pair, centre, LFE, back centre, side pair; 8 0x63F.
 enum : uint32_t {
     kSpeakersMono = 0x4,
     kSpeakersStereo = 0x3,
@@ -33,7 +37,9 @@ enum : uint32_t {
 };
 
 // Modes of ISurroundMode::SetMode (the AudioOutput / SurroundMode and FormatConversion /
-// DownMixMode values above 0 select the virtual-surround modes; 0 is the standard down-mix).
+// DownMixMode values above 0 select the virtual-surround modes; 0 is the standard down-mix). The
+// virtual modes render for two ears and so need a stereo output; with any other output the
+// renderer makes the standard down-mix in them.
 enum : int32_t {
     kSurroundStandard = 0,
     kSurroundHeadphone = 1,
@@ -43,10 +49,14 @@ enum : int32_t {
 class ISurroundRenderer : public IUnknown {
 public:
     // Slot 3: maps `input` (interleaved frames of the configured input channels) and hands back a
-    // new array of the output channels in `*output`, or null when nothing is ready yet. Frames of
-    // a virtualiser's delay line come out later, in the next calls and in Flush.
+    // new array of as many frames of the output channels in `*output`, or null for an empty input.
+    // Frames of a virtualiser's delay line come out later, in the next calls and in Flush; blocks of
+    // any size join exactly as one run would. E_UNEXPECTED before a configuration; E_POINTER for
+    // null pointers; E_INVALIDARG for an array of more than one dimension, elements other than 4
+    // bytes, or a count that is not a whole number of frames.
     virtual HRESULT Process(SAFEARRAY* input, SAFEARRAY** output) = 0;
-    // Slot 4: the tail still held (a virtualiser's reverberation), or null when none is left.
+    // Slot 4: the tail still held (a virtualiser's reverberation, the up-mix's surround delay),
+    // once; null when none is left. Afterwards the mapper starts from silence.
     virtual HRESULT Flush(SAFEARRAY** output) = 0;
     // Slot 5: forgets all history (delay lines, the tail) but keeps the configuration.
     virtual HRESULT Reset() = 0;
@@ -57,7 +67,7 @@ public:
     virtual HRESULT GetOutputRate(int32_t* rate) = 0;
     virtual HRESULT GetInputMask(uint32_t* mask) = 0;
     virtual HRESULT GetOutputMask(uint32_t* mask) = 0;
-    // Slot 12: frames by which the output lags the input.
+    // Slot 12: frames by which the output lags the input (the earliest answer to an impulse).
     virtual HRESULT GetLatency(int32_t* frames) = 0;
     // Slots 13 and 14: a linear gain applied to the output, 1.0 from construction.
     virtual HRESULT SetOutputGain(float gain) = 0;
