@@ -73,9 +73,11 @@ public:
     virtual HRESULT SetOutputGain(float gain) = 0;
     virtual HRESULT GetOutputGain(float* gain) = 0;
     // Slot 15: configures the mapper (the initialise operation of the output devices). 0 on
-    // success; E_INVALIDARG for rates below 1, channel counts outside 1..8, or a mapping the object
-    // does not make (the renderer folds down or keeps the count, the up-mix object spreads up or
-    // keeps it); the rates must be equal, since neither object resamples.
+    // success; E_INVALIDARG for rates outside 1..768000, channel counts outside 1..8, a non-zero
+    // mask whose speakers do not number the channels, or a mapping the object does not make (the
+    // renderer folds down or keeps the count, the up-mix object spreads up or keeps it); the rates
+    // must be equal, since neither object resamples. A refused call leaves the configuration in
+    // force as it was.
     virtual HRESULT Initialise(int32_t inputRate, int32_t outputRate, int32_t inputChannels,
                                int32_t outputChannels, uint32_t inputMask, uint32_t outputMask) = 0;
     // Slot 16: S_OK once configured, S_FALSE before.
