@@ -149,15 +149,20 @@ TEST_F(Playback, APreviewTransform_IsHeard_AndAMutedChannelIsSilentWhileThePosit
     }
 }
 
-TEST_F(Playback, ASectionShorterThanADeviceBlock_IsHeardWhole) {
+TEST_F(Playback, TheTailBelowOneDeviceBlock_IsNeverSent) {
     MakeDocument(2400, 1);
     request.section = CSection(300, 400); // 12.5 ms: one short render block, half a device block
     ASSERT_TRUE(StartPlayback(request, devices, thread));
     ASSERT_TRUE(WaitForEnd(2.0));
+    EXPECT_EQ(card->GetBlocksPlayed(), 0);
+
+    request.section = CSection(300, 650); // one device block of 200 frames and a rest of 150
+    ASSERT_TRUE(StartPlayback(request, devices, thread));
+    ASSERT_TRUE(WaitForEnd(2.0));
     const std::vector<int16_t> played = Samples16(card->GetCaptured());
-    ASSERT_EQ(played.size(), 100u);
+    ASSERT_EQ(played.size(), 200u);
     EXPECT_EQ(played.front(), FrameCode(300, 0));
-    EXPECT_EQ(played.back(), FrameCode(399, 0));
+    EXPECT_EQ(played.back(), FrameCode(499, 0));
 }
 
 TEST_F(Playback, AnEmptySection_WritesNothingButStillEnds) {

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <thread>
 
@@ -52,6 +53,17 @@ TEST_F(VirtualOut, Open_TakesOnlyWhatACardTakes_AndSizesItsRingFromTheLatency) {
     EXPECT_EQ(f.nBlockAlign, 18);
     EXPECT_EQ(f.nAvgBytesPerSec, 18u * 44100);
     EXPECT_EQ(f.wFormatTag, 0xFFFE);
+    EXPECT_EQ(f.cbSize, 22);
+    EXPECT_EQ(out.GetFormatExtensible().dwChannelMask, 0x3Fu);
+    EXPECT_EQ(out.GetFormatExtensible().wValidBitsPerSample, 24);
+    EXPECT_EQ(out.GetFormatExtensible().SubFormat[0], 1); // PCM
+
+    ASSERT_TRUE(out.Open(kRate, 8, 16, 1000, 0));
+    EXPECT_EQ(out.GetFormatExtensible().dwChannelMask, 0xFFu); // the device's mask, not the renderer's
+    ASSERT_TRUE(out.Open(kRate, 2, 16, 1000, 0));
+    out.GetFormat(&f);
+    EXPECT_EQ(f.wFormatTag, WAVE_FORMAT_PCM);
+    EXPECT_EQ(f.cbSize, 0);
 
     ASSERT_TRUE(out.Open(kRate, 1, 16, 40, 0)); // a reopen closes first
     EXPECT_EQ(out.GetBlockCount(), 3);
@@ -61,23 +73,49 @@ TEST_F(VirtualOut, Open_TakesOnlyWhatACardTakes_AndSizesItsRingFromTheLatency) {
     out.Close(); // twice is harmless
 }
 
-TEST_F(VirtualOut, MoreSourceChannelsThanTheDeviceOpens_FailsWithoutARenderer) {
-    out.SetSurroundMode(1, 6);
-    EXPECT_FALSE(out.Open(kRate, 2, 16, 200, 0));
+TEST_F(VirtualOut, MoreSourceChannelsThanTheDeviceOpens_AreFoldedDownByTheRenderer) {
+    endpoint->SetCapture(true);
+    out.SetSurroundMode(0, 6);
+    ASSERT_TRUE(out.Open(kRate, 2, 16, 200, 0));
+    EXPECT_TRUE(out.HasRenderer());
+    // The centre alone reaches both sides of the stereo device.
+    CMediaData block(400, 6 * 4);
+    std::fill_n(block.GetFloats(), 400 * 6, 0.0f);
+    for (int f = 0; f < 400; ++f)
+        block.GetFloats()[f * 6 + 2] = 0.5f;
+    ASSERT_EQ(out.Write(block), 0);
+    CMediaData stereo(400, 8);
+    EXPECT_NE(out.Write(stereo), 0); // the device takes blocks of its source's channels
+    out.Drain();
+    const std::vector<int16_t> played = Samples16(endpoint->GetCaptured());
+    ASSERT_EQ(played.size(), 400u * 2);
+    EXPECT_GT(played[200], 1000);
+    EXPECT_EQ(played[200], played[201]);
+
     out.SetSurroundMode(1, 2); // stereo within two channels needs no renderer
-    EXPECT_TRUE(out.Open(kRate, 2, 16, 200, 0));
+    ASSERT_TRUE(out.Open(kRate, 2, 16, 200, 0));
+    EXPECT_FALSE(out.HasRenderer());
+    out.SetSurroundMode(7, 6); // a mode the renderer refuses: the device does not open
+    EXPECT_FALSE(out.Open(kRate, 2, 16, 200, 0));
+    EXPECT_FALSE(out.IsOpen());
 }
 
-TEST_F(VirtualOut, WriteAndDrain_PlayEveryFrameInOrderAtTheRealRate) {
+TEST_F(VirtualOut, WriteAndDrain_PlayWholeDeviceBlocksInOrderAtTheRealRate_AndKeepTheRest) {
     endpoint->SetCapture(true);
-    ASSERT_TRUE(out.Open(kRate, 2, 16, 200, 0));
+    ASSERT_TRUE(out.Open(kRate, 2, 16, 200, 0)); // blocks of 200 frames
     const Clock::time_point start = Clock::now();
-    // 4321 frames in uneven pieces: the tail is not a whole device block.
+    // 4321 frames in uneven pieces: a rest below one device block stays in the ring after each.
+    const int64_t pieces[] = {1000, 7, 2500, 814};
+    int32_t expectedBytes = 0;
     int64_t done = 0;
-    for (int64_t piece : {1000, 7, 2500, 814}) {
+    for (int64_t piece : pieces) {
         CMediaData block;
         FillCoded(block, done, piece, 2);
+        const int64_t sent = (done + piece) / 200 - done / 200;
         ASSERT_EQ(out.Write(block), 0);
+        // The whole input block counts once for every device block it completed.
+        expectedBytes += static_cast<int32_t>(sent * piece * 8);
+        EXPECT_EQ(out.GetBytesWritten(), expectedBytes) << piece;
         done += piece;
     }
     CMediaData empty;
@@ -86,17 +124,29 @@ TEST_F(VirtualOut, WriteAndDrain_PlayEveryFrameInOrderAtTheRealRate) {
     out.Drain();
     const double seconds = SecondsSince(start);
 
-    EXPECT_EQ(out.GetPosition(), 4321);
-    EXPECT_EQ(out.GetBytesWritten(), 4321 * 8);
-    EXPECT_GE(seconds, 4321.0 / kRate - 0.002);
+    // Drain does not send the last 121 frames; it returns within one 100 ms step of the end.
+    EXPECT_EQ(out.GetPosition(), 4200);
+    EXPECT_GE(seconds, 4200.0 / kRate - 0.002);
+    EXPECT_LT(seconds, 4200.0 / kRate + 0.2);
     const std::vector<int16_t> played = Samples16(endpoint->GetCaptured());
-    ASSERT_EQ(played.size(), 4321u * 2);
-    for (int64_t f = 0; f < 4321; ++f) {
+    ASSERT_EQ(played.size(), 4200u * 2);
+    for (int64_t f = 0; f < 4200; ++f) {
         ASSERT_EQ(played[f * 2], FrameCode(f, 0)) << f;
         ASSERT_EQ(played[f * 2 + 1], FrameCode(f, 1)) << f;
     }
     out.Close();
-    EXPECT_EQ(out.GetPosition(), 4321); // kept after Close
+    EXPECT_EQ(out.GetPosition(), 4200); // kept after Close
+}
+
+TEST_F(VirtualOut, DrainWithNothingWritten_ReturnsAtOnce) {
+    ASSERT_TRUE(out.Open(kRate, 1, 16, 200, 0));
+    CMediaData block;
+    FillCoded(block, 0, 150, 1); // below one device block: nothing goes to the device
+    ASSERT_EQ(out.Write(block), 0);
+    const Clock::time_point start = Clock::now();
+    out.Drain();
+    EXPECT_LT(SecondsSince(start), 0.05);
+    EXPECT_EQ(endpoint->GetBlocksPlayed(), 0);
 }
 
 TEST_F(VirtualOut, Position_GrowsWithTheClockAndNeverRunsAhead) {
@@ -168,23 +218,48 @@ TEST_F(VirtualOut, StopWhilePaused_ResumesSoThatDrainAndCloseDoNotWait) {
     EXPECT_LT(SecondsSince(start), 0.2);
 }
 
-TEST_F(VirtualOut, Stop_ReleasesAWriteThatWaitsForRoom) {
-    ASSERT_TRUE(out.Open(kRate, 1, 16, 100, 0)); // 4 blocks of 200 frames, 3 usable
-    std::atomic<int32_t> result{-1};
+TEST_F(VirtualOut, AWriteWhilePaused_HoldsWithItsBlockFilled_UntilResume) {
+    ASSERT_TRUE(out.Open(kRate, 1, 16, 400, 0));
+    out.Pause();
     std::atomic<bool> returned{false};
     std::thread writer([&] {
         CMediaData block;
-        FillCoded(block, 0, kRate * 5, 1); // five seconds in one block
-        result = out.Write(block);
+        FillCoded(block, 0, 400, 1);
+        out.Write(block);
         returned = true;
     });
-    Sleep(100);
+    Sleep(250);
     EXPECT_FALSE(returned);
+    EXPECT_EQ(endpoint->GetBlocksPlayed(), 0);
     const Clock::time_point start = Clock::now();
+    out.Resume();
+    writer.join();
+    // The held Write notices the resume at its next 100 ms step.
+    EXPECT_LT(SecondsSince(start), 0.2);
+    out.Drain();
+    EXPECT_EQ(out.GetPosition(), 400);
+}
+
+TEST_F(VirtualOut, Stop_LetsARunningWriteHandOverItsBlock_ThenDrainSkipsAndCloseEndsTheQueue) {
+    endpoint->SetCapture(true);
+    ASSERT_TRUE(out.Open(kRate, 1, 16, 100, 0)); // 4 blocks of 200 frames, 3 usable
+    std::atomic<int32_t> result{-1};
+    std::thread writer([&] {
+        CMediaData block;
+        FillCoded(block, 0, 2000, 1); // a quarter of a second in one block
+        result = out.Write(block);
+    });
+    Sleep(60);
     out.Stop();
     writer.join();
-    EXPECT_LT(SecondsSince(start), 0.2);
     EXPECT_EQ(result, 0);
+    // Every device block of the Write went to the device; most of it is still queued.
+    const Clock::time_point start = Clock::now();
+    out.Drain();
+    out.Close();
+    EXPECT_LT(SecondsSince(start), 0.05);
+    EXPECT_GE(endpoint->GetBlocksPlayed(), 6);
+    EXPECT_LT(endpoint->GetBlocksPlayed(), 10);
 }
 
 TEST_F(VirtualOut, Peak_FollowsTheBlockBeingHeard_AndIsZeroWhenClosed) {
@@ -238,9 +313,9 @@ TEST_F(VirtualOut, AVanishedCard_RefusesToOpen_AndFailsAWriteMidPlayWithoutHangi
 TEST_F(VirtualOut, EveryWidth_FillsWholeFramesOfItsSize_AndABlockOfTheWrongShapeIsRefused) {
     endpoint->SetCapture(true);
     ASSERT_TRUE(out.Open(kRate, 2, 24, 100, 0));
-    CMediaData block(300, 8);
+    CMediaData block(400, 8);
     float* s = block.GetFloats();
-    for (int i = 0; i < 300; ++i) {
+    for (int i = 0; i < 400; ++i) {
         s[2 * i] = 0.5f;
         s[2 * i + 1] = -1.0f;
     }
@@ -249,9 +324,9 @@ TEST_F(VirtualOut, EveryWidth_FillsWholeFramesOfItsSize_AndABlockOfTheWrongShape
     EXPECT_NE(out.Write(mono), 0); // one channel into a stereo device
     out.Drain();
     const std::vector<uint8_t> bytes = endpoint->GetCaptured();
-    ASSERT_EQ(bytes.size(), 300u * 6);
+    ASSERT_EQ(bytes.size(), 400u * 6);
     // 0.5 and -1.0 at 24 bits, little-endian, frame after frame.
-    for (size_t f = 0; f < 300; ++f) {
+    for (size_t f = 0; f < 400; ++f) {
         ASSERT_EQ(bytes[f * 6 + 2], 0x40);
         ASSERT_EQ(bytes[f * 6 + 1], 0x00);
         ASSERT_EQ(bytes[f * 6 + 5], 0x80);
@@ -260,9 +335,9 @@ TEST_F(VirtualOut, EveryWidth_FillsWholeFramesOfItsSize_AndABlockOfTheWrongShape
 
     endpoint->SetCapture(true);
     ASSERT_TRUE(out.Open(kRate, 1, 8, 100, 0));
-    CMediaData quiet(50, 4);
-    std::fill_n(quiet.GetFloats(), 50, 0.0f);
+    CMediaData quiet(200, 4);
+    std::fill_n(quiet.GetFloats(), 200, 0.0f);
     ASSERT_EQ(out.Write(quiet), 0);
     out.Drain();
-    EXPECT_EQ(endpoint->GetCaptured(), std::vector<uint8_t>(50, 128)); // 8 bits are unsigned
+    EXPECT_EQ(endpoint->GetCaptured(), std::vector<uint8_t>(200, 128)); // 8 bits are unsigned
 }
