@@ -2,43 +2,20 @@
 // played into the null sink comes back in the take at its own frequency, and the peak records
 // written beside the take are those of its samples.
 #include "SoundTestSupport.h"
+#include "audio/AudioTestSupport.h"
+#include "audio/RecordTestSupport.h"
 
 #include "audio/MMEDeviceMgr.h"
 #include "audio/RecordRequest.h"
 #include "audio/RecordThread.h"
 #include "platform/Event.h"
 #include "platform/Settings.h"
-#include "storage/BasicIO.h"
-
-#include <cstring>
-#include <filesystem>
-#include <unistd.h>
 
 namespace tw::test {
 namespace {
 
 constexpr uint32_t kRate = 48000;
 constexpr double kTone = 997.0;
-
-// The take in memory.
-class MemoryTake : public IBasicIO {
-public:
-    int64_t GetLength() override { return static_cast<int64_t>(bytes.size()); }
-    void Seek(int64_t position) override { m_position = static_cast<size_t>(position); }
-    bool Write(const void* source, uint32_t count) override {
-        if (m_position + count > bytes.size())
-            bytes.resize(m_position + count);
-        std::memcpy(bytes.data() + m_position, source, count);
-        m_position += count;
-        return true;
-    }
-    bool Read(void*, uint32_t) override { return false; }
-    std::string GetTypeName() override { return "MemoryTake"; }
-    std::vector<uint8_t> bytes;
-
-private:
-    size_t m_position = 0;
-};
 
 // Plays `samples` (interleaved stereo floats) into the default sink, blocking until it is played.
 bool PlayToDefaultSink(const std::vector<float>& samples) {
@@ -54,37 +31,17 @@ bool PlayToDefaultSink(const std::vector<float>& samples) {
     return ok;
 }
 
-class SettingsFile {
-public:
-    SettingsFile() {
-        m_saved = GetSettingsFilePath();
-        m_path =
-            (std::filesystem::temp_directory_path() / ("tw-record-" + std::to_string(::getpid()) + ".ini"))
-                .string();
-        SetSettingsFilePath(m_path);
-    }
-    ~SettingsFile() {
-        SetSettingsFilePath(m_saved);
-        std::error_code ec;
-        std::filesystem::remove(m_path, ec);
-    }
-
-private:
-    std::string m_saved;
-    std::string m_path;
-};
-
 } // namespace
 
 TEST(RecordLoopback, ATonePlayedIntoTheSinkIsRecordedAtItsFrequencyWithMatchingPeakRecords) {
     TW_REQUIRE_SOUND_SERVER();
-    SettingsFile settings;
+    ScratchSettings settings;
     CMMEDeviceMgr devices;
     // No monitor: the output would play back into the sink that is being recorded.
     PutSettingInt("Audio", "OutputDevice", 100000);
 
-    MemoryTake pcm;
-    MemoryTake peaks;
+    TakeIO pcm;
+    TakeIO peaks;
     RecordRequest request;
     request.framesPerBlock = RecordFramesPerBlock(kRate);
     request.pcm = &pcm;
@@ -110,10 +67,11 @@ TEST(RecordLoopback, ATonePlayedIntoTheSinkIsRecordedAtItsFrequencyWithMatchingP
     ASSERT_EQ(request.threadEnded.load(), 1);
     recorder.join();
 
-    ASSERT_EQ(static_cast<int64_t>(pcm.bytes.size()), request.framesRecorded.load() * 4);
-    std::vector<float> take(pcm.bytes.size() / 2);
+    const std::vector<uint8_t> bytes = pcm.Bytes();
+    ASSERT_EQ(static_cast<int64_t>(bytes.size()), request.framesRecorded.load() * 4);
+    std::vector<float> take(bytes.size() / 2);
     for (size_t i = 0; i < take.size(); ++i)
-        take[i] = static_cast<int16_t>(pcm.bytes[2 * i] | (pcm.bytes[2 * i + 1] << 8)) / 32768.0f;
+        take[i] = static_cast<int16_t>(bytes[2 * i] | (bytes[2 * i + 1] << 8)) / 32768.0f;
     const int64_t first = FirstLoudFrame(take, 2, 0, 0.1f);
     const int64_t last = LastLoudFrame(take, 2, 0, 0.1f);
     ASSERT_GE(first, 0) << "the tone was not heard";
@@ -126,21 +84,7 @@ TEST(RecordLoopback, ATonePlayedIntoTheSinkIsRecordedAtItsFrequencyWithMatchingP
     EXPECT_NEAR(Rms(take, 2, 0, from, to), 0.5 / std::sqrt(2.0), 0.03);
 
     // The records beside the take: per 256 frames and channel its minimum and maximum.
-    std::vector<float> records(peaks.bytes.size() / 4);
-    std::memcpy(records.data(), peaks.bytes.data(), records.size() * 4);
-    const size_t frames = take.size() / 2;
-    ASSERT_EQ(records.size(), frames / 256 * 4);
-    for (size_t row = 0; row < frames / 256; ++row)
-        for (size_t c = 0; c < 2; ++c) {
-            float lo = 1.0f;
-            float hi = -1.0f;
-            for (size_t f = row * 256; f < row * 256 + 256; ++f) {
-                lo = std::min(lo, take[f * 2 + c]);
-                hi = std::max(hi, take[f * 2 + c]);
-            }
-            ASSERT_EQ(records[row * 4 + c * 2], lo) << row;
-            ASSERT_EQ(records[row * 4 + c * 2 + 1], hi) << row;
-        }
+    EXPECT_EQ(AsFloats(peaks.Bytes()), ScanPeaks16(bytes, 2));
 }
 
 } // namespace tw::test
