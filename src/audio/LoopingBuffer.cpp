@@ -4,6 +4,7 @@
 
 #include <pulse/channelmap.h>
 #include <pulse/context.h>
+#include <pulse/operation.h>
 #include <pulse/stream.h>
 #include <pulse/timeval.h>
 
@@ -120,11 +121,13 @@ bool CLoopingBuffer::Connect(std::shared_ptr<CPulseConnection> connection, const
     attr.prebuf = static_cast<uint32_t>(-1);
     attr.minreq = static_cast<uint32_t>(-1);
     attr.fragsize = static_cast<uint32_t>(-1);
-    // Corked until Play; timing interpolated so that the cursor moves between server reports;
-    // never moved to another sink (see the header).
-    const auto flags = static_cast<pa_stream_flags_t>(PA_STREAM_START_CORKED | PA_STREAM_INTERPOLATE_TIMING |
-                                                      PA_STREAM_AUTO_TIMING_UPDATE |
-                                                      PA_STREAM_ADJUST_LATENCY | PA_STREAM_DONT_MOVE);
+    // Corked until Play; never moved to another sink (see the header). The clock is not
+    // interpolated: a sink that is slow to start (a null sink asleep, a card waking from suspend)
+    // reports itself running before it takes anything, and an interpolated clock would run ahead
+    // of the sound, so that Drain ended before the tail was heard. The feeder asks for a report
+    // every round instead.
+    const auto flags = static_cast<pa_stream_flags_t>(PA_STREAM_START_CORKED | PA_STREAM_ADJUST_LATENCY |
+                                                      PA_STREAM_DONT_MOVE);
     m_connection->Lock();
     m_stream = pa_stream_new(m_connection->GetContext(), "Playback", &spec, &map);
     const int connected = m_stream == nullptr
@@ -172,6 +175,11 @@ void CLoopingBuffer::Disconnect() {
     CLoopingRing::Stop();
     if (m_stream != nullptr) {
         m_connection->Lock();
+        if (m_timing != nullptr) {
+            pa_operation_cancel(m_timing);
+            pa_operation_unref(m_timing);
+            m_timing = nullptr;
+        }
         pa_stream_disconnect(m_stream);
         pa_stream_unref(m_stream);
         m_stream = nullptr;
@@ -226,6 +234,16 @@ void CLoopingBuffer::FeedThread() {
     }
 }
 
+void CLoopingBuffer::RequestTiming() {
+    // One report at a time: a server that is slow to answer is not flooded.
+    if (m_timing != nullptr) {
+        if (pa_operation_get_state(m_timing) == PA_OPERATION_RUNNING)
+            return;
+        pa_operation_unref(m_timing);
+    }
+    m_timing = pa_stream_update_timing_info(m_stream, nullptr, nullptr);
+}
+
 void CLoopingBuffer::Feed() {
     if (IsLost())
         return;
@@ -263,11 +281,13 @@ void CLoopingBuffer::Feed() {
                 }
             }
         }
-        // The stream's clock counts what the sink has played of all that was written; it can not
-        // be ahead of what was handed over.
+        // The stream's clock counts what the sink has played of all that was written, as of the
+        // last report; it can not be ahead of what was handed over.
         pa_usec_t played = 0;
         if (!lost && pa_stream_get_time(m_stream, &played) == 0)
             Advance(std::min<int64_t>(static_cast<int64_t>(pa_usec_to_bytes(played, &m_spec)), m_taken));
+        if (!lost)
+            RequestTiming();
     }
     m_connection->Unlock();
     if (lost)

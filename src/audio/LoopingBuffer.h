@@ -1,7 +1,8 @@
 // The looping ring played into a PulseAudio playback stream: the system's counterpart of a sound
 // card's looping secondary buffer. A feeder thread hands the server what the stream asks for, read
 // from the ring behind the play cursor and round and round, and moves the cursor as the server
-// reports what it has played (the stream's clock), so the cursor is where the sound is heard.
+// reports what it has played (the stream's clock, asked for every round), so the cursor is where
+// the sound is heard, a few milliseconds late at most and never early.
 // The feeder always has something to give (the ring loops whatever it holds, as a card does), so
 // the stream does not run dry while the writer is late.
 //
@@ -24,6 +25,7 @@
 #include <string>
 #include <thread>
 
+struct pa_operation;
 struct pa_stream;
 
 namespace tw {
@@ -56,9 +58,12 @@ private:
     // One round: check the stream, top up the server, move the cursor.
     void Feed();
     void WakeFeeder();
+    // Asks the server for a fresh report of the stream's clock; caller holds the connection's lock.
+    void RequestTiming();
 
     std::shared_ptr<CPulseConnection> m_connection;
     pa_stream* m_stream = nullptr;
+    pa_operation* m_timing = nullptr; // the clock report asked for last
     pa_sample_spec m_spec{};
     uint32_t m_frameBytes = 1;
     int64_t m_taken = 0; // bytes handed to the server since Connect (feeder thread)
