@@ -88,8 +88,9 @@ TEST(LoopingRing, Lock_GivesOneRunOrTwoWhenTheStretchWraps) {
             continue;
         // The second run starts the ring, the first at the offset (0 for the whole ring).
         const uint32_t start = (c.flags & CLoopingRing::kLockEntireBuffer) != 0 ? 0 : c.offset;
-        if (c.second > 0)
+        if (c.second > 0) {
             EXPECT_EQ(static_cast<uint8_t*>(p1) - static_cast<uint8_t*>(p2), static_cast<ptrdiff_t>(start));
+        }
         ring.Unlock();
     }
 }

@@ -293,7 +293,7 @@ TEST(PulseAudioOut, AToneOfTwoSeconds_IsHeardAtItsPitchLevelAndLength_AndThePosi
     int n = 0;
     const Clock::time_point origin = recorder.StartTime();
     for (const auto& s : positions) {
-        if (s.position < kRate / 5 || s.position > frames - kRate / 5)
+        if (s.position < static_cast<int32_t>(kRate / 5) || s.position > frames - kRate / 5)
             continue;
         const double t = Seconds(s.time - origin);
         sumT += t;
@@ -497,14 +497,16 @@ TEST(PulseAudioOut, EveryWidthAndEightChannels_AreHeardOnTheStereoSinkWhereTheir
         EXPECT_NEAR(ToneFrequency(heard, 2, heardOn, first + 480, last - 480, kRate), 1000.0, 1.0);
         for (int channel = 0; channel < 2; ++channel) {
             const double rms = Rms(heard, 2, channel, first + 480, last - 480);
-            if (channel == 0 ? c.left : c.right)
+            if (channel == 0 ? c.left : c.right) {
                 EXPECT_GT(rms, 0.1) << "channel " << channel;
-            else
+            } else {
                 EXPECT_LT(rms, 0.002) << "channel " << channel;
+            }
         }
         // Mono and stereo arrive at full level.
-        if (c.channels <= 2)
+        if (c.channels <= 2) {
             EXPECT_NEAR(Rms(heard, 2, heardOn, first + 480, last - 480), 0.5 / std::sqrt(2.0), 0.01);
+        }
     }
 }
 
