@@ -406,3 +406,26 @@ TEST(DSoundOut, Format_IsAlwaysExtensible_WithTheDeviceMaskOfItsChannelCount) {
     EXPECT_EQ(head.nChannels, 2);
     EXPECT_EQ(head.nSamplesPerSec, 22050u);
 }
+
+TEST(DSoundOut, MoreSourceChannelsThanTheDeviceOpens_AreFoldedDownByTheRenderer) {
+    HandOut out;
+    out.SetSurroundMode(0, 6);
+    ASSERT_TRUE(out.Open(kRate, 2, 16, 1000, 0));
+    // The centre alone reaches both sides of the stereo ring.
+    CMediaData block(400, 6 * 4);
+    std::fill_n(block.GetFloats(), 400 * 6, 0.0f);
+    for (int f = 0; f < 400; ++f)
+        block.GetFloats()[f * 6 + 2] = 0.5f;
+    ASSERT_EQ(out.Write(block), 0);
+    CMediaData stereo(400, 8);
+    EXPECT_EQ(out.Write(stereo), 1); // blocks come with the source's channels
+    const std::vector<int16_t> ring = Samples16(out.ring->Bytes());
+    EXPECT_GT(ring[2 * 200], 1000);
+    EXPECT_EQ(ring[2 * 200], ring[2 * 200 + 1]);
+    EXPECT_EQ(out.GetBytesWritten(), 400 * 8);
+
+    out.SetSurroundMode(7, 6); // a mode the renderer refuses: nothing opens, nothing is held
+    EXPECT_FALSE(out.Open(kRate, 2, 16, 1000, 0));
+    EXPECT_EQ(out.GetBufferBytes(), 0u);
+    EXPECT_EQ(out.Write(block), 1);
+}
