@@ -204,7 +204,7 @@ bool CLoopingBuffer::Play() {
 }
 
 void CLoopingBuffer::Stop() {
-    // The cursor stands from here on; what the server still holds plays out behind the cork.
+    // The cursor stands from here on; what the server holds waits behind the cork for the next Play.
     CLoopingRing::Stop();
     if (m_stream == nullptr)
         return;

@@ -39,37 +39,30 @@ private:
 
 } // namespace
 
-TEST(DSoundDeviceMgr, WithoutAServer_ListsNothing_CreatesNothing_AndLeavesTheChainItsNumbers) {
+TEST(DSoundDeviceMgr, WithoutAServer_NothingIsListedOrOpened_AndTheChainKeepsItsNumbers) {
     NoServer none;
     auto* head = new CVirtualDeviceMgr({}, {std::make_shared<CVirtualDevice>("card")});
     std::unique_ptr<CAudioDeviceMgr> chain(head);
     auto* pulse = new CDSoundDeviceMgr;
     chain->Append(pulse);
-
     EXPECT_EQ(pulse->GetOutputCount(), 0);
     EXPECT_EQ(pulse->GetInputCount(), 0);
-    EXPECT_EQ(pulse->GetFirstOutput(), 1);
     std::vector<std::string> outputs, inputs;
     chain->GetOutputNames(outputs);
     chain->GetInputNames(inputs);
     EXPECT_EQ(outputs, std::vector<std::string>{"Virtual: card"});
     EXPECT_TRUE(inputs.empty());
     EXPECT_EQ(chain->CreateOutput(1), nullptr);
-    EXPECT_EQ(chain->GetMixerId(1), 0);
-}
 
-TEST(DSoundOut, WithoutAServer_OpenFails_AndTheClosedDeviceAnswersEveryCall) {
-    NoServer none;
+    // A device made for a sink earlier fails to open, and answers every call closed.
     CDSoundOut out("tw_null");
     EXPECT_FALSE(out.Open(48000, 2, 16, 1000, 0));
     CMediaData block(48, 8);
     EXPECT_EQ(out.Write(block), 1);
     EXPECT_EQ(out.GetPosition(), 0);
-    EXPECT_EQ(out.GetMeterBuffer(), nullptr);
     EXPECT_EQ(out.GetPeak(0), 0.0f);
     out.Pause();
     EXPECT_FALSE(out.IsPaused());
     out.Drain();
     out.Stop();
-    out.Close();
 }

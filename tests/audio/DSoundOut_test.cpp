@@ -146,49 +146,42 @@ TEST(DSoundOut, Position_NeverRunsBackwardAcrossWraps_AndCatchesUpWithTheCursor)
     EXPECT_EQ(writer.get(), 0);
 }
 
-TEST(DSoundOut, Stop_WakesAWriteThatWaitsForTheCursor_AndMakesLaterCallsReturnAtOnce) {
-    HandOut out;
-    ASSERT_TRUE(out.Open(kRate, 1, 16, 60000, 0)); // the wait's time-out is a minute
-    CMediaData block;
-    FillCoded(block, 0, 70000, 1);
-    auto writer = WriteAsync(out, block);
-    ASSERT_TRUE(WaitUntil([&] { return out.ring->plays.load() == 1; }));
-    EXPECT_TRUE(StillRunning(writer));
+TEST(DSoundOut, Stop_EndsAWriteWaitingForTheCursor_OrHoldingForItToComeRoundAfterTheLastNotification) {
+    for (const bool holding : {false, true}) {
+        SCOPED_TRACE(holding ? "holding" : "waiting");
+        HandOut out;
+        ASSERT_TRUE(out.Open(kRate, 1, 16, 60000, 0)); // the wait's time-out is a minute
+        const uint32_t ring = out.GetBufferBytes();
+        CMediaData block;
+        FillCoded(block, 0, 150000, 1); // more than two rings
+        auto writer = WriteAsync(out, block);
+        ASSERT_TRUE(WaitUntil([&] { return out.ring->plays.load() == 1; }));
+        if (holding) {
+            // The cursor stops one byte short of the end: every notification has fired, the
+            // writer fills what is free and then, at the last one, holds for the cursor to wrap.
+            out.ring->Advance(ring - 1);
+            ASSERT_TRUE(
+                WaitUntil([&] { return out.GetBytesWritten() == static_cast<int32_t>(ring - 1) * 4; }));
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            EXPECT_EQ(out.GetBytesWritten(), static_cast<int32_t>(ring - 1) * 4)
+                << "a turn counted too early";
+        }
+        EXPECT_TRUE(StillRunning(writer));
 
-    out.Stop();
-    ASSERT_TRUE(Finishes(writer));
-    EXPECT_EQ(writer.get(), 0);
-    EXPECT_EQ(out.ring->GetStatus() & CLoopingRing::kStatusPlaying, 0u);
-    EXPECT_EQ(out.Write(block), 0);
-    out.Drain();
-    EXPECT_EQ(out.ring->plays.load(), 1);
-}
-
-TEST(DSoundOut, AfterTheLastNotification_WriteHoldsUntilTheCursorComesRound_AndStopEndsTheHold) {
-    HandOut out;
-    ASSERT_TRUE(out.Open(kRate, 1, 16, 1000, 0));
-    CMediaData block;
-    FillCoded(block, 0, 10000, 1);
-    auto writer = WriteAsync(out, block);
-    ASSERT_TRUE(WaitUntil([&] { return out.ring->plays.load() == 1; }));
-
-    // The cursor stops one byte short of the end: every notification has fired, the writer
-    // fills what is free and then, at the last notification, holds for the cursor to wrap.
-    out.ring->Advance(1999);
-    ASSERT_TRUE(WaitUntil([&] { return out.GetBytesWritten() == 1999 * 4; }));
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    EXPECT_EQ(out.GetBytesWritten(), 1999 * 4) << "the turn was counted before the cursor came round";
-    EXPECT_TRUE(StillRunning(writer));
-
-    out.Stop();
-    const bool ended = Finishes(writer);
-    if (!ended) {
-        out.ring->Play(); // let the writer go, so that the test can end
-        out.ring->Advance(2010);
-        writer.wait();
+        out.Stop();
+        const bool ended = Finishes(writer);
+        if (!ended) {
+            out.ring->Play(); // let the writer go, so that the test can end
+            out.ring->Advance(ring + 10);
+            writer.wait();
+        }
+        ASSERT_TRUE(ended);
+        EXPECT_EQ(writer.get(), 0);
+        EXPECT_EQ(out.ring->GetStatus() & CLoopingRing::kStatusPlaying, 0u);
+        EXPECT_EQ(out.Write(block), 0);
+        out.Drain(); // a no-op after Stop
+        EXPECT_EQ(out.ring->plays.load(), 1);
     }
-    ASSERT_TRUE(ended);
-    EXPECT_EQ(writer.get(), 0);
 }
 
 TEST(DSoundOut, DrainOfASoundShorterThanTheRing_StartsIt_AndThePositionStopsAtItsLastFrame) {

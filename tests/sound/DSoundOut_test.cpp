@@ -288,25 +288,17 @@ TEST(PulseAudioOut, AToneOfTwoSeconds_IsHeardAtItsPitchLevelAndLength_AndThePosi
         EXPECT_NEAR(Rms(heard, 2, channel, first + 2400, last - 2400), 0.5 / std::sqrt(2.0), 0.005);
     }
 
-    // The position runs at the sink's rate, and frame 0 is played when the monitor hears it.
-    double sumT = 0, sumP = 0, sumTT = 0, sumTP = 0;
-    int n = 0;
-    const Clock::time_point origin = recorder.StartTime();
-    for (const auto& s : positions) {
-        if (s.position < static_cast<int32_t>(kRate / 5) || s.position > frames - kRate / 5)
-            continue;
-        const double t = Seconds(s.time - origin);
-        sumT += t;
-        sumP += s.position;
-        sumTT += t * t;
-        sumTP += t * s.position;
-        ++n;
-    }
-    ASSERT_GT(n, 100);
-    const double slope = (n * sumTP - sumT * sumP) / (n * sumTT - sumT * sumT);
-    const double intercept = (sumP - slope * sumT) / n;
-    EXPECT_NEAR(slope, kRate, kRate * 0.01);
-    const double startsAt = -intercept / slope; // seconds after the recording began
+    // The position runs at the sink's rate, and frame 0 is played when the monitor hears it: taken
+    // between the first and the last sample of the steady middle.
+    auto isMiddle = [&](const PositionWatch::Sample& x) {
+        return x.position > static_cast<int32_t>(kRate / 5) && x.position < frames - kRate / 5;
+    };
+    const auto a = std::find_if(positions.begin(), positions.end(), isMiddle);
+    const auto b = std::find_if(positions.rbegin(), positions.rend(), isMiddle);
+    ASSERT_TRUE(a != positions.end() && b != positions.rend());
+    const double rate = (b->position - a->position) / Seconds(b->time - a->time);
+    EXPECT_NEAR(rate, kRate, kRate * 0.01);
+    const double startsAt = Seconds(a->time - recorder.StartTime()) - a->position / rate;
     const double heardAt = static_cast<double>(first) / kRate;
     EXPECT_NEAR(startsAt, heardAt, 0.03)
         << "position starts at " << startsAt << " s, sound heard at " << heardAt;
