@@ -1,0 +1,99 @@
+#include "audio/AlsaDeviceList.h"
+
+#include <alsa/asoundlib.h>
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace tw {
+
+namespace {
+
+// A hint's field as a string; ALSA hands out malloc'ed copies.
+std::string HintField(const void* hint, const char* id) {
+    char* value = snd_device_name_get_hint(hint, id);
+    if (value == nullptr)
+        return {};
+    std::string s(value);
+    std::free(value);
+    return s;
+}
+
+} // namespace
+
+CAlsaDeviceList CAlsaDeviceList::Enumerate() {
+    CAlsaDeviceList list;
+    void** hints = nullptr;
+    if (snd_device_name_hint(-1, "pcm", &hints) < 0 || hints == nullptr)
+        return list;
+    std::vector<Device> nullOutputs;
+    std::vector<Device> nullInputs;
+    for (void** h = hints; *h != nullptr; ++h) {
+        Device d;
+        d.name = HintField(*h, "NAME");
+        if (d.name.empty() || d.name == kDefaultPcm)
+            continue;
+        const std::string desc = HintField(*h, "DESC");
+        d.description = desc.substr(0, desc.find('\n'));
+        // No IOID means the device does both.
+        const std::string io = HintField(*h, "IOID");
+        const bool isNull = d.name == kNullPcm;
+        if (io.empty() || io == "Output")
+            (isNull ? nullOutputs : list.m_outputs).push_back(d);
+        if (io.empty() || io == "Input")
+            (isNull ? nullInputs : list.m_inputs).push_back(d);
+    }
+    snd_device_name_free_hint(hints);
+    list.m_outputs.insert(list.m_outputs.end(), nullOutputs.begin(), nullOutputs.end());
+    list.m_inputs.insert(list.m_inputs.end(), nullInputs.begin(), nullInputs.end());
+    return list;
+}
+
+std::string CAlsaDeviceList::PcmAt(const std::vector<Device>& list, int32_t index) {
+    const int32_t count = static_cast<int32_t>(list.size());
+    if (index >= 0 && index < count)
+        return list[static_cast<size_t>(index)].name;
+    return index == count ? kDefaultPcm : std::string();
+}
+
+std::string CAlsaDeviceList::DisplayName(const Device& device) {
+    return kPrefix + (device.description.empty() ? device.name : device.description);
+}
+
+std::string CAlsaDeviceList::ControlDeviceOf(const std::string& pcm) {
+    if (pcm.empty() || pcm == kNullPcm)
+        return {};
+    if (pcm == kDefaultPcm)
+        return kDefaultPcm;
+    // Card devices name their card as an argument (front:CARD=PCH,DEV=0, sysdefault:CARD=PCH).
+    const size_t card = pcm.find("CARD=");
+    if (card != std::string::npos) {
+        const size_t start = card + 5;
+        const size_t end = pcm.find_first_of(",}'\"", start);
+        return "hw:CARD=" + pcm.substr(start, end == std::string::npos ? std::string::npos : end - start);
+    }
+    // The short forms hw:0,1 and plughw:0,1.
+    for (const char* prefix : {"hw:", "plughw:"}) {
+        const std::string p(prefix);
+        if (pcm.compare(0, p.size(), p) == 0) {
+            const std::string rest = pcm.substr(p.size());
+            return "hw:" + rest.substr(0, rest.find(','));
+        }
+    }
+    // A plug-in with a control device of its own (pulse, say) is controlled there; the others
+    // (rate converters, up-mixers) play through ALSA's default device, whose volume is theirs.
+    const std::string own = pcm.substr(0, pcm.find(':'));
+    return ControlDeviceExists(own) ? own : kDefaultPcm;
+}
+
+bool CAlsaDeviceList::ControlDeviceExists(const std::string& ctl) {
+    if (ctl.empty())
+        return false;
+    snd_ctl_t* handle = nullptr;
+    if (snd_ctl_open(&handle, ctl.c_str(), SND_CTL_NONBLOCK) < 0)
+        return false;
+    snd_ctl_close(handle);
+    return true;
+}
+
+} // namespace tw
