@@ -45,6 +45,7 @@ public:
     // for any device of card x (CARD=x in its arguments, or hw:N / plughw:N style), nothing for
     // `null`, a plug-in's own control device where it has one (`pulse`), else `default`.
     static std::string ControlDeviceOf(const std::string& pcm);
+    // Whether ALSA's configuration defines a control device of that name (hw:... always is).
     static bool ControlDeviceExists(const std::string& ctl);
 
 private:
