@@ -2,6 +2,7 @@
 // what is played there is heard on its monitor at the right pitch, level and length, the position
 // follows the sink's clock, and a sink or server that goes away ends playback without a hang.
 #include "SoundTestSupport.h"
+#include "SpareSoundServer.h"
 
 #include "audio/DSoundDeviceMgr.h"
 #include "audio/DSoundOut.h"
@@ -11,12 +12,9 @@
 
 #include <atomic>
 #include <chrono>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <future>
 #include <memory>
 #include <string>
@@ -151,74 +149,6 @@ private:
     std::atomic<bool> m_run{true};
     std::vector<Sample> m_samples;
     std::thread m_thread;
-};
-
-// A second PulseAudio server with a null sink of its own, for a test that kills it.
-class ThrowawayServer {
-public:
-    ThrowawayServer() {
-        char pattern[] = "/tmp/tw-doomed-pulse-XXXXXX";
-        if (mkdtemp(pattern) == nullptr)
-            return;
-        m_dir = pattern;
-        std::filesystem::create_directories(m_dir + "/pulse");
-        std::ofstream(m_dir + "/default.pa")
-            << "load-module module-native-protocol-unix\n"
-               "load-module module-null-sink sink_name=tw_doomed sink_properties=device.description=Doomed\n";
-        m_address = "unix:" + m_dir + "/pulse/native";
-        const std::string env = "XDG_RUNTIME_DIR='" + m_dir + "' PULSE_RUNTIME_PATH='" + m_dir + "/pulse' ";
-        std::system((env +
-                     "env -u PULSE_SERVER pulseaudio --daemonize=yes --exit-idle-time=-1 --use-pid-file=yes "
-                     "--system=no -n -F '" +
-                     m_dir + "/default.pa' --log-target=file:'" + m_dir + "/pulse.log' >/dev/null 2>&1")
-                        .c_str());
-        for (int i = 0; i < 100 && !Answers(); ++i)
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        std::ifstream(m_dir + "/pulse/pid") >> m_pid;
-    }
-    ~ThrowawayServer() {
-        if (m_pid > 0)
-            kill(m_pid, SIGKILL);
-        if (!m_dir.empty()) {
-            std::error_code ec;
-            std::filesystem::remove_all(m_dir, ec);
-        }
-    }
-    bool Answers() const {
-        return Shell("PULSE_SERVER='" + m_address + "' pactl info >/dev/null 2>&1; echo $?") == "0";
-    }
-    const std::string& Address() const { return m_address; }
-    void Kill() {
-        if (m_pid > 0)
-            kill(m_pid, SIGKILL);
-    }
-
-private:
-    std::string m_dir;
-    std::string m_address;
-    pid_t m_pid = 0;
-};
-
-// Points libpulse at another server for the life of the object.
-class ServerSwitch {
-public:
-    explicit ServerSwitch(const std::string& address) {
-        const char* old = std::getenv("PULSE_SERVER");
-        m_had = old != nullptr;
-        if (m_had)
-            m_old = old;
-        setenv("PULSE_SERVER", address.c_str(), 1);
-    }
-    ~ServerSwitch() {
-        if (m_had)
-            setenv("PULSE_SERVER", m_old.c_str(), 1);
-        else
-            unsetenv("PULSE_SERVER");
-    }
-
-private:
-    bool m_had = false;
-    std::string m_old;
 };
 
 // Plays until Write fails or `seconds` have passed, on a thread; the failing result, or 0.
@@ -548,15 +478,15 @@ TEST(PulseAudioOut, ASinkThatVanishesDuringPlayback_EndsTheWriteWithoutAHang) {
 
 TEST(PulseAudioOut, AServerKilledDuringPlayback_EndsTheWriteWithoutAHang) {
     TW_REQUIRE_SOUND_SERVER();
-    ThrowawayServer server;
+    SpareSoundServer server;
     ASSERT_TRUE(server.Answers());
     std::unique_ptr<CAudioOut> out;
     {
         ServerSwitch to(server.Address());
         CDSoundDeviceMgr manager;
-        const int32_t id = FindOutput(manager, "PulseAudio: Doomed");
-        ASSERT_GE(id, 0);
-        out.reset(manager.CreateOutput(id));
+        ASSERT_EQ(manager.GetEntries().size(), 1u);
+        EXPECT_EQ(manager.GetEntries()[0].sink, "spare_null");
+        out.reset(manager.CreateOutput(0));
         ASSERT_NE(out, nullptr);
         ASSERT_TRUE(out->Open(kRate, 2, 16, 1000, 0));
     }
