@@ -1,0 +1,65 @@
+// A rotary dial for an integer value: range, single and page steps, keys and valueChanged() come from
+// QAbstractSlider. Dragging up or right turns it up (Shift for fine steps), the wheel moves one
+// single step per notch (Ctrl for a page), a double click goes back to the default value.
+#pragma once
+
+#include <QAbstractSlider>
+
+#include <functional>
+
+namespace tw {
+
+class CKnob : public QAbstractSlider {
+    Q_OBJECT
+
+public:
+    using Formatter = std::function<QString(int value)>;
+
+    static constexpr double kSweepDegrees = 270.0;
+    static constexpr int kDragPixels = 200; // a drag this long crosses the whole range
+    static constexpr double kFineFactor = 0.1;
+
+    explicit CKnob(QWidget* parent = nullptr);
+
+    void SetCaption(const QString& caption);
+    QString Caption() const { return m_caption; }
+    // Written after the number ("dB"); unused when a formatter is set.
+    void SetSuffix(const QString& suffix);
+    void SetFormatter(Formatter formatter);
+    // The value a double click returns to; limited to the range when used.
+    void SetDefaultValue(int value) { m_defaultValue = value; }
+    int DefaultValue() const { return m_defaultValue; }
+    // The value as the dial writes it under itself.
+    QString ValueText() const;
+
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
+    void wheelEvent(QWheelEvent* event) override;
+
+private:
+    // The angle of `value` in Qt's degrees: 0 at three o'clock, counted anticlockwise.
+    double AngleOf(int value) const;
+    // Where the value arc starts: at 0 for a range around 0 (a balance), else at the minimum.
+    int ArcOrigin() const;
+
+    QString m_caption;
+    QString m_suffix;
+    Formatter m_formatter;
+    int m_defaultValue = 0;
+    bool m_dragging = false;
+    double m_dragValue = 0.0;
+    QPointF m_lastPos;
+    int m_wheelRemainder = 0;
+};
+
+// The same dial; the meter bar's volume and balance are made with this name.
+using CExKnob = CKnob;
+
+} // namespace tw
