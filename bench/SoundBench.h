@@ -62,13 +62,10 @@ inline bool SoundServerAnswers(const char* name) {
     return false;
 }
 
-// The system's chain of device managers, made as the application makes it at start-up: the ALSA
-// manager at the head (its default device last), the PulseAudio manager behind it. The caller owns
-// the head and installs it with tw::SetDeviceChain for the views and the record thread to find.
+// The system's chain of device managers, made as the application makes it at start-up. The
+// caller owns the head and installs it with tw::SetDeviceChain for the views and the record thread.
 inline tw::CAudioDeviceMgr* MakeDeviceChain() {
-    auto* head = new tw::CMMEDeviceMgr;
-    head->Append(new tw::CDSoundDeviceMgr);
-    return head;
+    return tw::CreateDeviceChain();
 }
 
 // The global number of the first output (or input) whose name starts with `prefix` and holds

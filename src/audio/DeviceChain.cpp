@@ -1,6 +1,8 @@
 #include "audio/DeviceChain.h"
 
 #include "audio/AudioDeviceMgr.h"
+#include "audio/DSoundDeviceMgr.h"
+#include "audio/MMEDeviceMgr.h"
 
 #include <atomic>
 
@@ -9,6 +11,13 @@ namespace tw {
 namespace {
 std::atomic<CAudioDeviceMgr*> g_chain{nullptr};
 } // namespace
+
+CAudioDeviceMgr* CreateDeviceChain() {
+    // ALSA first, so that its devices keep their numbers whatever the sound server offers.
+    auto* head = new CMMEDeviceMgr;
+    head->Append(new CDSoundDeviceMgr);
+    return head;
+}
 
 CAudioDeviceMgr* DeviceChain() {
     return g_chain.load();

@@ -35,6 +35,14 @@ void ShowOutputError(WindowHandle window) {
                               0x30 /*MB_ICONWARNING*/);
 }
 
+// From the play thread: the box is the view's, shown on the view's thread, so that the play thread
+// ends at once and a view stopping it never waits for a person to answer a box.
+void PostOutputError(WindowHandle window) {
+    CMessageLoop* loop = window != 0 ? CWindow::LoopOf(window) : nullptr;
+    if (loop == nullptr || !loop->PostCall([window] { ShowOutputError(window); }))
+        ShowOutputError(window);
+}
+
 // Close and delete under the exclusive side, so that a view inside the shared side never calls a
 // device that is going away.
 void ReleaseDevice(PlayRequest& request, CAudioOut* device, bool close) {
@@ -66,7 +74,7 @@ bool StartPlayback(PlayRequest& request, CAudioDeviceMgr& devices, std::thread& 
     request.lastCursorX = -1;
     request.tracePlayback = GetSettingInt("View", "Trace Playback", 1);
     request.surroundMode = GetSettingInt("AudioOutput", "SurroundMode", 0);
-    request.channelMask = ~0u;
+    request.channelMask.store(~0u);
     request.loopCounter = 0;
     request.device->store(device);
     thread = std::thread(PlayThreadProc, &request);
@@ -94,7 +102,7 @@ void PlayThreadProc(PlayRequest* request) {
 
     if (format == nullptr || !device->Open(rate, channels, bits, kPlayLatencyMs, 0)) {
         ReleaseDevice(*request, device, false);
-        ShowOutputError(request->window);
+        PostOutputError(request->window);
         StartViewTimer(request->window);
         return;
     }
@@ -106,7 +114,7 @@ void PlayThreadProc(PlayRequest* request) {
     // A device that fails mid-way ends the pump like a stop; the tail is still drained and the
     // device closed, and no message is shown.
     media->Render(*device, section, chain.GetCount() > 0 ? &chain : nullptr, request->loop,
-                  &request->loopCounter, const_cast<const uint32_t*>(&request->channelMask));
+                  &request->loopCounter, &request->channelMask);
     device->Drain();
     ReleaseDevice(*request, device, true);
 }

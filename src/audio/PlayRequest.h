@@ -27,16 +27,20 @@ struct PlayRequest {
     CSection section;
     WindowHandle window = 0; // receives the timer and owns the error box
     int32_t lastCursorX = -1;
-    int32_t tracePlayback = 1;         // View / Trace Playback
+    int32_t tracePlayback = 1;         // View / Trace Playback at the start: whether the view follows
+    int32_t traceDisplay = 1;          // the same, read again at each play command and paint: cursor and time
+    int32_t priority = 32;             // 32 for the view's own play commands, 6 for an effect's preview
     CTransformBase* preview = nullptr; // run after the document's own effects; not owned
     // The view's device pointer. Atomic because the view tests it outside the gate on every timer
     // tick and in the stop handshake, while the play thread clears it under the exclusive side.
     std::atomic<CAudioOut*>* device = nullptr;
     bool loop = false;
-    int32_t loopCounter = 0;             // raised by one at each wrap; polled by the view
-    int32_t surroundMode = 0;            // AudioOutput / SurroundMode
-    volatile uint32_t channelMask = ~0u; // bit c clear mutes channel c (mod 32) while playing
-    CReadWriteMutex* gate = nullptr;     // the view's gate over *device
+    int32_t loopCounter = 0;  // raised by one at each wrap; polled by the view
+    int32_t surroundMode = 0; // AudioOutput / SurroundMode
+    // Bit c clear mutes channel c (mod 32) while playing: written by the document thread (channel
+    // mute) while the play thread reads it once per block.
+    std::atomic<uint32_t> channelMask{~0u};
+    CReadWriteMutex* gate = nullptr; // the view's gate over *device
 };
 
 // The view's timer that polls position, peaks and the end of a playback.

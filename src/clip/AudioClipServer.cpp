@@ -74,9 +74,10 @@ uint32_t CAudioClipServer::Release() {
 }
 
 HRESULT CAudioClipServer::InitServer() {
-    // The device managers are made by the audio devices' start-up, which the windowless server
-    // does not need: clips render to the host, not to a device.
     IClipServerHost* host = ClipServerHost();
+    // The editor's documents that a host opens beside its clips play through the same chain.
+    if (host != nullptr)
+        host->StartDevices();
     const bool loaded = host != nullptr ? host->StartFileFilters() : StartFileFiltersAlone();
     // A host that goes on without the filters still has its clips' projects; the failure is the
     // user's to see, not the host's to handle.

@@ -20,6 +20,8 @@ public:
     // the last document deleted them, and names the project files as the preferred entry. True when
     // the library stands.
     virtual bool StartFileFilters() = 0;
+    // Makes the device manager chain the editor's documents play and record through (once).
+    virtual void StartDevices() = 0;
     // The run status as tkQueryRunStatus refreshes it, and the number of listed document threads.
     virtual void QueryRunStatus(int32_t& running, int32_t& documents) = 0;
     // Sets the application's close-all flag, asks every document thread to end and waits for them

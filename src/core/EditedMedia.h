@@ -170,7 +170,7 @@ public:
     // block. True when the section ran out or the read was cancelled; false when the sink refused a
     // block (a non-zero Write). An empty section writes nothing and gives true.
     bool Render(CStreamOut& sink, const CSection& section, const CTransformChain* chain, bool loop,
-                int32_t* counter, const uint32_t* mask);
+                int32_t* counter, const std::atomic<uint32_t>* mask);
     // Sets the cancel flag: a running Render stops within one block.
     void RequestStop() { m_cancel.store(1, std::memory_order_relaxed); }
     // Peaks of a range assembled by events as ReadSamples would play them: each piece's stream

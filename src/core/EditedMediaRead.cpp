@@ -190,7 +190,7 @@ void CEditedMedia::SyncTransforms(int64_t position, bool display) const {
 }
 
 bool CEditedMedia::Render(CStreamOut& sink, const CSection& section, const CTransformChain* chain, bool loop,
-                          int32_t* counter, const uint32_t* mask) {
+                          int32_t* counter, const std::atomic<uint32_t>* mask) {
     const WAVEFORMATEX* format = GetFormat();
     m_cancel.store(0, std::memory_order_relaxed);
     if (format == nullptr || format->nBlockAlign == 0)
@@ -232,8 +232,10 @@ bool CEditedMedia::Render(CStreamOut& sink, const CSection& section, const CTran
             float* samples = out->GetFloats();
             const int64_t outFrames = out->GetFrameCount();
             const int32_t outChannels = out->GetFrameSize() / 4;
+            // One reading per block: a mute set while the block is made takes effect in the next.
+            const uint32_t bits = mask->load(std::memory_order_relaxed);
             for (int32_t c = 0; c < outChannels; ++c) {
-                if ((*mask >> (c % 32)) & 1u)
+                if ((bits >> (c % 32)) & 1u)
                     continue;
                 for (int64_t f = 0; f < outFrames; ++f)
                     samples[f * outChannels + c] = 0.0f;

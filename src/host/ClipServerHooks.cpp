@@ -30,6 +30,8 @@ public:
         return true;
     }
 
+    void StartDevices() override { App().EnsureDevices(); }
+
     void QueryRunStatus(int32_t& running, int32_t& documents) override {
         CFileThreadList& list = CFileThreadList::Instance();
         App().m_runStatus = list.AnyRunning() ? 1 : 0;

@@ -1,9 +1,12 @@
 #include "host/TideworkApp.h"
 
+#include "audio/AudioDeviceMgr.h"
+#include "audio/DeviceChain.h"
 #include "dsp/MediaMakers.h"
 #include "dsp/TransformManager.h"
 #include "host/ClipServerHooks.h"
 #include "host/HostServices.h"
+#include "platform/Settings.h"
 #include "storage/DirectoryManager.h"
 #include "storage/FileFilterManager.h"
 
@@ -39,7 +42,38 @@ CTideworkApp::CTideworkApp()
 
 CTideworkApp::~CTideworkApp() {
     SetDocumentHost(nullptr);
+    {
+        std::lock_guard<std::mutex> lock(m_devicesLock);
+        SetDeviceChain(nullptr);
+        m_devices.reset();
+    }
     LetGoOfApplicationWindow();
+}
+
+CAudioDeviceMgr* CTideworkApp::EnsureDevices() {
+    std::lock_guard<std::mutex> lock(m_devicesLock);
+    // Devices are listed once: a card plugged in later appears at the next start.
+    if (!m_devices) {
+        m_devices.reset(CreateDeviceChain());
+        SetDeviceChain(m_devices.get());
+    }
+    return m_devices.get();
+}
+
+void CTideworkApp::NoteStartVolume() {
+    CAudioDeviceMgr* devices = EnsureDevices();
+    if (devices != nullptr)
+        m_startVolume.Note(GetSettingInt("Audio", "OutputDevice", DefaultOutputDevice()), *devices,
+                           IsAnotherInstance());
+}
+
+bool CTideworkApp::RestoreStartVolume() {
+    return m_startVolume.Restore();
+}
+
+CAudioDeviceMgr* CTideworkApp::GetDevices() const {
+    std::lock_guard<std::mutex> lock(m_devicesLock);
+    return m_devices.get();
 }
 
 void CTideworkApp::LetGoOfApplicationWindow() {

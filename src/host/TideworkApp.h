@@ -6,6 +6,7 @@
 // (CFileThreadList::Lock), as the document threads that use it come and go.
 #pragma once
 
+#include "audio/WaveVolume.h"
 #include "platform/InstanceLock.h"
 #include "platform/Window.h"
 
@@ -16,6 +17,7 @@
 
 namespace tw {
 
+class CAudioDeviceMgr;
 class CFileFilterManager;
 
 class CTideworkApp {
@@ -32,6 +34,16 @@ public:
     // The last step of a successful start (tkInitDLL, the clip server's InitServer): the list of
     // transforms the menus offer. Safe to repeat; call without ThreadListLock held.
     void StartTransforms();
+
+    // The device manager chain, built on the first call (tkInitDLL, the clip server's InitServer)
+    // and installed for the views and the recording console. Thread-safe.
+    CAudioDeviceMgr* EnsureDevices();
+    CAudioDeviceMgr* GetDevices() const;
+    // The start volume: noted by tkInitDLL on the output device of the settings (with the
+    // other-instance rule), put back by tkShutdown.
+    void NoteStartVolume();
+    bool RestoreStartVolume();
+    const CWaveVolume& GetStartVolume() const { return m_startVolume; }
 
     // True when another instance held the instance lock when this one loaded.
     bool IsAnotherInstance() const { return m_anotherInstance; }
@@ -66,6 +78,9 @@ private:
     std::unique_ptr<CFileFilterManager> m_filterManager;
     std::unique_ptr<CApplicationWindow> m_applicationWindow;
     std::once_flag m_initOnce;
+    mutable std::mutex m_devicesLock;
+    std::unique_ptr<CAudioDeviceMgr> m_devices;
+    CWaveVolume m_startVolume;
 };
 
 // The one application object.

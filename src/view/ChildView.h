@@ -21,15 +21,18 @@
 #include "storage/RaffParser.h"
 #include "view/CommandTable.h"
 #include "view/DocumentState.h"
+#include "view/TransportBar.h"
 
 #include <tidework/tidework.h>
 #include <tidework/transform.h>
 
+#include <atomic>
 #include <cstdint>
 #include <list>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace tw {
@@ -42,6 +45,7 @@ class CStreamOut;
 class CTransformPlugin;
 class CUndoEntry;
 class CViewHistory;
+struct PlayRequest;
 
 // Observes the history lists (the edit history bar's model); told after every change of them.
 class IHistoryObserver {
@@ -104,7 +108,12 @@ public:
         kChangeStageSettings = 32775,
         kBypassStage = 32785,
         kDeleteStage = 32795,
-        // transport: answered by the transport when it exists
+        // transport
+        kPlaySection = 32772,
+        kPlayAll = 32773,
+        kPlayLooped = 32818,
+        kStop = 32774,
+        kPauseButton = 32837,
         kRecord = 32771,
         // the vertical-zoom combo box of the frame
         kVerticalZoomCombo = 1033,
@@ -249,10 +258,30 @@ public:
     float TempoAtSelection();
     float SelectionPeak();
 
-    // ---- playback: the transport sets and clears m_output ----
-    bool IsPlaying() const { return m_output != nullptr; }
-    // Stops a running playback and waits for its thread; nothing when none runs.
+    // ---- transport (ChildViewTransport.cpp) ----
+    bool IsPlaying() const { return m_output.load() != nullptr; }
+    void OnPlaySection();
+    void OnPlayAll();
+    void OnPauseButton();
+    // Plays `section` through `transform` (a preview, may be null) on the output device of the
+    // settings; nothing when the media is empty or a playback runs. False when none started.
+    bool StartPlayback(CSection section, CTransformPlugin* transform, bool loop);
+    // Stops a running playback and returns when the play thread has let go of the device; then
+    // the idle status, reset meters and play buttons are published. Nothing when none runs.
     void StopPlayback();
+    // Timer 100: moves the play cursor, feeds the meters, turns the page, sees the end.
+    void OnPlayTimer();
+    // Tells the frame which play button the transport bar shows and whether it plays.
+    void SetPlayButtons(bool isAll, bool playing);
+    // The channel enable mask of the running playback (bit c on: channel c sounds); the effect
+    // dialog's channel menu writes it while the play thread reads it.
+    void SetChannelMask(uint32_t mask);
+    uint32_t GetChannelMask() const;
+
+    // ---- recording (ChildViewRecord.cpp) ----
+    // The Record command: the recording console on a temporary file, then the take inserted (or
+    // written over the selection's start) under one undo stage.
+    void OnRecord();
 
     // ---- state ----
     const std::string& GetFileName() const { return m_fileName; }
@@ -287,7 +316,8 @@ public:
     CRuler m_ruler;
     CAxis m_axis;
     int32_t m_looped = 0;
-    CAudioOut* m_output = nullptr;
+    // Set by the document thread, cleared by the play thread under the exclusive side of m_gate.
+    std::atomic<CAudioOut*> m_output{nullptr};
     CVisualizer* m_visualizer = nullptr;
     std::vector<std::string> m_pendingFiles;
     std::mutex m_bridgeLock;
@@ -303,6 +333,7 @@ public:
     ITkCloseCallback* m_closeCallback = nullptr;
     CReadWriteMutex m_gate;
     uint32_t m_tick = 0;
+    std::unique_ptr<PlayRequest> m_playRequest;
     uint8_t m_showChannelSum = 0;
     uint8_t m_selecting = 0;
     uint8_t m_dragIsCrossFade = 0;
@@ -317,6 +348,15 @@ private:
     void AddEditCommands(CCommandTable& table);
     void AddFileCommands(CCommandTable& table);
     void AddTransformCommands(CCommandTable& table);
+    void AddTransportCommands(CCommandTable& table);
+    // The end of a playback as the timer or a stop finds it: idle text, meters, buttons, device.
+    void PlaybackEnded();
+    // Play Section and Play All: they differ in the section and in the button they turn to pause.
+    void PlayCommand(bool isAll);
+    // The document frame the device has reached (loops folded into the play section).
+    int64_t PlayPosition();
+    // A looped playback starts again on a selection drawn while it plays.
+    void RestartLoopOnSelection();
     void OnCreate();
     intptr_t Dispatch(uint32_t message, uintptr_t wParam, intptr_t lParam);
 
@@ -335,6 +375,8 @@ private:
     bool m_capture = false;
     uint32_t m_stateSaves = 0;
     bool m_statePending = false;
+    std::thread m_playThread;
+    CTransportBar m_transportBar;
 };
 
 } // namespace tw

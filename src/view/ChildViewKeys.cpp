@@ -2,16 +2,12 @@
 // End, and Space for the transport.
 #include "view/ChildView.h"
 
+#include "audio/PlayRequest.h"
 #include "platform/Messages.h"
 
 #include <algorithm>
 
 namespace tw {
-
-namespace {
-constexpr uint32_t kPlaySection = 32772;
-constexpr uint32_t kPlayAll = 32773;
-} // namespace
 
 void CChildView::OnKeyDown(uint32_t key, intptr_t modifiers) {
     const bool shift = (modifiers & kKeyShift) != 0;
@@ -32,13 +28,19 @@ void CChildView::OnKeyDown(uint32_t key, intptr_t modifiers) {
         else
             OnCmdMsg(shift ? kPlayAll : kPlaySection);
         break;
+    // While playing, Home and End take the play cursor's place into the selection, so a person
+    // can mark a passage by ear.
     case VK_END:
-        if (!IsPlaying())
+        if (IsPlaying())
+            m_selection.m_end = SampleFromX(m_playRequest->lastCursorX);
+        else
             m_viewSection =
                 CSection(m_selection.m_end - length / 20, m_selection.m_end - length / 20 + length);
         break;
     case VK_HOME:
-        if (!IsPlaying())
+        if (IsPlaying())
+            m_selection.m_start = SampleFromX(m_playRequest->lastCursorX);
+        else
             m_viewSection =
                 CSection(m_selection.m_start - length / 20, m_selection.m_start - length / 20 + length);
         break;

@@ -2,6 +2,7 @@
 // splits, the wheel and the cursor shapes.
 #include "view/ChildView.h"
 
+#include "audio/PlayRequest.h"
 #include "core/LabelList.h"
 #include "core/MediaEvent.h"
 #include "dsp/TransformPlugin.h"
@@ -45,6 +46,17 @@ void CChildView::OnLButtonDown(uintptr_t flags, int x, int y) {
         m_dragIsCrossFade = grip == 1 ? 1 : 0;
         const int32_t label = m_visualizer->HitTestLabel(x, y, m_plot, m_viewSection);
         m_dragSplit = label >= 0 ? m_media.GetLabels().GetAt(label) : nullptr;
+    }
+    // A click on the ruler moves a running (not looped) playback there.
+    if (IsPlaying() && y < m_plot.top && !m_playRequest->loop) {
+        const int64_t p = SampleFromX(x);
+        if (p < m_media.GetLength()) {
+            StopPlayback();
+            StartPlayback(CSection(p, m_media.GetLength()), nullptr, false);
+            if (IsPlaying())
+                SetPlayButtons(false, true);
+        }
+        return;
     }
     if (m_dragEvent != nullptr) {
         PushUndo(LoadString(m_dragIsCrossFade != 0 ? kCrossFadeTime : kSpliceMove), nullptr);
@@ -163,7 +175,18 @@ void CChildView::OnLButtonUp(uintptr_t flags, int x, int y) {
     SetCursor(CursorShape::Arrow);
     m_selecting = 0;
     m_selection.Normalize();
+    RestartLoopOnSelection();
     SetStatus(kIdleStatus);
+}
+
+void CChildView::RestartLoopOnSelection() {
+    // A looped playback follows the selection a person draws while it plays.
+    if (!IsPlaying() || !m_playRequest->loop || m_selection.SectionLength() <= 0)
+        return;
+    StopPlayback();
+    StartPlayback(m_selection, nullptr, true);
+    if (IsPlaying())
+        SetPlayButtons(false, true);
 }
 
 void CChildView::OnRButtonDown(uintptr_t flags, int x, int y) {
@@ -184,10 +207,10 @@ void CChildView::OnRButtonDown(uintptr_t flags, int x, int y) {
 }
 
 void CChildView::OnRButtonUp(uintptr_t flags, int x, int y) {
-    // A looped playback follows the selection; it restarts when the transport runs one.
     (void)flags;
     (void)x;
     (void)y;
+    RestartLoopOnSelection();
 }
 
 void CChildView::OnLButtonDblClk(uintptr_t flags, int x, int y) {

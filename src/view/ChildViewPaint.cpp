@@ -2,6 +2,8 @@
 // presentation in one piece, so the window never shows a half-drawn frame.
 #include "view/ChildView.h"
 
+#include "audio/PlayRequest.h"
+
 #include "display/DrawContext.h"
 #include "platform/Settings.h"
 
@@ -71,6 +73,13 @@ void CChildView::Paint() {
         }
     }
     Presentation().ViewImage(GetSafeHandle(), std::move(published));
+    if (IsPlaying()) {
+        // The picture comes without the play cursor: its line is drawn again over it, where the
+        // timer left it, and whether it shows at all follows the setting as it is now.
+        m_playRequest->traceDisplay = GetSettingInt("View", "Trace Playback", 1);
+        if (m_playRequest->lastCursorX >= 0)
+            Presentation().PlayCursor(GetSafeHandle(), m_playRequest->lastCursorX, m_plot.top, m_plot.bottom);
+    }
 }
 
 } // namespace tw

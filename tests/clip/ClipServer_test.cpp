@@ -22,9 +22,11 @@ public:
         documents = 3;
     }
     void CloseAllDocuments() override { ++closes; }
+    void StartDevices() override { ++deviceStarts; }
 
     bool filtersStand = true;
     int starts = 0;
+    int deviceStarts = 0;
     int closes = 0;
 };
 
@@ -67,6 +69,7 @@ TEST_F(ClipServerTest, WithTheApplicationItAsksItForFiltersStatusAndClosing) {
     HookScope scope(&application);
     EXPECT_EQ(m_server->InitServer(), S_OK);
     EXPECT_EQ(application.starts, 1);
+    EXPECT_EQ(application.deviceStarts, 1); // the devices come before the filters, as for tkInitDLL
     EXPECT_TRUE(m_presentation->Boxes().empty());
 
     // Both words are written, the second beside the first.

@@ -296,7 +296,7 @@ TEST(Render, WritesFiftyMillisecondBlocksThroughPostEffectsAndAMask) {
     CTransformChain post;
     GainTransform half(0.5f);
     post.Add(&half);
-    const uint32_t mask = 0x1; // right channel (bit 1) off
+    const std::atomic<uint32_t> mask{0x1}; // right channel (bit 1) off
     EXPECT_TRUE(media.Render(sink, CSection(1000, 6000), &post, false, nullptr, &mask));
     EXPECT_EQ(sink.writes, 3); // 2205 + 2205 + 590 frames at 44.1 kHz
     ASSERT_EQ(sink.samples.size(), 10000u);
@@ -306,7 +306,7 @@ TEST(Render, WritesFiftyMillisecondBlocksThroughPostEffectsAndAMask) {
     }
     // Mask bits wrap after 32: bit 1 of 0x2 keeps the right channel only.
     CollectSink wrapped;
-    const uint32_t right = 0x2;
+    const std::atomic<uint32_t> right{0x2};
     EXPECT_TRUE(media.Render(wrapped, CSection(0, 10), nullptr, false, nullptr, &right));
     EXPECT_EQ(wrapped.samples[0], 0.0f);
     EXPECT_FLOAT_EQ(wrapped.samples[1], 0.1f);
