@@ -1,6 +1,7 @@
 #include "view/ChildView.h"
 
 #include "audio/AudioOut.h"
+#include "audio/PlayRequest.h"
 #include "display/PCMVisualizer.h"
 #include "platform/Messages.h"
 #include "platform/Presentation.h"
@@ -14,15 +15,19 @@
 
 namespace tw {
 
-CChildView::CChildView() : m_state(std::make_shared<CDocumentState>()) {
+CChildView::CChildView()
+    : m_playRequest(std::make_unique<PlayRequest>()), m_state(std::make_shared<CDocumentState>()) {
     AddViewCommands(m_commands);
     AddHistoryCommands(m_commands);
     AddEditCommands(m_commands);
     AddFileCommands(m_commands);
     AddTransformCommands(m_commands);
+    AddTransportCommands(m_commands);
 }
 
 CChildView::~CChildView() {
+    // The play thread reads the media and clears m_output: it goes before either does.
+    StopPlayback();
     ClearHistory();
     delete m_visualizer;
     m_visualizer = nullptr;
@@ -33,8 +38,6 @@ CChildView::~CChildView() {
         m_closeCallback->OnDocumentClosed(path.c_str());
     }
     m_media.Clear();
-    delete m_output;
-    m_output = nullptr;
     DestroyWindow();
     if (m_loop != nullptr)
         m_loop->Quit(0);
@@ -72,19 +75,6 @@ void CChildView::SetStatus(const std::string& text) {
 void CChildView::SetCursor(CursorShape shape) {
     if (GetSafeHandle() != 0)
         Presentation().SetCursor(GetSafeHandle(), shape);
-}
-
-void CChildView::StopPlayback() {
-    if (m_output == nullptr)
-        return;
-    m_media.RequestStop();
-    m_gate.LockRead();
-    if (m_output != nullptr)
-        m_output->Stop();
-    m_gate.UnlockRead();
-    // The play thread clears m_output when it has finished; its last calls may be posted here.
-    while (m_output != nullptr && m_loop != nullptr && !m_loop->HasQuit())
-        m_loop->PumpFor(10);
 }
 
 void CChildView::RequestStateSave() {
@@ -143,6 +133,11 @@ intptr_t CChildView::Dispatch(uint32_t message, uintptr_t wParam, intptr_t lPara
     case WM_PAINT:
         Paint();
         return 0;
+    case WM_TIMER:
+        if (wParam != kPlayTimerId)
+            return CWindow::WindowProc(message, wParam, lParam);
+        OnPlayTimer();
+        break;
     case kSaveStateMessage:
         if (m_statePending)
             SaveProjectState();
@@ -184,6 +179,9 @@ intptr_t CChildView::Dispatch(uint32_t message, uintptr_t wParam, intptr_t lPara
         SetVisualizerType(m_visualizer != nullptr ? m_visualizer->GetType() : 1);
         break;
     case WM_COMMAND:
+        // The vertical zoom box of the frame tells its new percentage with its notification.
+        if ((wParam & 0xFFFF) == kVerticalZoomCombo && lParam > 0)
+            SetVerticalZoomPercent(static_cast<int>(lParam));
         result =
             OnCmdMsg(static_cast<uint32_t>(wParam & 0xFFFF), static_cast<uint32_t>((wParam >> 16) & 0xFFFF))
                 ? 1
