@@ -1,6 +1,8 @@
 #include "frame/MainFrame.h"
 
+#include "dsp/TransformManager.h"
 #include "frame/Accelerators.h"
+#include "frame/FrameLayout.h"
 
 #include "platform/Messages.h"
 #include "platform/Presentation.h"
@@ -15,6 +17,18 @@ constexpr const char* kProcessingError = "An error occured during processing.";
 } // namespace
 
 CMainFrame::CMainFrame() {
+    // The bars' toggles: the frame owns which bars show, the window follows the checks. The
+    // toolbars and the vertical zoom show at first; meters, analyzer and history wait to be asked.
+    for (uint32_t bar : {bars::kStandardToolbar, bars::kTransportToolbar, bars::kLevelMeters,
+                         bars::kVerticalZoom, bars::kSpectrumAnalyzer, bars::kEditHistory}) {
+        m_barVisible[bar] =
+            bar == bars::kStandardToolbar || bar == bars::kTransportToolbar || bar == bars::kVerticalZoom;
+        m_commands.AddCommand(bar, [this, bar](uint32_t) { m_barVisible[bar] = !m_barVisible[bar]; });
+        m_commands.AddUpdate(bar, [this, bar](CCmdUI& ui) {
+            ui.Enable(true);
+            ui.SetCheck(m_barVisible[bar] ? 1 : 0);
+        });
+    }
     m_commands.AddCommand(kCloseAllWindows, [](uint32_t) {
         if (IDocumentHost* host = DocumentHost())
             host->CloseAllDocuments();
@@ -36,6 +50,10 @@ bool CMainFrame::LoadFrame() {
     }
     m_created = true;
     Presentation().FrameCreated(handle);
+    // The transform list is built for menus only where there are menus to show.
+    if (Presentation().ShowsWindows())
+        Presentation().FrameLayout(
+            handle, DefaultFrameLayout(m_view.GetSafeHandle(), TransformManager().GetEntries()));
     return true;
 }
 

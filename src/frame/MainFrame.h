@@ -6,6 +6,7 @@
 #include "view/ChildView.h"
 
 #include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -49,6 +50,7 @@ private:
     std::vector<CCommandState> m_published;
     std::string m_publishedTitle;
     std::function<void()> m_onDestroyed;
+    std::map<uint32_t, bool> m_barVisible;
     bool m_created = false;
 };
 

@@ -4,6 +4,9 @@
 
 #include "platform/ModalDialog.h"
 
+#include <string>
+#include <vector>
+
 namespace tw {
 
 class CCrashGuardDialog : public CModalDialog {
@@ -19,6 +22,21 @@ public:
 
     std::string DialogName() const override { return "CrashGuard"; }
     std::string GetWindowText() const override { return kTitle; }
+
+    std::vector<CDialogField> GetFormFields() const override {
+        CDialogField text{"", "", CDialogField::Kind::Label, kText, {}, true};
+        CDialogField choice{"choice",
+                            kPrompt,
+                            CDialogField::Kind::Radio,
+                            std::to_string(m_choice),
+                            {kChoiceTexts[0], kChoiceTexts[1], kChoiceTexts[2]},
+                            true};
+        return {text, choice};
+    }
+    void SetFormField(const std::string& key, const std::string& value) override {
+        if (key == "choice" && !value.empty() && value[0] >= '0' && value[0] <= '2')
+            m_choice = value[0] - '0';
+    }
 
     int m_choice = recover;
 };

@@ -7,8 +7,24 @@
 #include "platform/Window.h"
 
 #include <string>
+#include <vector>
 
 namespace tw {
+
+// One control of a dialog as the presentation builds it: a snapshot taken on the dialog's thread,
+// so the window never reaches into the live object on another thread. What the person set comes
+// back through SetField on the dialog's thread before OnOK.
+struct CDialogField {
+    // Buttons: the dialog's own answer buttons in place of OK; pressing one sets the field to its
+    // index and ends the dialog with OK.
+    enum class Kind { Label, Text, Check, Choice, Radio, Buttons };
+    std::string key;
+    std::string label;
+    Kind kind = Kind::Label;
+    std::string value;                // the text; "0"/"1" for a check; the index for a choice or radio
+    std::vector<std::string> options; // the entries of a choice or radio group
+    bool enabled = true;
+};
 
 class CModalDialog : public CWindow {
 public:
@@ -38,6 +54,9 @@ public:
     // The caption the dialog shows now (a progress dialog's changes as it runs); the presentation
     // reads it on DialogOpened and DialogChanged. Empty: the presentation's own title.
     virtual std::string GetWindowText() const { return std::string(); }
+    // The controls the dialog shows now, in order, and what a person set in one of them.
+    virtual std::vector<CDialogField> GetFormFields() const { return {}; }
+    virtual void SetFormField(const std::string& key, const std::string& value) {}
 
     intptr_t WindowProc(uint32_t message, uintptr_t wParam, intptr_t lParam) override;
 

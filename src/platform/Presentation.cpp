@@ -222,6 +222,55 @@ bool CHeadlessPresentation::GetClipboardData(const std::string& mime, std::vecto
     return true;
 }
 
+void CHeadlessPresentation::PlayCursor(WindowHandle view, int x, int top, int bottom) {
+    (void)top;
+    (void)bottom;
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_playCursors[view] = x;
+}
+
+void CHeadlessPresentation::MeterLevels(WindowHandle frame, const std::vector<int>& levels) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_meters[frame] = levels;
+    ++m_meterUpdates[frame];
+}
+
+void CHeadlessPresentation::MeterReset(WindowHandle frame) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_meters[frame].clear();
+    ++m_meterUpdates[frame];
+}
+
+void CHeadlessPresentation::TransportButtons(WindowHandle frame, const std::vector<uint32_t>& commands) {
+    Record("transport", std::to_string(commands.size()), frame);
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_transportButtons[frame] = commands;
+}
+
+int CHeadlessPresentation::LastPlayCursor(WindowHandle view) const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    auto it = m_playCursors.find(view);
+    return it == m_playCursors.end() ? -1 : it->second;
+}
+
+std::vector<int> CHeadlessPresentation::LastMeterLevels(WindowHandle frame) const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    auto it = m_meters.find(frame);
+    return it == m_meters.end() ? std::vector<int>() : it->second;
+}
+
+int CHeadlessPresentation::MeterUpdates(WindowHandle frame) const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    auto it = m_meterUpdates.find(frame);
+    return it == m_meterUpdates.end() ? 0 : it->second;
+}
+
+std::vector<uint32_t> CHeadlessPresentation::LastTransportButtons(WindowHandle frame) const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    auto it = m_transportButtons.find(frame);
+    return it == m_transportButtons.end() ? std::vector<uint32_t>() : it->second;
+}
+
 CCommandState CHeadlessPresentation::LastCommandState(WindowHandle frame, uint32_t id) const {
     std::lock_guard<std::mutex> lock(m_mutex);
     auto f = m_commandStates.find(frame);

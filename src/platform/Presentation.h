@@ -59,7 +59,45 @@ struct CMenuItem {
     bool checked = false;
     bool isDefault = false;
     bool separator = false;
+    std::string shortcut; // the accelerator as shown beside the text ("Ctrl+S"); the frame translates the key
     std::vector<CMenuItem> popup;
+};
+
+// A toolbar of a frame: its buttons by command (0: a separator), shown with the texts and icons of
+// the frame's layout.
+struct CToolbarModel {
+    uint32_t id = 0; // the command that toggles it
+    std::string title;
+    std::vector<uint32_t> commands;
+    bool visible = true;
+};
+
+// A docking bar of a frame: a pane the presentation builds from its id, with the command that
+// toggles it, its first width and whether it starts hidden.
+struct CDockBarModel {
+    uint32_t id = 0;
+    uint32_t toggle = 0;
+    std::string title;
+    int firstWidth = 0;
+    bool visible = false;
+    bool bottom = true; // docked below the view, else at the top
+};
+
+// Everything a frame window is made of, apart from the view: published once when the frame is made
+// and again when a dynamic menu (transforms, windows, recent files) changed.
+struct CFrameLayout {
+    WindowHandle view = 0; // the view the frame's client area shows
+    std::vector<CMenuItem> menuBar;
+    std::vector<CToolbarModel> toolbars;
+    std::vector<CDockBarModel> bars;
+    // Texts and icon names of the commands on toolbars (freedesktop icon names; the presentation
+    // draws its own where the theme has none).
+    struct Button {
+        uint32_t id = 0;
+        std::string text;
+        std::string icon;
+    };
+    std::vector<Button> buttons;
 };
 
 enum class CursorShape { Arrow, SizeWE, CrossFade, EffectTag, Wait };
@@ -113,6 +151,22 @@ public:
     virtual bool GetClipboardData(const std::string& mime, std::vector<uint8_t>& data) = 0;
     // Makes what this process put on the clipboard outlive the process's documents.
     virtual void FlushClipboard() {}
+
+    // The transport. The play cursor of a view: a line at `x` from `top` to `bottom` over the
+    // published picture (which the document paints without it), -1 for none.
+    virtual void PlayCursor(WindowHandle view, int x, int top, int bottom) = 0;
+    // The level meters of a frame: one value per channel, 0 (-80 dB and below) to 100 (0 dB).
+    virtual void MeterLevels(WindowHandle frame, const std::vector<int>& levels) = 0;
+    // The meters fall back to rest (no playback).
+    virtual void MeterReset(WindowHandle frame) = 0;
+    // The commands of the transport bar's buttons in order: the one place that shows play section
+    // (32772), play all (32773) or pause (32837) changes as playback starts and stops.
+    virtual void TransportButtons(WindowHandle frame, const std::vector<uint32_t>& commands) = 0;
+
+    // True when a person sees the windows (frames then publish their menus and bars).
+    virtual bool ShowsWindows() const { return false; }
+    // The frame's menus, bars and the view it shows; again whenever they change.
+    virtual void FrameLayout(WindowHandle frame, const CFrameLayout& layout) {}
 };
 
 // The presentation in force for the process. Never null: the headless one until another is set.
@@ -157,6 +211,10 @@ public:
     void SetClipboardData(const std::string& mime, std::vector<uint8_t> data) override;
     bool HasClipboardData(const std::string& mime) override;
     bool GetClipboardData(const std::string& mime, std::vector<uint8_t>& data) override;
+    void PlayCursor(WindowHandle view, int x, int top, int bottom) override;
+    void MeterLevels(WindowHandle frame, const std::vector<int>& levels) override;
+    void MeterReset(WindowHandle frame) override;
+    void TransportButtons(WindowHandle frame, const std::vector<uint32_t>& commands) override;
 
     // What was last published; a default value when nothing was.
     CCommandState LastCommandState(WindowHandle frame, uint32_t id) const;
@@ -164,6 +222,13 @@ public:
     std::shared_ptr<const CViewImage> LastViewImage(WindowHandle view) const;
     CScrollBarState LastScrollBar(WindowHandle view) const;
     CursorShape LastCursor(WindowHandle view) const;
+    // -1 when no cursor was published or the last one was taken away.
+    int LastPlayCursor(WindowHandle view) const;
+    // The meter values last published; empty after a reset.
+    std::vector<int> LastMeterLevels(WindowHandle frame) const;
+    // How many meter publications (levels or resets) a frame received.
+    int MeterUpdates(WindowHandle frame) const;
+    std::vector<uint32_t> LastTransportButtons(WindowHandle frame) const;
     // The last popup menu shown (empty when none).
     std::vector<CMenuItem> LastPopupMenu() const;
     // Script: the next popup menus answer these ids, in order (0 when nothing is queued).
@@ -202,6 +267,10 @@ private:
     std::vector<CMenuItem> m_lastMenu;
     std::deque<uint32_t> m_menuAnswers;
     std::map<std::string, std::vector<uint8_t>> m_clipboard;
+    std::map<WindowHandle, int> m_playCursors;
+    std::map<WindowHandle, std::vector<int>> m_meters;
+    std::map<WindowHandle, int> m_meterUpdates;
+    std::map<WindowHandle, std::vector<uint32_t>> m_transportButtons;
 };
 
 } // namespace tw

@@ -11,6 +11,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace tw {
 
@@ -28,6 +29,15 @@ public:
     void OnCancel() override {
         m_choice = cancel;
         CModalDialog::OnCancel();
+    }
+    std::vector<CDialogField> GetFormFields() const override {
+        return {
+            {"", "", CDialogField::Kind::Label, "Save changes to " + m_fileName + "?", {}, true},
+            {"choice", "", CDialogField::Kind::Buttons, "0", {"&Save", "Save &As...", "&Don't Save"}, true}};
+    }
+    void SetFormField(const std::string& key, const std::string& value) override {
+        if (key == "choice" && (value == "0" || value == "1" || value == "2"))
+            m_choice = value[0] - '0';
     }
 
     std::string m_fileName;
