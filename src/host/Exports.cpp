@@ -4,6 +4,7 @@
 #include "clip/ServerClasses.h"
 #include "clip/WaveClip.h"
 #include "clip/WaveClipFactory.h"
+#include "gui/QtStart.h"
 #include "host/CrashGuardDialog.h"
 #include "host/FileThreadList.h"
 #include "host/HostLink.h"
@@ -71,11 +72,17 @@ TW_EXPORT uint32_t tkGetVersion(void) {
 TW_EXPORT int32_t tkInitDLL(const HostInfo* info) {
     EnterModule();
     CTideworkApp& app = App();
-    // The device managers and the start volume are the audio devices' part of the start-up.
+    // The devices are listed before the host's record is taken, so that nothing the host says can
+    // change their numbering.
+    app.EnsureDevices();
     if (info != nullptr)
         CHostLink::Instance().Set(*info);
     app.m_hosted = 1;
     app.SetApplicationThread();
+    app.NoteStartVolume();
+    // Windows when there is a display to show them on; otherwise every box and dialog takes its
+    // default, as the headless presentation answers them.
+    StartWindows();
 
     LoadDockingLanguage();
     app.m_initialised = 1;
@@ -200,7 +207,7 @@ TW_EXPORT int32_t tkSetAutoClose(int32_t value) {
 
 TW_EXPORT void tkShutdown(void) {
     EnterModule();
-    // Restoring the start volume belongs to the audio devices' part of the shutdown.
+    App().RestoreStartVolume();
     CFileThreadList::Instance().CloseAll();
 }
 

@@ -1,0 +1,326 @@
+#include "gui/FrameWindow.h"
+
+#include "audio/AudioDeviceMgr.h"
+#include "audio/AudioMixer.h"
+#include "audio/DeviceChain.h"
+#include "gui/ToolIcons.h"
+#include "gui/ViewWidget.h"
+#include "gui/controls/MeterBar.h"
+#include "platform/Messages.h"
+#include "platform/Settings.h"
+#include "platform/Window.h"
+
+#include <QAction>
+#include <QCloseEvent>
+#include <QComboBox>
+#include <QDockWidget>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QMenuBar>
+#include <QStatusBar>
+#include <QToolBar>
+#include <QToolButton>
+
+namespace tw {
+
+namespace {
+
+constexpr uint32_t kVerticalZoomCombo = 1033;
+constexpr uint32_t kComboSelectionEnded = 9;
+constexpr uint32_t kKeepChanges = 6099;
+constexpr uint32_t kHostCancel = 551;
+constexpr uint32_t kHostBar = 6094;
+constexpr uint32_t kLevelMeters = 32820;
+constexpr uint32_t kVerticalZoomBar = 32823;
+
+QString Q(const std::string& text) {
+    return QString::fromStdString(text);
+}
+
+} // namespace
+
+CFrameWindow::CFrameWindow(WindowHandle frame) : m_frame(frame) {
+    setMinimumSize(600, 320);
+    resize(1000, 600);
+    setAttribute(Qt::WA_DeleteOnClose, false);
+    setDockOptions(QMainWindow::AnimatedDocks | QMainWindow::AllowTabbedDocks);
+    setAcceptDrops(true);
+    // Message pane, then the selection and the view.
+    for (int i = 0; i < 3; ++i) {
+        auto* pane = new QLabel(this);
+        pane->setMinimumWidth(i == 0 ? 200 : 230);
+        m_panes.push_back(pane);
+        if (i == 0)
+            statusBar()->addWidget(pane, 1);
+        else
+            statusBar()->addPermanentWidget(pane);
+    }
+}
+
+CFrameWindow::~CFrameWindow() = default;
+
+void CFrameWindow::Command(uint32_t id) {
+    CWindow::PostMessage(m_frame, WM_COMMAND, id);
+}
+
+QAction* CFrameWindow::MakeAction(uint32_t id, const std::string& text, const std::string& shortcut) {
+    auto it = m_actions.find(id);
+    QAction* action = it != m_actions.end() ? it->second : nullptr;
+    if (action == nullptr) {
+        action = new QAction(this);
+        action->setData(id);
+        connect(action, &QAction::triggered, this, [this, id] { Command(id); });
+        m_actions[id] = action;
+    }
+    action->setText(Q(text));
+    // Shown beside the item only: the frame's own table turns keys into commands, so a key never
+    // runs a command twice and the document decides what a key does while it plays.
+    if (!shortcut.empty())
+        action->setText(Q(text) + "\t" + Q(shortcut));
+    action->setShortcutContext(Qt::WidgetShortcut);
+    return action;
+}
+
+void CFrameWindow::FillMenu(QMenu* menu, const std::vector<CMenuItem>& items) {
+    for (const CMenuItem& item : items) {
+        if (item.separator) {
+            menu->addSeparator();
+        } else if (!item.popup.empty() || item.id == 0) {
+            QMenu* sub = menu->addMenu(Q(item.text));
+            FillMenu(sub, item.popup);
+            sub->setEnabled(!item.popup.empty());
+        } else {
+            QAction* action = MakeAction(item.id, item.text, item.shortcut);
+            action->setEnabled(item.enabled);
+            if (item.checked) {
+                action->setCheckable(true);
+                action->setChecked(true);
+            }
+            menu->addAction(action);
+        }
+    }
+}
+
+QIcon CFrameWindow::IconFor(uint32_t id) const {
+    auto it = m_buttons.find(id);
+    return it != m_buttons.end() ? ToolIcon(id, it->second.icon, style()) : QIcon();
+}
+
+QWidget* CFrameWindow::MakeBarContents(uint32_t id) {
+    if (id == kLevelMeters) {
+        m_meters = new CMeterBar(this);
+        // The knobs work on the mixer of the output device the document plays through.
+        auto mixer = [] {
+            CAudioDeviceMgr* devices = DeviceChain();
+            return devices != nullptr
+                       ? devices->GetMixerId(GetSettingInt("Audio", "OutputDevice", DefaultOutputDevice()))
+                       : -1;
+        };
+        m_meters->SetVolumeAccess(
+            [mixer](uint32_t& packed) {
+                const int32_t id = mixer();
+                return id >= 0 && CAudioMixer::GetWaveVolume(id, packed);
+            },
+            [mixer](uint32_t packed) {
+                const int32_t id = mixer();
+                if (id >= 0)
+                    CAudioMixer::SetWaveVolume(id, packed);
+            });
+        return m_meters;
+    }
+    if (id == kVerticalZoomBar) {
+        auto* holder = new QWidget(this);
+        auto* row = new QHBoxLayout(holder);
+        row->setContentsMargins(6, 2, 6, 2);
+        row->addWidget(new QLabel(tr("Vertical zoom:"), holder));
+        m_verticalZoom = new QComboBox(holder);
+        m_verticalZoom->setObjectName("combo1033");
+        for (int percent : {100, 200, 400, 800, 1600, 3200})
+            m_verticalZoom->addItem(QString("%1 %").arg(percent), percent);
+        m_verticalZoom->setCurrentIndex(0);
+        connect(m_verticalZoom, &QComboBox::activated, this, [this](int index) {
+            const int percent = m_verticalZoom->itemData(index).toInt();
+            if (CViewWidget* view = m_view)
+                CWindow::PostMessage(view->Handle(), WM_COMMAND,
+                                     kVerticalZoomCombo | (kComboSelectionEnded << 16), percent);
+        });
+        row->addWidget(m_verticalZoom);
+        row->addStretch(1);
+        return holder;
+    }
+    if (id == kHostBar) {
+        auto* holder = new QWidget(this);
+        auto* row = new QHBoxLayout(holder);
+        row->setContentsMargins(6, 2, 6, 2);
+        auto* keep = new QToolButton(holder);
+        keep->setText("Keep in Trackloom");
+        keep->setToolButtonStyle(Qt::ToolButtonTextOnly);
+        connect(keep, &QToolButton::clicked, this, [this] { Command(kKeepChanges); });
+        auto* cancel = new QToolButton(holder);
+        cancel->setText("Cancel");
+        connect(cancel, &QToolButton::clicked, this, [this] { Command(kHostCancel); });
+        row->addWidget(keep);
+        row->addWidget(cancel);
+        row->addStretch(1);
+        return holder;
+    }
+    // Bars whose contents arrive with their own windows show their title until then.
+    auto* label = new QLabel(this);
+    label->setAlignment(Qt::AlignCenter);
+    label->setMinimumHeight(60);
+    return label;
+}
+
+void CFrameWindow::ApplyLayout(const CFrameLayout& layout) {
+    for (const CFrameLayout::Button& button : layout.buttons)
+        m_buttons[button.id] = button;
+    menuBar()->clear();
+    for (const CMenuItem& top : layout.menuBar) {
+        QMenu* menu = menuBar()->addMenu(Q(top.text));
+        FillMenu(menu, top.popup);
+    }
+    for (const CToolbarModel& model : layout.toolbars) {
+        QToolBar*& bar = m_toolbars[model.id];
+        if (bar == nullptr) {
+            bar = addToolBar(Q(model.title));
+            bar->setObjectName(QString("toolbar%1").arg(model.id));
+            bar->setIconSize(QSize(22, 22));
+            bar->setVisible(model.visible);
+        }
+        bar->clear();
+        for (uint32_t id : model.commands) {
+            if (id == 0) {
+                bar->addSeparator();
+                continue;
+            }
+            auto b = m_buttons.find(id);
+            QAction* action = m_actions.count(id) != 0
+                                  ? m_actions[id]
+                                  : MakeAction(id, b != m_buttons.end() ? b->second.text : std::string(), {});
+            action->setIcon(IconFor(id));
+            if (b != m_buttons.end())
+                action->setToolTip(Q(b->second.text));
+            bar->addAction(action);
+        }
+    }
+    // The pause button is not in any menu but the transport's swap puts it on the bar.
+    if (m_actions.count(32837) == 0)
+        MakeAction(32837, "Pause", {});
+    m_actions[32837]->setIcon(IconFor(32837));
+    for (const CDockBarModel& model : layout.bars) {
+        if (m_bars.count(model.id) != 0)
+            continue;
+        auto* dock = new QDockWidget(Q(model.title), this);
+        dock->setObjectName(QString("bar%1").arg(model.id));
+        QWidget* contents = MakeBarContents(model.id);
+        if (auto* label = qobject_cast<QLabel*>(contents))
+            label->setText(Q(model.title));
+        dock->setWidget(contents);
+        if (model.firstWidth > 0)
+            contents->setMinimumWidth(model.firstWidth);
+        addDockWidget(model.bottom ? Qt::BottomDockWidgetArea : Qt::TopDockWidgetArea, dock);
+        dock->setVisible(model.visible);
+        if (model.id == kVerticalZoomBar)
+            dock->setFeatures(QDockWidget::DockWidgetClosable | QDockWidget::DockWidgetMovable);
+        m_bars[model.id] = dock;
+    }
+    if (!m_view && layout.view != 0) {
+        m_view = new CViewWidget(layout.view, m_frame, this);
+        setCentralWidget(m_view);
+        m_view->setFocus();
+    }
+    m_laidOut = true;
+}
+
+void CFrameWindow::SetCommandStates(const std::vector<CCommandState>& states) {
+    for (const CCommandState& state : states) {
+        auto it = m_actions.find(state.id);
+        if (it == m_actions.end())
+            continue;
+        QAction* action = it->second;
+        action->setEnabled(state.enabled);
+        action->setCheckable(state.check != 0 || action->isCheckable());
+        action->setChecked(state.check != 0);
+        if (state.hasText) {
+            const QString shortcut = action->text().section('\t', 1);
+            action->setText(Q(state.text) + (shortcut.isEmpty() ? "" : "\t" + shortcut));
+        }
+    }
+    // The bars follow the checks of their toggles: the frame owns their visibility.
+    for (const CCommandState& state : states) {
+        auto bar = m_bars.find(state.id);
+        if (bar != m_bars.end() && bar->second->isVisible() != (state.check != 0))
+            bar->second->setVisible(state.check != 0);
+        auto tool = m_toolbars.find(state.id);
+        if (tool != m_toolbars.end() && tool->second->isVisible() != (state.check != 0))
+            tool->second->setVisible(state.check != 0);
+    }
+}
+
+void CFrameWindow::SetStatus(int pane, const std::string& text) {
+    if (pane >= 0 && pane < static_cast<int>(m_panes.size()))
+        m_panes[static_cast<size_t>(pane)]->setText(Q(text));
+}
+
+std::string CFrameWindow::StatusPaneText(int pane) const {
+    if (pane < 0 || pane >= static_cast<int>(m_panes.size()))
+        return std::string();
+    return m_panes[static_cast<size_t>(pane)]->text().toStdString();
+}
+
+void CFrameWindow::SetTransportButtons(const std::vector<uint32_t>& commands) {
+    auto it = m_toolbars.find(32819);
+    if (it == m_toolbars.end())
+        return;
+    QToolBar* bar = it->second;
+    bar->clear();
+    for (uint32_t id : commands) {
+        auto action = m_actions.find(id);
+        if (action == m_actions.end())
+            continue;
+        action->second->setIcon(IconFor(id));
+        bar->addAction(action->second);
+    }
+}
+
+void CFrameWindow::SetMeterLevels(const std::vector<int>& levels) {
+    if (m_meters != nullptr)
+        m_meters->SetLevels(levels);
+}
+
+void CFrameWindow::ResetMeters() {
+    if (m_meters != nullptr)
+        m_meters->Reset();
+}
+
+void CFrameWindow::Dismiss() {
+    m_closing = true;
+    close();
+}
+
+QAction* CFrameWindow::Action(uint32_t id) const {
+    auto it = m_actions.find(id);
+    return it != m_actions.end() ? it->second : nullptr;
+}
+
+QDockWidget* CFrameWindow::Bar(uint32_t id) const {
+    auto it = m_bars.find(id);
+    return it != m_bars.end() ? it->second : nullptr;
+}
+
+QToolBar* CFrameWindow::Toolbar(uint32_t id) const {
+    auto it = m_toolbars.find(id);
+    return it != m_toolbars.end() ? it->second : nullptr;
+}
+
+void CFrameWindow::closeEvent(QCloseEvent* event) {
+    if (m_closing) {
+        event->accept();
+        return;
+    }
+    // The document decides (it may ask to save); the window goes when the frame is destroyed.
+    event->ignore();
+    CWindow::PostMessage(m_frame, WM_CLOSE);
+}
+
+} // namespace tw

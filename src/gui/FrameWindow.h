@@ -1,0 +1,72 @@
+// A document's frame on screen: a main window with the menu bar, toolbars, docking bars and status
+// panes the frame's layout describes, and the view in its middle. Every menu item, button and key
+// becomes a message to the frame's thread; what the document publishes (command states, texts,
+// meters, the transport's buttons) is shown here as it arrives.
+#pragma once
+
+#include "platform/Presentation.h"
+
+#include <QMainWindow>
+
+#include <map>
+#include <vector>
+
+class QAction;
+class QComboBox;
+class QDockWidget;
+class QLabel;
+class QMenu;
+class QToolBar;
+
+namespace tw {
+
+class CMeterBar;
+class CViewWidget;
+
+class CFrameWindow : public QMainWindow {
+    Q_OBJECT
+public:
+    explicit CFrameWindow(WindowHandle frame);
+    ~CFrameWindow() override;
+
+    WindowHandle Handle() const { return m_frame; }
+    CViewWidget* View() const { return m_view; }
+
+    void ApplyLayout(const CFrameLayout& layout);
+    void SetCommandStates(const std::vector<CCommandState>& states);
+    void SetStatus(int pane, const std::string& text);
+    void SetTransportButtons(const std::vector<uint32_t>& commands);
+    void SetMeterLevels(const std::vector<int>& levels);
+    void ResetMeters();
+    // The frame was destroyed on its thread: the window goes without asking anything.
+    void Dismiss();
+
+    QAction* Action(uint32_t id) const;
+    QDockWidget* Bar(uint32_t id) const;
+    QToolBar* Toolbar(uint32_t id) const;
+    std::string StatusPaneText(int pane) const;
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+
+private:
+    QAction* MakeAction(uint32_t id, const std::string& text, const std::string& shortcut);
+    void FillMenu(QMenu* menu, const std::vector<CMenuItem>& items);
+    QIcon IconFor(uint32_t id) const;
+    void Command(uint32_t id);
+    QWidget* MakeBarContents(uint32_t id);
+
+    WindowHandle m_frame;
+    CViewWidget* m_view = nullptr;
+    std::map<uint32_t, QAction*> m_actions;
+    std::map<uint32_t, CFrameLayout::Button> m_buttons;
+    std::map<uint32_t, QToolBar*> m_toolbars;
+    std::map<uint32_t, QDockWidget*> m_bars;
+    std::vector<QLabel*> m_panes;
+    CMeterBar* m_meters = nullptr;
+    QComboBox* m_verticalZoom = nullptr;
+    bool m_closing = false;
+    bool m_laidOut = false;
+};
+
+} // namespace tw

@@ -1,0 +1,158 @@
+#include "gui/GuiThread.h"
+
+#include <QApplication>
+#include <QMetaObject>
+#include <QObject>
+#include <QThread>
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdlib>
+#include <mutex>
+#include <string>
+#include <sys/stat.h>
+#include <thread>
+#include <xcb/xcb.h>
+
+namespace tw {
+
+namespace {
+
+struct GuiState {
+    std::mutex mutex;
+    std::condition_variable started;
+    QObject* context = nullptr;
+    std::thread thread;
+    bool ownThread = false;
+    bool starting = false;
+    bool failed = false;
+};
+
+GuiState& State() {
+    static GuiState* state = new GuiState;
+    return *state;
+}
+
+std::string Env(const char* name) {
+    const char* value = std::getenv(name);
+    return value != nullptr ? value : "";
+}
+
+// Qt ends the process when its platform cannot reach the display, so the display is tried here
+// first: a host started without one, or whose display went away, keeps running headless.
+bool HasDisplay() {
+    const std::string platform = Env("QT_QPA_PLATFORM");
+    // The off-screen platforms show nothing to a person: windows there are for tests, which ask for
+    // them by name.
+    if (platform.rfind("offscreen", 0) == 0 || platform.rfind("minimal", 0) == 0)
+        return Env("TIDEWORK_WINDOWS") == "1";
+    if (!platform.empty() && platform.rfind("xcb", 0) != 0 && platform.rfind("wayland", 0) != 0)
+        return true;
+    const std::string wayland = Env("WAYLAND_DISPLAY");
+    if (!wayland.empty() && platform.rfind("xcb", 0) != 0) {
+        const std::string socket = wayland[0] == '/' ? wayland : Env("XDG_RUNTIME_DIR") + "/" + wayland;
+        struct stat info {};
+        if (::stat(socket.c_str(), &info) == 0 && S_ISSOCK(info.st_mode))
+            return true;
+    }
+    const std::string x11 = Env("DISPLAY");
+    if (x11.empty())
+        return false;
+    xcb_connection_t* connection = xcb_connect(x11.c_str(), nullptr);
+    const bool reached = connection != nullptr && xcb_connection_has_error(connection) == 0;
+    if (connection != nullptr)
+        xcb_disconnect(connection);
+    return reached;
+}
+
+void RunOwnApplication() {
+    static int argc = 1;
+    static char name[] = "tidework";
+    static char* argv[] = {name, nullptr};
+    GuiState& state = State();
+    // Qt refuses to run without its platform plug-in; with an unreachable display it aborts rather
+    // than failing, so the display is probed by the platform itself only after the check above.
+    QApplication application(argc, argv);
+    application.setQuitOnLastWindowClosed(false);
+    application.setApplicationName("Vond Tidewright");
+    QObject context;
+    {
+        std::lock_guard<std::mutex> lock(state.mutex);
+        state.context = &context;
+        state.starting = false;
+    }
+    state.started.notify_all();
+    application.exec();
+    {
+        std::lock_guard<std::mutex> lock(state.mutex);
+        state.context = nullptr;
+    }
+}
+
+} // namespace
+
+bool CGuiThread::Start() {
+    GuiState& state = State();
+    std::unique_lock<std::mutex> lock(state.mutex);
+    if (state.context != nullptr)
+        return true;
+    if (auto* host = qobject_cast<QApplication*>(QCoreApplication::instance())) {
+        auto* context = new QObject;
+        context->moveToThread(host->thread());
+        state.context = context;
+        state.ownThread = false;
+        return true;
+    }
+    if (QCoreApplication::instance() != nullptr || !HasDisplay())
+        return false;
+    state.starting = true;
+    state.ownThread = true;
+    state.thread = std::thread(RunOwnApplication);
+    state.started.wait(lock, [&] { return !state.starting; });
+    return state.context != nullptr;
+}
+
+void CGuiThread::Stop() {
+    GuiState& state = State();
+    std::thread thread;
+    {
+        std::lock_guard<std::mutex> lock(state.mutex);
+        if (!state.ownThread || state.context == nullptr)
+            return;
+        QMetaObject::invokeMethod(
+            state.context, [] { QCoreApplication::quit(); }, Qt::QueuedConnection);
+        thread = std::move(state.thread);
+        state.ownThread = false;
+    }
+    if (thread.joinable() && thread.get_id() != std::this_thread::get_id())
+        thread.join();
+    else if (thread.joinable())
+        thread.detach();
+}
+
+bool CGuiThread::IsRunning() {
+    GuiState& state = State();
+    std::lock_guard<std::mutex> lock(state.mutex);
+    return state.context != nullptr;
+}
+
+bool CGuiThread::IsGuiThread() {
+    QObject* context = Context();
+    return context != nullptr && QThread::currentThread() == context->thread();
+}
+
+bool CGuiThread::Post(std::function<void()> call) {
+    GuiState& state = State();
+    std::lock_guard<std::mutex> lock(state.mutex);
+    if (state.context == nullptr)
+        return false;
+    return QMetaObject::invokeMethod(state.context, std::move(call), Qt::QueuedConnection);
+}
+
+QObject* CGuiThread::Context() {
+    GuiState& state = State();
+    std::lock_guard<std::mutex> lock(state.mutex);
+    return state.context;
+}
+
+} // namespace tw

@@ -1,0 +1,124 @@
+// The frame's menus as data: every menu in its place, the transform placeholders filled from the
+// transform list with the fixed entries behind them, and the Windows menu made from the documents.
+#include "frame/FrameLayout.h"
+#include "frame/MenuStructure.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+namespace tw {
+namespace {
+
+const CMenuItem* FindMenu(const std::vector<CMenuItem>& bar, const std::string& plain) {
+    for (const CMenuItem& item : bar) {
+        std::string text = item.text;
+        std::erase(text, '&');
+        if (text == plain)
+            return &item;
+    }
+    return nullptr;
+}
+
+// Every command id in a menu tree.
+void Collect(const std::vector<CMenuItem>& items, std::vector<uint32_t>& ids) {
+    for (const CMenuItem& item : items) {
+        if (item.id != 0)
+            ids.push_back(item.id);
+        Collect(item.popup, ids);
+    }
+}
+
+CPluginInfo Entry(int32_t id, const std::string& name, const std::string& path, bool dialog) {
+    CPluginInfo info;
+    info.m_id = id;
+    info.m_name = name;
+    info.m_menuPath = path;
+    info.m_hasDialog = dialog ? 1 : 0;
+    info.m_enabled = 1;
+    return info;
+}
+
+TEST(FrameLayout, TheMenuBarHoldsEveryMenuAndTheCommandsOfTheDocument) {
+    const std::vector<CMenuItem> bar = DefaultMenuBar();
+    for (const char* title : {"File", "Edit", "View", "Volume", "Effects", "Enhancement", "Tools", "Plug-Ins",
+                              "Options", "Window", "Help"})
+        EXPECT_NE(FindMenu(bar, title), nullptr) << title;
+    std::vector<uint32_t> ids;
+    Collect(bar, ids);
+    // The commands a person must find: transport, edit, files, bars, options.
+    for (uint32_t id : {57600u, 57601u, 57603u, 57604u, 57602u, 57643u, 57644u, 57635u, 57634u, 57637u,
+                        32813u, 32809u, 57642u, 32772u, 32773u, 32818u, 32774u, 32771u, 32798u, 32797u,
+                        32799u, 32800u, 32825u, 32826u, 32769u, 59392u, 32819u, 32820u, 32823u, 32828u,
+                        32770u, 32824u, 32827u, 32815u, 32816u, 32806u, 32805u, 32829u})
+        EXPECT_NE(std::find(ids.begin(), ids.end(), id), ids.end()) << id;
+    // The accelerators of the key table are shown beside their items.
+    const CMenuItem* edit = FindMenu(bar, "Edit");
+    ASSERT_NE(edit, nullptr);
+    EXPECT_EQ(edit->popup.front().shortcut, "Ctrl+Z");
+}
+
+TEST(FrameLayout, TransformsFillTheirMenusWithTheFixedEntriesBehind) {
+    std::vector<CMenuItem> bar = DefaultMenuBar();
+    FillTransformMenus(bar, {
+                                Entry(2000, "Echo", "EFFECTS\\Delay\\", true),
+                                Entry(2001, "Normalize", "VOLUME\\", false),
+                                Entry(2002, "Hidden", "NoBackslash", false), // the temporary root only
+                                Entry(2003, "Chorus", "EFFECTS\\", true),
+                            });
+    const CMenuItem* effects = FindMenu(bar, "Effects");
+    ASSERT_NE(effects, nullptr);
+    ASSERT_EQ(effects->popup.size(), 2u);
+    EXPECT_EQ(effects->popup[0].text, "Delay");
+    ASSERT_EQ(effects->popup[0].popup.size(), 1u);
+    EXPECT_EQ(effects->popup[0].popup[0].text, "Echo...");
+    EXPECT_EQ(effects->popup[0].popup[0].id, 2000u);
+    EXPECT_EQ(effects->popup[1].text, "Chorus...");
+    const CMenuItem* volume = FindMenu(bar, "Volume");
+    ASSERT_EQ(volume->popup.size(), 1u);
+    EXPECT_EQ(volume->popup[0].id, 2001u);
+    // Enhancement has only its fixed entry, without the separator above it.
+    const CMenuItem* enhancement = FindMenu(bar, "Enhancement");
+    ASSERT_EQ(enhancement->popup.size(), 1u);
+    EXPECT_EQ(enhancement->popup[0].id, 32843u);
+    const CMenuItem* plugins = FindMenu(bar, "Plug-Ins");
+    ASSERT_EQ(plugins->popup.size(), 2u);
+    EXPECT_EQ(plugins->popup[0].text, "LADSPA Settings...");
+    EXPECT_EQ(plugins->popup[1].text, "LV2 Settings...");
+    EXPECT_TRUE(FindMenu(bar, "Tools")->popup.empty());
+    std::vector<uint32_t> ids;
+    Collect(bar, ids);
+    EXPECT_EQ(std::find(ids.begin(), ids.end(), 2002u), ids.end());
+    for (uint32_t placeholder : {32851u, 32873u, 32875u, 32855u, 32857u})
+        EXPECT_EQ(std::find(ids.begin(), ids.end(), placeholder), ids.end());
+}
+
+TEST(FrameLayout, AddPathMakesSubmenusOnceAndAnEmptyLastElementOnlyThem) {
+    std::vector<CMenuItem> root;
+    CMenuStructure structure(root);
+    structure.AddPath("TOOLS\\Analysis\\", 7);
+    structure.AddPath("TOOLS\\Analysis\\Meter", 8);
+    structure.AddPath("TOOLS\\SEPARATOR", 0);
+    ASSERT_EQ(root.size(), 1u);
+    EXPECT_EQ(root[0].text, "Tools");
+    ASSERT_EQ(root[0].popup.size(), 2u);
+    EXPECT_EQ(root[0].popup[0].text, "Analysis");
+    ASSERT_EQ(root[0].popup[0].popup.size(), 1u);
+    EXPECT_EQ(root[0].popup[0].popup[0].id, 8u);
+    EXPECT_TRUE(root[0].popup[1].separator);
+}
+
+TEST(FrameLayout, TheWindowsMenuListsTheDocumentsFrom4000) {
+    std::vector<CMenuItem> bar = DefaultMenuBar();
+    FillWindowMenu(bar, {"a.wav", "b.wav"}, 1);
+    const CMenuItem* windows = FindMenu(bar, "Window");
+    ASSERT_EQ(windows->popup.size(), 4u);
+    EXPECT_EQ(windows->popup[0].id, 4000u);
+    EXPECT_EQ(windows->popup[1].id, 4001u);
+    EXPECT_TRUE(windows->popup[1].checked);
+    EXPECT_FALSE(windows->popup[0].checked);
+    EXPECT_EQ(windows->popup[3].id, 32816u);
+}
+
+} // namespace
+} // namespace tw
