@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <mutex>
 
 namespace tw {
 
@@ -19,9 +20,16 @@ std::string HintField(const void* hint, const char* id) {
     return s;
 }
 
+// ALSA prints its configuration's complaints (no card 0 on a machine that has only a sound server,
+// say) to the host's standard error. Each failure already reaches the caller as a result code, and
+// the host's output is the host's own.
+void QuietAlsaErrors(const char*, int, const char*, int, const char*, ...) {}
+
 } // namespace
 
 CAlsaDeviceList CAlsaDeviceList::Enumerate() {
+    static std::once_flag quiet;
+    std::call_once(quiet, [] { snd_lib_error_set_handler(QuietAlsaErrors); });
     CAlsaDeviceList list;
     void** hints = nullptr;
     if (snd_device_name_hint(-1, "pcm", &hints) < 0 || hints == nullptr)

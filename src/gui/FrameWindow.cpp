@@ -284,8 +284,12 @@ void CFrameWindow::SetTransportButtons(const std::vector<uint32_t>& commands) {
 }
 
 void CFrameWindow::SetMeterLevels(const std::vector<int>& levels) {
-    if (m_meters != nullptr)
-        m_meters->SetLevels(levels);
+    if (m_meters == nullptr || levels.empty())
+        return;
+    // As many meters as the playback has channels (two for a surround file folded to stereo).
+    if (static_cast<int>(levels.size()) != m_meters->Channels())
+        m_meters->SetChannels(static_cast<int>(levels.size()));
+    m_meters->SetLevels(levels);
 }
 
 void CFrameWindow::ResetMeters() {

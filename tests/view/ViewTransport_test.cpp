@@ -21,6 +21,11 @@ class TransportTest : public ViewTest {
 protected:
     void SetUp() override {
         ViewTest::SetUp();
+        // A view that goes ends its thread's loop, as a document thread ends with its view: the
+        // frame's view gets a loop of its own.
+        view.reset();
+        loop.reset();
+        loop = std::make_unique<CMessageLoop>();
         frame.Create(0);
         // A view inside a frame, so that status, meters and buttons have somewhere to go.
         view = std::make_unique<CChildView>();
@@ -40,13 +45,19 @@ protected:
         delete devices;
         ViewTest::TearDown();
     }
+    // Runs the document's loop (timers included) for `ms` milliseconds.
+    void Run(int ms) {
+        const auto end = Clock::now() + std::chrono::milliseconds(ms);
+        while (Clock::now() < end)
+            loop->PumpFor(5);
+    }
     // Runs the document's loop (timers included) until `done` or `seconds` passed.
     bool PumpUntil(const std::function<bool()>& done, double seconds = 5.0) {
         const auto start = Clock::now();
         while (!done()) {
             if (std::chrono::duration<double>(Clock::now() - start).count() > seconds)
                 return false;
-            loop->PumpFor(5);
+            Run(5);
         }
         return true;
     }
@@ -112,7 +123,7 @@ TEST_F(TransportTest, TheTimerMovesTheCursorTellsTheTimeAndFeedsTheMeters) {
     Command(CChildView::kPlayAll);
     // Play all turns its own button into pause.
     EXPECT_EQ(Buttons()[2], kPause);
-    loop->PumpFor(400);
+    Run(400);
     const int x = presentation->LastPlayCursor(view->GetSafeHandle());
     EXPECT_GT(x, view->XFromSample(44100 / 10));
     EXPECT_LT(x, view->XFromSample(44100 * 6 / 10));
@@ -127,7 +138,7 @@ TEST_F(TransportTest, TheTimerMovesTheCursorTellsTheTimeAndFeedsTheMeters) {
     }
     // Every third tick of 25 ms: about 13 readings a second.
     const int before = presentation->MeterUpdates(frame.GetSafeHandle());
-    loop->PumpFor(300);
+    Run(300);
     const int readings = presentation->MeterUpdates(frame.GetSafeHandle()) - before;
     EXPECT_GE(readings, 2);
     EXPECT_LE(readings, 6);
@@ -141,7 +152,7 @@ TEST_F(TransportTest, WithTracePlaybackOffNeitherCursorNorTimeShowAndTheViewStay
     LoadWav(44100);
     view->SetViewSection(CSection(0, 4410));
     Command(CChildView::kPlayAll);
-    loop->PumpFor(300);
+    Run(300);
     EXPECT_EQ(presentation->LastPlayCursor(view->GetSafeHandle()), -1);
     for (const std::string& text : StatusTexts())
         EXPECT_EQ(text.find("Playing"), std::string::npos);
@@ -163,23 +174,23 @@ TEST_F(TransportTest, AViewShorterThanAFifthOfASecondDoesNotFollow) {
     LoadWav(44100);
     view->SetViewSection(CSection(0, 44100 / 5));
     Command(CChildView::kPlayAll);
-    loop->PumpFor(500);
+    Run(500);
     EXPECT_EQ(view->GetViewSection().m_start, 0);
 }
 
 TEST_F(TransportTest, PauseHoldsThePositionAndPlaySectionResumesWithoutRestarting) {
     LoadWav(44100 * 2);
     Command(CChildView::kPlaySection);
-    loop->PumpFor(300);
+    Run(300);
     Command(kPause);
     EXPECT_FALSE(HasPause()); // the button shows play again
-    loop->PumpFor(100);
+    Run(100);
     const int64_t held = PlayedFrames();
-    loop->PumpFor(300);
+    Run(300);
     EXPECT_EQ(PlayedFrames(), held);
     Command(CChildView::kPlaySection);
     EXPECT_TRUE(HasPause());
-    loop->PumpFor(300);
+    Run(300);
     // Going on from where it stood: a restart would have played the first frames twice.
     EXPECT_GT(PlayedFrames(), held);
     const std::vector<uint8_t> pcm = card->GetCaptured();
@@ -193,7 +204,7 @@ TEST_F(TransportTest, PauseHoldsThePositionAndPlaySectionResumesWithoutRestartin
 TEST_F(TransportTest, PlaySectionWhilePlayingRestartsOnThePresentSelection) {
     LoadWav(44100 * 2);
     Command(CChildView::kPlayAll);
-    loop->PumpFor(200);
+    Run(200);
     Select(44100, 44100 + 4410);
     Command(CChildView::kPlaySection);
     ASSERT_TRUE(PumpUntil([&] { return Ended(); }));
@@ -210,7 +221,7 @@ TEST_F(TransportTest, PlayLoopedChangesOnlyTheNextPlayback) {
     // The running playback is not looped: it ends by itself.
     ASSERT_TRUE(PumpUntil([&] { return Ended(); }, 3.0));
     Command(CChildView::kPlaySection);
-    loop->PumpFor(400);
+    Run(400);
     EXPECT_TRUE(view->IsPlaying()); // 0.1 s looped goes on
     EXPECT_GT(PlayedFrames(), 4410 + 4410);
     Command(CChildView::kStop);
@@ -231,11 +242,13 @@ TEST_F(TransportTest, SpaceStartsAndStopsAndShiftSpacePlaysAll) {
 TEST_F(TransportTest, HomeAndEndWhilePlayingMarkThePlayCursor) {
     LoadWav(44100 * 2);
     view->ViewAll();
+    // The cursor at the end: Home marks a start before it, End then an end after that start.
+    Select(44100 * 2, 44100 * 2);
     Command(CChildView::kPlayAll);
-    loop->PumpFor(300);
+    Run(300);
     CWindow::SendMessage(view->GetSafeHandle(), WM_KEYDOWN, VK_HOME, 0);
     const int64_t start = view->GetSelection().m_start;
-    loop->PumpFor(300);
+    Run(300);
     CWindow::SendMessage(view->GetSafeHandle(), WM_KEYDOWN, VK_END, 0);
     const CSection marked = view->GetSelection();
     EXPECT_EQ(marked.m_start, start);
@@ -248,11 +261,11 @@ TEST_F(TransportTest, AClickOnTheRulerMovesARunningPlaybackThere) {
     LoadWav(44100 * 2);
     view->ViewAll();
     Command(CChildView::kPlayAll);
-    loop->PumpFor(100);
+    Run(100);
     const int x = view->XFromSample(44100 * 3 / 2);
     CWindow::SendMessage(view->GetSafeHandle(), WM_LBUTTONDOWN, MK_LBUTTON, MakePoint(x, 2));
     CWindow::SendMessage(view->GetSafeHandle(), WM_LBUTTONUP, 0, MakePoint(x, 2));
-    loop->PumpFor(150);
+    Run(150);
     EXPECT_GT(presentation->LastPlayCursor(view->GetSafeHandle()), x - 2);
     ASSERT_TRUE(PumpUntil([&] { return Ended(); }));
     // A second's worth from the click on, not the whole document.
@@ -264,9 +277,9 @@ TEST_F(TransportTest, AMutedChannelPlaysSilenceWhileTheOtherGoesOn) {
     Command(CChildView::kPlayAll);
     EXPECT_EQ(view->GetChannelMask(), ~0u);
     view->SetChannelMask(0x1);
-    loop->PumpFor(300);
+    Run(300);
     const int64_t from = PlayedFrames();
-    loop->PumpFor(200);
+    Run(200);
     Command(CChildView::kStop);
     const std::vector<uint8_t> pcm = card->GetCaptured();
     int64_t loudLeft = 0;
