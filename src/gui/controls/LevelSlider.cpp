@@ -147,12 +147,7 @@ void CLevelSlider::mouseDoubleClickEvent(QMouseEvent* event) {
 }
 
 void CLevelSlider::wheelEvent(QWheelEvent* event) {
-    const int notches = TakeWheelNotches(*event, m_wheelRemainder);
-    const int step = (event->modifiers() & Qt::ControlModifier) ? pageStep() : singleStep();
-    if (notches != 0)
-        setValue(
-            int(std::clamp(qint64(value()) + qint64(notches) * step, qint64(minimum()), qint64(maximum()))));
-    event->accept();
+    StepByWheel(*this, *event, m_wheelRemainder);
 }
 
 } // namespace tw
