@@ -278,7 +278,7 @@ TEST_F(TransportTest, AMutedChannelPlaysSilenceWhileTheOtherGoesOn) {
     EXPECT_EQ(view->GetChannelMask(), ~0u);
     view->SetChannelMask(0x1);
     // Past the second of latency the play thread asks for: what sounds now was made after the mute.
-    Run(1300);
+    Run(1800);
     const int64_t from = PlayedFrames();
     Run(200);
     Command(CChildView::kStop);
