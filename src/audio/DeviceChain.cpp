@@ -3,6 +3,7 @@
 #include "audio/AudioDeviceMgr.h"
 #include "audio/DSoundDeviceMgr.h"
 #include "audio/MMEDeviceMgr.h"
+#include "platform/Settings.h"
 
 #include <atomic>
 
@@ -30,6 +31,10 @@ void SetDeviceChain(CAudioDeviceMgr* head) {
 int32_t DefaultOutputDevice() {
     CAudioDeviceMgr* head = g_chain.load();
     return head != nullptr ? head->GetOutputCount() : 0;
+}
+
+int32_t OutputDeviceSetting() {
+    return GetSettingInt("Audio", "OutputDevice", DefaultOutputDevice());
 }
 
 } // namespace tw

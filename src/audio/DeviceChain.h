@@ -23,5 +23,7 @@ void SetDeviceChain(CAudioDeviceMgr* head);
 // The default of Audio / OutputDevice: the head manager's output count, which is the number of the
 // first device behind the head (the first PulseAudio sink). 0 with no chain.
 int32_t DefaultOutputDevice();
+// The output device a document plays through: Audio / OutputDevice, by default the one above.
+int32_t OutputDeviceSetting();
 
 } // namespace tw

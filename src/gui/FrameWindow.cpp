@@ -7,7 +7,6 @@
 #include "gui/ViewWidget.h"
 #include "gui/controls/MeterBar.h"
 #include "platform/Messages.h"
-#include "platform/Settings.h"
 #include "platform/Window.h"
 
 #include <QAction>
@@ -112,9 +111,7 @@ QWidget* CFrameWindow::MakeBarContents(uint32_t id) {
         // The knobs work on the mixer of the output device the document plays through.
         auto mixer = [] {
             CAudioDeviceMgr* devices = DeviceChain();
-            return devices != nullptr
-                       ? devices->GetMixerId(GetSettingInt("Audio", "OutputDevice", DefaultOutputDevice()))
-                       : -1;
+            return devices != nullptr ? devices->GetMixerId(OutputDeviceSetting()) : -1;
         };
         m_meters->SetVolumeAccess(
             [mixer](uint32_t& packed) {

@@ -40,8 +40,8 @@ int DefaultAnswer(uint32_t style) {
 }
 
 // A box built as the system asks for it: its buttons by style, the first one the default, its icon.
-int RunBox(QWidget* parent, const std::string& text, const std::string& caption, uint32_t style,
-           const std::function<void(int)>& answered) {
+void RunBox(QWidget* parent, const std::string& text, const std::string& caption, uint32_t style,
+            const std::function<void(int)>& answered) {
     auto* box = new QMessageBox(parent);
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->setWindowTitle(Q(caption));
@@ -102,7 +102,6 @@ int RunBox(QWidget* parent, const std::string& text, const std::string& caption,
         answered(result);
     });
     box->open();
-    return 0;
 }
 
 // Waits for an answer from the GUI thread, keeping the caller's loop going; gives `fallback` when

@@ -6,7 +6,6 @@
 #include "dsp/TransformManager.h"
 #include "host/ClipServerHooks.h"
 #include "host/HostServices.h"
-#include "platform/Settings.h"
 #include "storage/DirectoryManager.h"
 #include "storage/FileFilterManager.h"
 
@@ -63,8 +62,7 @@ CAudioDeviceMgr* CTideworkApp::EnsureDevices() {
 void CTideworkApp::NoteStartVolume() {
     CAudioDeviceMgr* devices = EnsureDevices();
     if (devices != nullptr)
-        m_startVolume.Note(GetSettingInt("Audio", "OutputDevice", DefaultOutputDevice()), *devices,
-                           IsAnotherInstance());
+        m_startVolume.Note(OutputDeviceSetting(), *devices, IsAnotherInstance());
 }
 
 bool CTideworkApp::RestoreStartVolume() {

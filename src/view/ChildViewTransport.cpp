@@ -12,9 +12,9 @@
 #include "platform/Presentation.h"
 #include "platform/Settings.h"
 #include "platform/StringTable.h"
+#include "storage/FormatTime.h"
 
 #include <cmath>
-#include <cstdio>
 
 namespace tw {
 
@@ -24,19 +24,6 @@ constexpr uint32_t kStringIdle = 57345;
 constexpr uint32_t kStringOutputFailed = 142;
 constexpr uint32_t kMeterTicks = 3;
 constexpr int32_t kViewPriority = 32;
-
-// "Playing - hh:mm:ss:mmm" by integer divisions of the position by the rate.
-std::string PlayingText(int64_t position, int64_t rate) {
-    if (rate <= 0)
-        rate = 1;
-    const int64_t seconds = position / rate;
-    const int64_t millis = (position % rate) * 1000 / rate;
-    char time[64];
-    std::snprintf(time, sizeof time, "%.2d:%.2d:%.2d:%.3d", static_cast<int>(seconds / 3600),
-                  static_cast<int>(seconds / 60 % 60), static_cast<int>(seconds % 60),
-                  static_cast<int>(millis));
-    return std::string("Playing - ") + time;
-}
 
 // -80 dB and below rest at 0, 0 dB is 100.
 int MeterValue(float peak) {
@@ -247,7 +234,7 @@ void CChildView::OnPlayTimer() {
         UpdateScrollBar();
         Invalidate();
     }
-    SetStatus(PlayingText(position, rate));
+    SetStatus("Playing - " + FormatTime(position, rate));
 }
 
 } // namespace tw

@@ -1,7 +1,6 @@
 #include "gui/controls/Knob.h"
 
 #include "gui/controls/ControlLook.h"
-#include "gui/controls/WheelNotches.h"
 
 #include <QMouseEvent>
 #include <QPainter>
@@ -23,7 +22,7 @@ QString WithTypographicMinus(QString text) {
 
 } // namespace
 
-CKnob::CKnob(QWidget* parent) : QAbstractSlider(parent) {
+CKnob::CKnob(QWidget* parent) : CDragSlider(parent) {
     setFocusPolicy(Qt::StrongFocus);
     setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Preferred);
     setPageStep(10);
@@ -134,15 +133,14 @@ void CKnob::mousePressEvent(QMouseEvent* event) {
         QAbstractSlider::mousePressEvent(event);
         return;
     }
-    m_dragging = true;
+    BeginDrag();
     m_dragValue = value();
     m_lastPos = event->position();
-    setSliderDown(true);
     event->accept();
 }
 
 void CKnob::mouseMoveEvent(QMouseEvent* event) {
-    if (!m_dragging) {
+    if (!IsDragging()) {
         event->ignore();
         return;
     }
@@ -157,29 +155,6 @@ void CKnob::mouseMoveEvent(QMouseEvent* event) {
         std::clamp(m_dragValue + (moved.x() - moved.y()) * perPixel, double(minimum()), double(maximum()));
     setSliderPosition(int(std::lround(m_dragValue)));
     event->accept();
-}
-
-void CKnob::mouseReleaseEvent(QMouseEvent* event) {
-    if (!m_dragging || event->button() != Qt::LeftButton) {
-        event->ignore();
-        return;
-    }
-    m_dragging = false;
-    setSliderDown(false);
-    event->accept();
-}
-
-void CKnob::mouseDoubleClickEvent(QMouseEvent* event) {
-    if (event->button() != Qt::LeftButton) {
-        event->ignore();
-        return;
-    }
-    setValue(std::clamp(m_defaultValue, minimum(), maximum()));
-    event->accept();
-}
-
-void CKnob::wheelEvent(QWheelEvent* event) {
-    StepByWheel(*this, *event, m_wheelRemainder);
 }
 
 } // namespace tw

@@ -3,13 +3,13 @@
 // single step per notch (Ctrl for a page), a double click goes back to the default value.
 #pragma once
 
-#include <QAbstractSlider>
+#include "gui/controls/DragSlider.h"
 
 #include <functional>
 
 namespace tw {
 
-class CKnob : public QAbstractSlider {
+class CKnob : public CDragSlider {
     Q_OBJECT
 
 public:
@@ -26,9 +26,6 @@ public:
     // Written after the number ("dB"); unused when a formatter is set.
     void SetSuffix(const QString& suffix);
     void SetFormatter(Formatter formatter);
-    // The value a double click returns to; limited to the range when used.
-    void SetDefaultValue(int value) { m_defaultValue = value; }
-    int DefaultValue() const { return m_defaultValue; }
     // The value as the dial writes it under itself.
     QString ValueText() const;
 
@@ -39,9 +36,6 @@ protected:
     void paintEvent(QPaintEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
-    void mouseReleaseEvent(QMouseEvent* event) override;
-    void mouseDoubleClickEvent(QMouseEvent* event) override;
-    void wheelEvent(QWheelEvent* event) override;
 
 private:
     // The angle of `value` in Qt's degrees: 0 at three o'clock, counted anticlockwise.
@@ -52,11 +46,8 @@ private:
     QString m_caption;
     QString m_suffix;
     Formatter m_formatter;
-    int m_defaultValue = 0;
-    bool m_dragging = false;
     double m_dragValue = 0.0;
     QPointF m_lastPos;
-    int m_wheelRemainder = 0;
 };
 
 // The same dial; the meter bar's volume and balance are made with this name.

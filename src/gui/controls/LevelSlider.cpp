@@ -1,7 +1,6 @@
 #include "gui/controls/LevelSlider.h"
 
 #include "gui/controls/ControlLook.h"
-#include "gui/controls/WheelNotches.h"
 
 #include <QLinearGradient>
 #include <QMouseEvent>
@@ -22,7 +21,7 @@ constexpr int kTicks = 10; // gaps between tick marks along the track
 
 } // namespace
 
-CLevelSlider::CLevelSlider(QWidget* parent) : QAbstractSlider(parent) {
+CLevelSlider::CLevelSlider(QWidget* parent) : CDragSlider(parent) {
     setOrientation(Qt::Vertical);
     setFocusPolicy(Qt::StrongFocus);
     setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Expanding);
@@ -111,43 +110,19 @@ void CLevelSlider::mousePressEvent(QMouseEvent* event) {
     const QRect handle = HandleRect();
     const bool onHandle = handle.contains(event->position().toPoint());
     m_grabOffset = onHandle ? y - PositionOf(value()) : 0;
-    m_dragging = true;
-    setSliderDown(true);
+    BeginDrag();
     if (!onHandle)
         setSliderPosition(ValueAt(y));
     event->accept();
 }
 
 void CLevelSlider::mouseMoveEvent(QMouseEvent* event) {
-    if (!m_dragging) {
+    if (!IsDragging()) {
         event->ignore();
         return;
     }
     setSliderPosition(ValueAt(int(event->position().y()) - m_grabOffset));
     event->accept();
-}
-
-void CLevelSlider::mouseReleaseEvent(QMouseEvent* event) {
-    if (!m_dragging || event->button() != Qt::LeftButton) {
-        event->ignore();
-        return;
-    }
-    m_dragging = false;
-    setSliderDown(false);
-    event->accept();
-}
-
-void CLevelSlider::mouseDoubleClickEvent(QMouseEvent* event) {
-    if (event->button() != Qt::LeftButton) {
-        event->ignore();
-        return;
-    }
-    setValue(std::clamp(m_defaultValue, minimum(), maximum()));
-    event->accept();
-}
-
-void CLevelSlider::wheelEvent(QWheelEvent* event) {
-    StepByWheel(*this, *event, m_wheelRemainder);
 }
 
 } // namespace tw

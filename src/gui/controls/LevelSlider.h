@@ -4,18 +4,15 @@
 // the default value.
 #pragma once
 
-#include <QAbstractSlider>
+#include "gui/controls/DragSlider.h"
 
 namespace tw {
 
-class CLevelSlider : public QAbstractSlider {
+class CLevelSlider : public CDragSlider {
     Q_OBJECT
 
 public:
     explicit CLevelSlider(QWidget* parent = nullptr);
-
-    void SetDefaultValue(int value) { m_defaultValue = value; }
-    int DefaultValue() const { return m_defaultValue; }
 
     // The value at height `y` of the track; above or below it, the ends of the range.
     int ValueAt(int y) const;
@@ -30,17 +27,11 @@ protected:
     void paintEvent(QPaintEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
-    void mouseReleaseEvent(QMouseEvent* event) override;
-    void mouseDoubleClickEvent(QMouseEvent* event) override;
-    void wheelEvent(QWheelEvent* event) override;
 
 private:
     int PositionOf(int value) const;
 
-    int m_defaultValue = 0;
-    bool m_dragging = false;
     int m_grabOffset = 0; // from the cap's centre to where it was grabbed
-    int m_wheelRemainder = 0;
 };
 
 } // namespace tw

@@ -1,8 +1,5 @@
 #include "gui/controls/WheelNotches.h"
 
-#include <QAbstractSlider>
-#include <algorithm>
-
 #include <QWheelEvent>
 
 namespace tw {
@@ -21,15 +18,6 @@ int TakeWheelNotches(const QWheelEvent& event, int& remainder) {
     const int notches = remainder / kNotch;
     remainder -= notches * kNotch;
     return notches;
-}
-
-void StepByWheel(QAbstractSlider& slider, QWheelEvent& event, int& remainder) {
-    const int notches = TakeWheelNotches(event, remainder);
-    const int step = (event.modifiers() & Qt::ControlModifier) ? slider.pageStep() : slider.singleStep();
-    if (notches != 0)
-        slider.setValue(int(std::clamp(qint64(slider.value()) + qint64(notches) * step,
-                                       qint64(slider.minimum()), qint64(slider.maximum()))));
-    event.accept();
 }
 
 } // namespace tw

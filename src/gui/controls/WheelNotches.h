@@ -3,7 +3,6 @@
 // a whole notch.
 #pragma once
 
-class QAbstractSlider;
 class QWheelEvent;
 
 namespace tw {
@@ -11,8 +10,5 @@ namespace tw {
 // The whole notches of `event` plus what `remainder` kept from earlier events, up counting positive;
 // the part short of a notch stays in `remainder`.
 int TakeWheelNotches(const QWheelEvent& event, int& remainder);
-
-// Moves `slider` one step per whole notch (a page step with Ctrl), within its range.
-void StepByWheel(QAbstractSlider& slider, QWheelEvent& event, int& remainder);
 
 } // namespace tw
