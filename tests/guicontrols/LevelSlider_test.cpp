@@ -43,16 +43,6 @@ TEST(LevelSlider, APressOnTheTrackJumpsAGrabbedCapMovesByTheTravel) {
     EXPECT_NEAR(s.value(), 80, 1);
 }
 
-TEST(LevelSlider, WheelAndDoubleClickMoveIt) {
-    Slider s;
-    s.setValue(50);
-    test::Wheel(s, -360);
-    EXPECT_EQ(s.value(), 47);
-    s.SetDefaultValue(80);
-    test::Mouse(s, QEvent::MouseButtonDblClick, {20, 20});
-    EXPECT_EQ(s.value(), 80);
-}
-
 TEST(LevelSlider, ATinyOrEmptyRangeDoesNotBreakTheMapping) {
     Slider s;
     s.setRange(5, 5);
