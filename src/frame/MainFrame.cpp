@@ -6,14 +6,38 @@
 
 #include "platform/Messages.h"
 #include "platform/Presentation.h"
+#include "platform/Settings.h"
+#include "storage/FormatTime.h"
 #include "view/DocumentHost.h"
 
+#include <algorithm>
+#include <atomic>
 #include <exception>
 
 namespace tw {
 
 namespace {
 constexpr const char* kProcessingError = "An error occured during processing.";
+constexpr const char* kEndSessionText =
+    "To close Vond Tidewright and turn off your computer click OK.\nIf an audio recording is ongoing it will "
+    "be stopped and you also may lose work that you haven't saved.";
+constexpr const char* kEndSessionTitle = "Windows is going to shut down";
+constexpr const char* kLayoutSection = "Workspace";
+
+// The first frame of a run takes the stored layout; the ones after it keep their defaults.
+std::atomic<bool> g_layoutLoaded{false};
+// Once a person agreed to end the session, the other frames do not ask again.
+std::atomic<bool> g_sessionEnding{false};
+
+std::string BarKey(uint32_t bar) {
+    return "Bar" + std::to_string(bar);
+}
+
+std::string PaneText(const char* title, const CSection& section, int64_t rate) {
+    const int64_t first = std::min(section.m_start, section.m_end);
+    const int64_t last = std::max(section.m_start, section.m_end);
+    return title + FormatTime(first, rate) + " - " + FormatTime(last, rate);
+}
 } // namespace
 
 CMainFrame::CMainFrame() {
@@ -33,6 +57,11 @@ CMainFrame::CMainFrame() {
         if (IDocumentHost* host = DocumentHost())
             host->CloseAllDocuments();
     });
+    for (uint32_t id = kFirstWindowEntry; id <= kLastWindowEntry; ++id)
+        m_commands.AddCommand(id, [](uint32_t entry) {
+            if (IDocumentHost* host = DocumentHost())
+                host->ActivateDocument(static_cast<int>(entry - kFirstWindowEntry));
+        });
 }
 
 CMainFrame::~CMainFrame() {
@@ -49,12 +78,111 @@ bool CMainFrame::LoadFrame() {
         return false;
     }
     m_created = true;
+    m_history = std::make_unique<CEditHistory>(m_view);
     Presentation().FrameCreated(handle);
     // The transform list is built for menus only where there are menus to show.
-    if (Presentation().ShowsWindows())
-        Presentation().FrameLayout(
-            handle, DefaultFrameLayout(m_view.GetSafeHandle(), TransformManager().GetEntries()));
+    if (Presentation().ShowsWindows()) {
+        CFrameLayout layout = DefaultFrameLayout(m_view.GetSafeHandle(), TransformManager().GetEntries());
+        LoadLayout(layout);
+        Presentation().FrameLayout(handle, layout);
+    }
     return true;
+}
+
+void CMainFrame::LoadLayout(CFrameLayout& layout) {
+    // A layout stored under another language would show bars titled in it: the defaults then.
+    const std::string language = GetSettingString("General", "Language", "en-US");
+    const bool sameLanguage = GetSettingString("General", "LastLanguage", "") == language;
+    PutSettingString("General", "LastLanguage", language);
+    if (g_layoutLoaded.exchange(true) || !sameLanguage)
+        return;
+    for (auto& [bar, visible] : m_barVisible)
+        visible = GetSettingInt(kLayoutSection, BarKey(bar), visible ? 1 : 0) != 0;
+    for (CToolbarModel& toolbar : layout.toolbars)
+        toolbar.visible = m_barVisible[toolbar.id];
+    for (CDockBarModel& bar : layout.bars)
+        if (bar.toggle != 0)
+            bar.visible = m_barVisible[bar.toggle];
+    layout.savedState = GetSettingString(kLayoutSection, "State", "");
+}
+
+void CMainFrame::StoreLayout() {
+    for (const auto& [bar, visible] : m_barVisible)
+        PutSettingInt(kLayoutSection, BarKey(bar), visible ? 1 : 0);
+    if (!m_savedState.empty())
+        PutSettingString(kLayoutSection, "State", m_savedState);
+}
+
+void CMainFrame::FocusStep(int step) {
+    const WAVEFORMATEX* format = m_view.GetMedia().GetFormat();
+    uint32_t bar = 0;
+    switch (step) {
+    case 1:
+        bar = bars::kLevelMeters;
+        break;
+    case 2:
+        bar = format == nullptr || format->nChannels > 2 ? bars::kSpectrumAnalyzer : bars::kEditHistory;
+        break;
+    case 3:
+        bar = 0;
+        break;
+    case 4:
+        bar = bars::kEditHistory;
+        break;
+    default:
+        return;
+    }
+    Presentation().FocusBar(GetSafeHandle(), bar);
+}
+
+void CMainFrame::OnDropFiles(const std::vector<std::string>& paths) {
+    m_view.OnDropFiles(paths);
+    m_view.UpdateWindow();
+    PublishIdle();
+}
+
+void CMainFrame::OnHistoryMessage(uintptr_t wParam, intptr_t lParam) {
+    if (!m_history)
+        return;
+    const int row = static_cast<int>(wParam >> 8) - 1;
+    switch (static_cast<HistoryAction>(wParam & 0xFF)) {
+    case click:
+        m_history->OnClick(row);
+        break;
+    case doubleClick:
+        m_history->OnDoubleClick(row);
+        break;
+    case contextMenu:
+        m_history->OnContextMenu(row, PointX(lParam), PointY(lParam));
+        break;
+    case key:
+        if (m_history->OnKeyDown(static_cast<uint32_t>(lParam)) == CEditHistory::KeyResult::nextPane)
+            FocusStep(1);
+        break;
+    case selectNone:
+        m_history->SetSelectedRows({});
+        break;
+    case selectAdd: {
+        std::vector<int> rows = m_history->GetSelectedRows();
+        rows.push_back(row);
+        m_history->SetSelectedRows(rows);
+        break;
+    }
+    }
+}
+
+void CMainFrame::PublishPanes() {
+    const WAVEFORMATEX* format = m_view.GetMedia().GetFormat();
+    // Without a format there is no time to show: the panes keep what they had.
+    if (format == nullptr || format->nSamplesPerSec == 0)
+        return;
+    const std::string texts[2] = {PaneText("Selected:", m_view.GetSelection(), format->nSamplesPerSec),
+                                  PaneText("Viewed:", m_view.GetViewSection(), format->nSamplesPerSec)};
+    for (int i = 0; i < 2; ++i)
+        if (texts[i] != m_publishedPanes[i]) {
+            m_publishedPanes[i] = texts[i];
+            Presentation().StatusPane(GetSafeHandle(), i + 1, texts[i]);
+        }
 }
 
 void CMainFrame::SetTitle(const std::string& title) {
@@ -87,7 +215,14 @@ intptr_t CMainFrame::OnQueryEndSession() {
     // unmodified document has nothing to save.
     if (IDocumentHost* host = DocumentHost(); host != nullptr && host->IsHosted())
         return m_view.QuerySave() ? 1 : 0;
-    // Standalone the session may end; the close-all that follows asks each document.
+    // Standalone a person is asked once; the close-all that follows asks each document to save.
+    if (g_sessionEnding.load())
+        return 1;
+    Presentation().FrameToTop(GetSafeHandle());
+    if (ShowMessageBox(kEndSessionText, MB_OKCANCEL | MB_ICONWARNING, GetSafeHandle(), kEndSessionTitle) !=
+        IDOK)
+        return 0;
+    g_sessionEnding = true;
     return 1;
 }
 
@@ -109,6 +244,20 @@ void CMainFrame::PublishIdle() {
                 m_commands.Update(ui);
             states.push_back(ui.State());
         }
+    PublishPanes();
+    if (m_history) {
+        CListModel list;
+        for (const CHistoryColumn& column : CEditHistory::Columns())
+            list.columns.push_back({column.title, column.width});
+        for (const CHistoryRow& row : m_history->Rows())
+            list.rows.push_back({{row.command, row.section}, row.image});
+        list.marked = m_history->GetMarkedRow();
+        list.selected = m_history->GetSelectedRows();
+        if (list != m_publishedHistory) {
+            m_publishedHistory = list;
+            Presentation().HistoryList(GetSafeHandle(), list);
+        }
+    }
     // Published only when something changed: the idle runs after every message.
     if (states != m_published) {
         m_published = states;
@@ -159,7 +308,18 @@ intptr_t CMainFrame::Dispatch(uint32_t message, uintptr_t wParam, intptr_t lPara
     case WM_IDLEUPDATECMDUI:
         PublishIdle();
         return 0;
+    case kHistoryMessage:
+        OnHistoryMessage(wParam, lParam);
+        m_view.UpdateWindow();
+        PublishIdle();
+        return 0;
+    case WM_FOCUSSTEP:
+        FocusStep(static_cast<int>(wParam));
+        return 0;
     case WM_DESTROY: {
+        if (m_created && Presentation().ShowsWindows())
+            StoreLayout();
+        m_history.reset();
         m_view.DestroyWindow();
         if (m_created)
             Presentation().FrameDestroyed(GetSafeHandle());

@@ -2,11 +2,14 @@
 // reaches (close, save query), it titles itself through the presentation and it owns the view.
 #pragma once
 
+#include "platform/Presentation.h"
 #include "platform/Window.h"
 #include "view/ChildView.h"
+#include "view/EditHistory.h"
 
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -15,6 +18,19 @@ namespace tw {
 class CMainFrame : public CWindow {
 public:
     static constexpr uint32_t kCloseAllWindows = 32816;
+    static constexpr uint32_t kFirstWindowEntry = 4000;
+    static constexpr uint32_t kLastWindowEntry = 4100;
+    static constexpr uint32_t kSelectedPane = 32881;
+    static constexpr uint32_t kViewedPane = 32882;
+
+    // What the edit history bar's list reports, posted to the frame: wParam is HistoryAction in its
+    // low byte and the row plus one above it; lParam a point in the view's coordinates
+    // (contextMenu) or a virtual key (key).
+    static constexpr uint32_t kHistoryMessage = WM_APP + 0x3F10;
+    enum HistoryAction : uint32_t { click = 1, doubleClick, contextMenu, key, selectNone, selectAdd };
+    static constexpr uintptr_t HistoryParam(HistoryAction action, int row) {
+        return action | (static_cast<uintptr_t>(row + 1) << 8);
+    }
 
     CMainFrame();
     ~CMainFrame() override;
@@ -33,6 +49,16 @@ public:
 
     intptr_t WindowProc(uint32_t message, uintptr_t wParam, intptr_t lParam) override;
 
+    // The focus ring of the frame: 1 the meter bar; 2 the spectrum bar (a document with no format or
+    // more than two channels), else the edit history; 3 the view; 4 the edit history.
+    void FocusStep(int step);
+    // Files a person dropped on the frame, in the order given.
+    void OnDropFiles(const std::vector<std::string>& paths);
+    // The layout a person left, as the presentation saved it when the window closed; stored in the
+    // settings when the frame goes.
+    void SetSavedState(const std::string& state) { m_savedState = state; }
+    const CEditHistory* GetEditHistory() const { return m_history.get(); }
+
     // Offers a command to the view, then to the frame's own rows. False when nobody took it.
     bool OnCmdMsg(uint32_t id, uint32_t code = 0);
     // The idle routine: the states of every routed command, the title, published when changed.
@@ -43,9 +69,17 @@ public:
 private:
     intptr_t OnClose();
     intptr_t OnQueryEndSession();
+    void OnHistoryMessage(uintptr_t wParam, intptr_t lParam);
+    void PublishPanes();
+    void LoadLayout(CFrameLayout& layout);
+    void StoreLayout();
     intptr_t Dispatch(uint32_t message, uintptr_t wParam, intptr_t lParam);
 
     CChildView m_view;
+    std::unique_ptr<CEditHistory> m_history;
+    CListModel m_publishedHistory;
+    std::string m_publishedPanes[2];
+    std::string m_savedState;
     CCommandTable m_commands;
     std::vector<CCommandState> m_published;
     std::string m_publishedTitle;

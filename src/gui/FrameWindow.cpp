@@ -3,6 +3,9 @@
 #include "audio/AudioDeviceMgr.h"
 #include "audio/AudioMixer.h"
 #include "audio/DeviceChain.h"
+#include "frame/FrameLayout.h"
+#include "frame/MainFrame.h"
+#include "gui/HistoryBar.h"
 #include "gui/ToolIcons.h"
 #include "gui/ViewWidget.h"
 #include "gui/controls/MeterBar.h"
@@ -13,9 +16,13 @@
 #include <QCloseEvent>
 #include <QComboBox>
 #include <QDockWidget>
+#include <QDragEnterEvent>
+#include <QDropEvent>
+#include <QFileInfo>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QMenuBar>
+#include <QMimeData>
 #include <QStatusBar>
 #include <QToolBar>
 #include <QToolButton>
@@ -31,6 +38,37 @@ constexpr uint32_t kHostCancel = 551;
 constexpr uint32_t kHostBar = 6094;
 constexpr uint32_t kLevelMeters = 32820;
 constexpr uint32_t kVerticalZoomBar = 32823;
+constexpr uint32_t kSpectrumBar = 32828;
+constexpr uint32_t kEditHistoryBar = 32770;
+
+// A docking bar whose close button asks the frame, which owns whether the bar shows.
+class CDockBar : public QDockWidget {
+public:
+    CDockBar(const QString& title, uint32_t toggle, WindowHandle frame, QWidget* parent)
+        : QDockWidget(title, parent), m_toggle(toggle), m_frame(frame) {}
+
+protected:
+    void closeEvent(QCloseEvent* event) override {
+        if (m_toggle == 0) {
+            QDockWidget::closeEvent(event);
+            return;
+        }
+        event->ignore();
+        CWindow::PostMessage(m_frame, WM_COMMAND, m_toggle);
+    }
+
+private:
+    uint32_t m_toggle;
+    WindowHandle m_frame;
+};
+
+std::string PlainText(const std::string& text) {
+    std::string plain;
+    for (char c : text)
+        if (c != '&')
+            plain += c;
+    return plain;
+}
 
 QString Q(const std::string& text) {
     return QString::fromStdString(text);
@@ -38,7 +76,8 @@ QString Q(const std::string& text) {
 
 } // namespace
 
-CFrameWindow::CFrameWindow(WindowHandle frame) : m_frame(frame) {
+CFrameWindow::CFrameWindow(WindowHandle frame, WindowTitles windowTitles)
+    : m_frame(frame), m_windowTitles(std::move(windowTitles)) {
     setMinimumSize(600, 320);
     resize(1000, 600);
     setAttribute(Qt::WA_DeleteOnClose, false);
@@ -91,10 +130,8 @@ void CFrameWindow::FillMenu(QMenu* menu, const std::vector<CMenuItem>& items) {
         } else {
             QAction* action = MakeAction(item.id, item.text, item.shortcut);
             action->setEnabled(item.enabled);
-            if (item.checked) {
-                action->setCheckable(true);
-                action->setChecked(true);
-            }
+            action->setCheckable(item.checked || action->isCheckable());
+            action->setChecked(item.checked);
             menu->addAction(action);
         }
     }
@@ -161,6 +198,19 @@ QWidget* CFrameWindow::MakeBarContents(uint32_t id) {
         row->addStretch(1);
         return holder;
     }
+    if (id == kEditHistoryBar) {
+        m_history = new CHistoryBar(
+            m_frame,
+            [this](QPoint global) {
+                if (m_view == nullptr)
+                    return QPoint();
+                const double ratio = m_view->devicePixelRatioF();
+                const QPoint local = m_view->Canvas()->mapFromGlobal(global);
+                return QPoint(static_cast<int>(local.x() * ratio), static_cast<int>(local.y() * ratio));
+            },
+            this);
+        return m_history;
+    }
     // Bars whose contents arrive with their own windows show their title until then.
     auto* label = new QLabel(this);
     label->setAlignment(Qt::AlignCenter);
@@ -172,9 +222,14 @@ void CFrameWindow::ApplyLayout(const CFrameLayout& layout) {
     for (const CFrameLayout::Button& button : layout.buttons)
         m_buttons[button.id] = button;
     menuBar()->clear();
+    m_windowMenu = nullptr;
     for (const CMenuItem& top : layout.menuBar) {
         QMenu* menu = menuBar()->addMenu(Q(top.text));
         FillMenu(menu, top.popup);
+        if (PlainText(top.text) == "Window") {
+            m_windowMenu = menu;
+            connect(menu, &QMenu::aboutToShow, this, &CFrameWindow::RefreshWindowMenu);
+        }
     }
     for (const CToolbarModel& model : layout.toolbars) {
         QToolBar*& bar = m_toolbars[model.id];
@@ -207,7 +262,7 @@ void CFrameWindow::ApplyLayout(const CFrameLayout& layout) {
     for (const CDockBarModel& model : layout.bars) {
         if (m_bars.count(model.id) != 0)
             continue;
-        auto* dock = new QDockWidget(Q(model.title), this);
+        auto* dock = new CDockBar(Q(model.title), model.toggle, m_frame, this);
         dock->setObjectName(QString("bar%1").arg(model.id));
         QWidget* contents = MakeBarContents(model.id);
         if (auto* label = qobject_cast<QLabel*>(contents))
@@ -226,6 +281,8 @@ void CFrameWindow::ApplyLayout(const CFrameLayout& layout) {
         setCentralWidget(m_view);
         m_view->setFocus();
     }
+    if (!m_laidOut && !layout.savedState.empty())
+        RestoreLayoutState(layout.savedState);
     m_laidOut = true;
 }
 
@@ -294,6 +351,104 @@ void CFrameWindow::ResetMeters() {
         m_meters->Reset();
 }
 
+void CFrameWindow::SetHistoryList(const CListModel& list) {
+    if (m_history != nullptr)
+        m_history->SetList(list);
+}
+
+void CFrameWindow::FocusBar(uint32_t bar) {
+    if (bar == 0) {
+        if (m_view != nullptr)
+            m_view->Canvas()->setFocus(Qt::TabFocusReason);
+        return;
+    }
+    auto it = m_bars.find(bar);
+    // A hidden bar cannot take the focus; the view keeps it.
+    if (it == m_bars.end() || !it->second->isVisible()) {
+        if (m_view != nullptr)
+            m_view->Canvas()->setFocus(Qt::TabFocusReason);
+        return;
+    }
+    QWidget* contents = it->second->widget();
+    QWidget* target = contents->focusPolicy() != Qt::NoFocus ? contents : contents->nextInFocusChain();
+    if (target == nullptr || !contents->isAncestorOf(target))
+        target = contents;
+    target->setFocus(Qt::TabFocusReason);
+}
+
+bool CFrameWindow::focusNextPrevChild(bool) {
+    // The frame's own ring: meters, the spectrum or the history, the view, the history. Each place
+    // tells the document where the person is, and the document sends the focus on.
+    QWidget* focus = focusWidget();
+    auto within = [focus, this](uint32_t bar) {
+        auto it = m_bars.find(bar);
+        return it != m_bars.end() && focus != nullptr && it->second->isAncestorOf(focus);
+    };
+    int step = 1;
+    if (within(kLevelMeters))
+        step = 2;
+    else if (within(kSpectrumBar))
+        step = 3;
+    CWindow::PostMessage(m_frame, WM_FOCUSSTEP, static_cast<uintptr_t>(step));
+    return true;
+}
+
+void CFrameWindow::dragEnterEvent(QDragEnterEvent* event) {
+    if (event->mimeData()->hasUrls())
+        for (const QUrl& url : event->mimeData()->urls())
+            if (url.isLocalFile()) {
+                event->acceptProposedAction();
+                return;
+            }
+}
+
+void CFrameWindow::dropEvent(QDropEvent* event) {
+    std::vector<std::string> paths;
+    for (const QUrl& url : event->mimeData()->urls())
+        if (url.isLocalFile())
+            paths.push_back(url.toLocalFile().toStdString());
+    if (paths.empty())
+        return;
+    event->acceptProposedAction();
+    // The document decides what each file becomes (a folder or a damaged file gets its message).
+    const WindowHandle frame = m_frame;
+    if (CMessageLoop* loop = CWindow::LoopOf(frame))
+        loop->PostCall([frame, paths] {
+            if (auto* target = dynamic_cast<CMainFrame*>(CWindow::FromHandle(frame)))
+                target->OnDropFiles(paths);
+        });
+}
+
+void CFrameWindow::RefreshWindowMenu() {
+    if (m_windowMenu == nullptr || !m_windowTitles)
+        return;
+    std::vector<std::string> titles;
+    int current = -1;
+    for (const auto& [frame, title] : m_windowTitles()) {
+        if (frame == m_frame)
+            current = static_cast<int>(titles.size());
+        titles.push_back(title);
+    }
+    std::vector<CMenuItem> bar(1);
+    bar[0].text = "Window";
+    FillWindowMenu(bar, titles, current);
+    m_windowMenu->clear();
+    FillMenu(m_windowMenu, bar[0].popup);
+}
+
+std::string CFrameWindow::SaveLayoutState() const {
+    return (saveGeometry().toBase64() + ";" + saveState().toBase64()).toStdString();
+}
+
+void CFrameWindow::RestoreLayoutState(const std::string& state) {
+    const QList<QByteArray> parts = QByteArray::fromStdString(state).split(';');
+    if (parts.size() != 2)
+        return;
+    // A damaged record leaves the default layout: Qt refuses what it cannot read.
+    restoreGeometry(QByteArray::fromBase64(parts[0]));
+    restoreState(QByteArray::fromBase64(parts[1]));
+}
+
 void CFrameWindow::Dismiss() {
     m_closing = true;
     close();
@@ -319,8 +474,15 @@ void CFrameWindow::closeEvent(QCloseEvent* event) {
         event->accept();
         return;
     }
-    // The document decides (it may ask to save); the window goes when the frame is destroyed.
+    // The document decides (it may ask to save); the window goes when the frame is destroyed. The
+    // layout goes first, for the settings of the next run.
     event->ignore();
+    const WindowHandle frame = m_frame;
+    if (CMessageLoop* loop = CWindow::LoopOf(frame))
+        loop->PostCall([frame, state = SaveLayoutState()] {
+            if (auto* target = dynamic_cast<CMainFrame*>(CWindow::FromHandle(frame)))
+                target->SetSavedState(state);
+        });
     CWindow::PostMessage(m_frame, WM_CLOSE);
 }
 

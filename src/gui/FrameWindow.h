@@ -8,7 +8,9 @@
 
 #include <QMainWindow>
 
+#include <functional>
 #include <map>
+#include <string>
 #include <vector>
 
 class QAction;
@@ -20,13 +22,17 @@ class QToolBar;
 
 namespace tw {
 
+class CHistoryBar;
 class CMeterBar;
 class CViewWidget;
 
 class CFrameWindow : public QMainWindow {
     Q_OBJECT
 public:
-    explicit CFrameWindow(WindowHandle frame);
+    // Every document window (frame and title) in the order of the Window menu.
+    using WindowTitles = std::function<std::vector<std::pair<WindowHandle, std::string>>()>;
+
+    CFrameWindow(WindowHandle frame, WindowTitles windowTitles = {});
     ~CFrameWindow() override;
 
     WindowHandle Handle() const { return m_frame; }
@@ -38,6 +44,12 @@ public:
     void SetTransportButtons(const std::vector<uint32_t>& commands);
     void SetMeterLevels(const std::vector<int>& levels);
     void ResetMeters();
+    void SetHistoryList(const CListModel& list);
+    // Focus to a docking bar by its id, or to the view for 0.
+    void FocusBar(uint32_t bar);
+    // The docking places and sizes, as stored in the settings.
+    std::string SaveLayoutState() const;
+    void RestoreLayoutState(const std::string& state);
     // The frame was destroyed on its thread: the window goes without asking anything.
     void Dismiss();
 
@@ -45,9 +57,15 @@ public:
     QDockWidget* Bar(uint32_t id) const;
     QToolBar* Toolbar(uint32_t id) const;
     std::string StatusPaneText(int pane) const;
+    CHistoryBar* HistoryBar() const { return m_history; }
+    // Rebuilds the Window menu from the open documents (done each time it opens).
+    void RefreshWindowMenu();
 
 protected:
     void closeEvent(QCloseEvent* event) override;
+    bool focusNextPrevChild(bool next) override;
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
 
 private:
     QAction* MakeAction(uint32_t id, const std::string& text, const std::string& shortcut);
@@ -64,6 +82,9 @@ private:
     std::map<uint32_t, QDockWidget*> m_bars;
     std::vector<QLabel*> m_panes;
     CMeterBar* m_meters = nullptr;
+    CHistoryBar* m_history = nullptr;
+    QMenu* m_windowMenu = nullptr;
+    WindowTitles m_windowTitles;
     QComboBox* m_verticalZoom = nullptr;
     bool m_closing = false;
     bool m_laidOut = false;

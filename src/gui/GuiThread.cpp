@@ -136,6 +136,12 @@ bool CGuiThread::IsRunning() {
     return state.context != nullptr;
 }
 
+bool CGuiThread::OwnsApplication() {
+    GuiState& state = State();
+    std::lock_guard<std::mutex> lock(state.mutex);
+    return state.ownThread && state.context != nullptr;
+}
+
 bool CGuiThread::IsGuiThread() {
     QObject* context = Context();
     return context != nullptr && QThread::currentThread() == context->thread();

@@ -17,6 +17,9 @@ public:
     // Ends a thread of our own (its windows go with it); a host's application is left alone.
     static void Stop();
     static bool IsRunning();
+    // True when the application is ours (no host application): the desktop session is ours to
+    // answer.
+    static bool OwnsApplication();
     // True on the GUI thread.
     static bool IsGuiThread();
     // Runs `call` on the GUI thread, in order with other posts; false once it has ended.

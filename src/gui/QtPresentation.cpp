@@ -11,11 +11,14 @@
 
 #include <QApplication>
 #include <QClipboard>
+#include <QEventLoop>
 #include <QMenu>
 #include <QMessageBox>
 #include <QMimeData>
 #include <QPointer>
 #include <QPushButton>
+#include <QSessionManager>
+#include <QTimer>
 
 #include <atomic>
 #include <chrono>
@@ -122,7 +125,50 @@ template <class T> T AwaitAnswer(std::future<T>& answer, T fallback) {
 } // namespace
 
 CQtPresentation::CQtPresentation() {
-    CGuiThread::Post([this] { WatchClipboard(); });
+    CGuiThread::Post([this] {
+        WatchClipboard();
+        // A host's application answers the session itself; the documents save when it asks.
+        if (CGuiThread::OwnsApplication())
+            QObject::connect(qApp, &QGuiApplication::commitDataRequest, CGuiThread::Context(),
+                             [this](QSessionManager& manager) {
+                                 if (!manager.allowsInteraction())
+                                     return;
+                                 const bool ending = EndSession();
+                                 manager.release();
+                                 if (!ending)
+                                     manager.cancel();
+                             });
+    });
+}
+
+bool CQtPresentation::EndSession() {
+    std::vector<WindowHandle> frames;
+    for (const auto& entry : m_frames)
+        frames.push_back(entry.first);
+    for (WindowHandle frame : frames) {
+        CMessageLoop* loop = CWindow::LoopOf(frame);
+        if (loop == nullptr)
+            continue;
+        auto answer = std::make_shared<std::atomic<int>>(-1);
+        loop->PostCall([frame, answer] {
+            answer->store(static_cast<int>(CWindow::SendMessage(frame, WM_QUERYENDSESSION)));
+        });
+        // The document may show a box, which this thread has to show: a nested loop, not a wait.
+        QEventLoop wait;
+        QTimer poll;
+        QObject::connect(&poll, &QTimer::timeout, &wait, [&] {
+            if (answer->load() >= 0 || !CWindow::IsWindow(frame))
+                wait.quit();
+        });
+        poll.start(20);
+        wait.exec();
+        if (answer->load() == 0)
+            return false;
+    }
+    // Everyone agreed: the documents close the way Close All closes them, each asked to save.
+    if (!frames.empty())
+        CWindow::PostMessage(frames.front(), WM_COMMAND, 32816);
+    return true;
 }
 
 CQtPresentation::~CQtPresentation() = default;
@@ -233,7 +279,12 @@ void CQtPresentation::FrameCreated(WindowHandle frame) {
     CGuiThread::Post([this, frame] {
         if (m_frames.count(frame) != 0)
             return;
-        auto* window = new CFrameWindow(frame);
+        auto* window = new CFrameWindow(frame, [this] {
+            std::vector<std::pair<WindowHandle, std::string>> titles;
+            for (const auto& [handle, w] : m_frames)
+                titles.emplace_back(handle, w->windowTitle().toStdString());
+            return titles;
+        });
         m_frames[frame] = window;
         window->show();
     });
@@ -248,6 +299,14 @@ void CQtPresentation::FrameLayout(WindowHandle frame, const CFrameLayout& layout
             m_viewFrames[layout.view] = frame;
         window->ApplyLayout(layout);
     });
+}
+
+void CQtPresentation::HistoryList(WindowHandle frame, const CListModel& list) {
+    WithFrame(frame, [list](CFrameWindow& w) { w.SetHistoryList(list); });
+}
+
+void CQtPresentation::FocusBar(WindowHandle frame, uint32_t bar) {
+    WithFrame(frame, [bar](CFrameWindow& w) { w.FocusBar(bar); });
 }
 
 void CQtPresentation::FrameTitle(WindowHandle frame, const std::string& title) {

@@ -49,6 +49,8 @@ public:
     void MeterReset(WindowHandle frame) override;
     void TransportButtons(WindowHandle frame, const std::vector<uint32_t>& commands) override;
     void FrameLayout(WindowHandle frame, const CFrameLayout& layout) override;
+    void HistoryList(WindowHandle frame, const CListModel& list) override;
+    void FocusBar(WindowHandle frame, uint32_t bar) override;
     bool ShowsWindows() const override { return true; }
 
     // GUI thread only: the frame window of a handle, or the one showing a view; null when none.
@@ -61,6 +63,9 @@ private:
     // Runs `call` on the GUI thread with the frame window of `frame`, when it still exists.
     void WithFrame(WindowHandle frame, std::function<void(CFrameWindow&)> call);
     void WithView(WindowHandle view, std::function<void(CViewWidget&)> call);
+    // GUI thread: the desktop session is about to end. Asks each document in turn, keeping the GUI
+    // alive meanwhile; true when none refused, and the documents are then closed.
+    bool EndSession();
     // Keeps the system clipboard's audio in a mirror that document threads read without waiting.
     void WatchClipboard();
 

@@ -2,10 +2,14 @@
 
 #include "host/FileThreadList.h"
 #include "host/HostLink.h"
+#include "host/TKThread.h"
 #include "host/TideworkApp.h"
+#include "platform/Presentation.h"
 #include "platform/Utf.h"
 
 #include <tidework/tidework.h>
+
+#include <mutex>
 
 namespace tw {
 
@@ -26,6 +30,19 @@ void CHostServices::ReportError(const std::string& text, int severity) {
 }
 void CHostServices::CloseAllDocuments() {
     CFileThreadList::Instance().CloseAllAsked();
+}
+
+void CHostServices::ActivateDocument(int index) {
+    WindowHandle frame = 0;
+    {
+        CFileThreadList& list = CFileThreadList::Instance();
+        std::lock_guard<std::recursive_mutex> lock(list.Lock());
+        if (index >= 0 && static_cast<size_t>(index) < list.Threads().size())
+            frame = list.Threads()[static_cast<size_t>(index)]->GetFrameHandle();
+    }
+    // The lock is let go first: raising a frame may reach its thread.
+    if (frame != 0)
+        Presentation().FrameToTop(frame);
 }
 
 void CHostServices::OpenDocument(const std::string& path) {

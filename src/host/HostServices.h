@@ -14,6 +14,7 @@ public:
     void NotifySaved(const std::string& path) override;
     void ReportError(const std::string& text, int severity) override;
     void CloseAllDocuments() override;
+    void ActivateDocument(int index) override;
     void OpenDocument(const std::string& path) override;
     void NewDocument(ITkCloseCallback* callback) override;
 };

@@ -56,8 +56,11 @@ void SetPresentation(std::shared_ptr<IPresentation> presentation) {
 }
 
 int ShowMessageBox(const std::string& text, uint32_t style, WindowHandle owner) {
+    return ShowMessageBox(text, style, owner, LoadString(128));
+}
+
+int ShowMessageBox(const std::string& text, uint32_t style, WindowHandle owner, const std::string& caption) {
     IPresentation& presentation = Presentation();
-    const std::string caption = LoadString(128);
     CMessageLoop* loop = CMessageLoop::Current();
     if (loop == nullptr || presentation.AnswersAtOnce())
         return presentation.MessageBox(owner, text, caption, style);
@@ -245,6 +248,29 @@ void CHeadlessPresentation::TransportButtons(WindowHandle frame, const std::vect
     Record("transport", std::to_string(commands.size()), frame);
     std::lock_guard<std::mutex> lock(m_mutex);
     m_transportButtons[frame] = commands;
+}
+
+void CHeadlessPresentation::HistoryList(WindowHandle frame, const CListModel& list) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_historyLists[frame] = list;
+}
+
+void CHeadlessPresentation::FocusBar(WindowHandle frame, uint32_t bar) {
+    Record("focus", std::to_string(bar), frame);
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_focusBars[frame] = bar;
+}
+
+CListModel CHeadlessPresentation::LastHistoryList(WindowHandle frame) const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    auto it = m_historyLists.find(frame);
+    return it == m_historyLists.end() ? CListModel() : it->second;
+}
+
+int64_t CHeadlessPresentation::LastFocusBar(WindowHandle frame) const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    auto it = m_focusBars.find(frame);
+    return it == m_focusBars.end() ? -1 : static_cast<int64_t>(it->second);
 }
 
 int CHeadlessPresentation::LastPlayCursor(WindowHandle view) const {

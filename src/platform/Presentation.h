@@ -98,6 +98,29 @@ struct CFrameLayout {
         std::string icon;
     };
     std::vector<Button> buttons;
+    // The window layout a person left (docking places and sizes) as the presentation saved it;
+    // empty for the first layout. Given to the first frame of a run only.
+    std::string savedState;
+};
+
+// A list a bar shows (the edit history): columns, rows with an image each, the row holding the
+// selection mark and the selected rows. Published again whenever any of it changed.
+struct CListModel {
+    struct Column {
+        std::string title;
+        int width = 0;
+        bool operator==(const Column&) const = default;
+    };
+    struct Row {
+        std::vector<std::string> cells;
+        int image = 0;
+        bool operator==(const Row&) const = default;
+    };
+    std::vector<Column> columns;
+    std::vector<Row> rows;
+    int marked = -1;
+    std::vector<int> selected;
+    bool operator==(const CListModel&) const = default;
 };
 
 enum class CursorShape { Arrow, SizeWE, CrossFade, EffectTag, Wait };
@@ -167,6 +190,10 @@ public:
     virtual bool ShowsWindows() const { return false; }
     // The frame's menus, bars and the view it shows; again whenever they change.
     virtual void FrameLayout(WindowHandle frame, const CFrameLayout& layout) {}
+    // The list of the frame's edit history bar.
+    virtual void HistoryList(WindowHandle frame, const CListModel& list) {}
+    // Moves the keyboard focus to a docking bar of the frame (by its id), or to the view for 0.
+    virtual void FocusBar(WindowHandle frame, uint32_t bar) {}
 };
 
 // The presentation in force for the process. Never null: the headless one until another is set.
@@ -177,6 +204,8 @@ void SetPresentation(std::shared_ptr<IPresentation> presentation);
 // CMessageLoop the box is asked from a helper thread while the caller's loop keeps dispatching
 // (timers, posted calls, sends), so a document thread stays responsive while a person decides.
 int ShowMessageBox(const std::string& text, uint32_t style = 0x30 /*MB_ICONWARNING*/, WindowHandle owner = 0);
+// The same with a caption of its own.
+int ShowMessageBox(const std::string& text, uint32_t style, WindowHandle owner, const std::string& caption);
 
 // Records everything and answers from a script; the default answer of a box is its first button
 // (IDOK, IDYES) unless a scripted answer is queued. A dialog that waits for a person and has no
@@ -215,6 +244,8 @@ public:
     void MeterLevels(WindowHandle frame, const std::vector<int>& levels) override;
     void MeterReset(WindowHandle frame) override;
     void TransportButtons(WindowHandle frame, const std::vector<uint32_t>& commands) override;
+    void HistoryList(WindowHandle frame, const CListModel& list) override;
+    void FocusBar(WindowHandle frame, uint32_t bar) override;
 
     // What was last published; a default value when nothing was.
     CCommandState LastCommandState(WindowHandle frame, uint32_t id) const;
@@ -229,6 +260,9 @@ public:
     // How many meter publications (levels or resets) a frame received.
     int MeterUpdates(WindowHandle frame) const;
     std::vector<uint32_t> LastTransportButtons(WindowHandle frame) const;
+    CListModel LastHistoryList(WindowHandle frame) const;
+    // The bar the focus was last sent to; -1 when none was.
+    int64_t LastFocusBar(WindowHandle frame) const;
     // The last popup menu shown (empty when none).
     std::vector<CMenuItem> LastPopupMenu() const;
     // Script: the next popup menus answer these ids, in order (0 when nothing is queued).
@@ -271,6 +305,8 @@ private:
     std::map<WindowHandle, std::vector<int>> m_meters;
     std::map<WindowHandle, int> m_meterUpdates;
     std::map<WindowHandle, std::vector<uint32_t>> m_transportButtons;
+    std::map<WindowHandle, CListModel> m_historyLists;
+    std::map<WindowHandle, uint32_t> m_focusBars;
 };
 
 } // namespace tw

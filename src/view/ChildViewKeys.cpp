@@ -19,6 +19,10 @@ void CChildView::OnKeyDown(uint32_t key, intptr_t modifiers) {
     const int64_t mediaLength = m_media.GetLength();
 
     switch (key) {
+    case VK_TAB:
+        // The frame's focus ring starts at the level meters.
+        CWindow::PostMessage(m_frame, WM_FOCUSSTEP, 1);
+        break;
     case VK_SHIFT:
         m_keyAnchor = m_keyActive = m_selection.m_start;
         break;

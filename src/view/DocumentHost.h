@@ -31,6 +31,8 @@ public:
     virtual void OpenDocument(const std::string& path) = 0;
     // A new, empty document window that hands `callback` on (command New).
     virtual void NewDocument(ITkCloseCallback* callback) = 0;
+    // Menu "Window": brings the document at `index` of the list of open documents to the front.
+    virtual void ActivateDocument(int index) {}
 };
 
 // The registered host, or null.

@@ -116,8 +116,16 @@ TEST_F(FrameRoutingTest, AHostsSessionQueryIsTheDocumentsSaveQueryAndStandaloneI
     Command(CChildView::kDelete);
     int prompts = 0;
 
-    // Standalone the session's end is not the document's to refuse.
+    // Standalone a person is asked once, under the system's own title; Cancel keeps the session.
+    counting->QueueBoxAnswer(IDCANCEL);
+    EXPECT_EQ(CWindow::SendMessage(handle, WM_QUERYENDSESSION), 0);
+    ASSERT_EQ(counting->Boxes().size(), 1u);
+    EXPECT_EQ(
+        counting->Boxes()[0].rfind("To close Vond Tidewright and turn off your computer click OK.\n", 0), 0u);
+    counting->QueueBoxAnswer(IDOK);
     EXPECT_EQ(CWindow::SendMessage(handle, WM_QUERYENDSESSION), 1);
+    EXPECT_EQ(CWindow::SendMessage(handle, WM_QUERYENDSESSION), 1);
+    EXPECT_EQ(counting->Boxes().size(), 2u); // agreed once, not asked again
 
     HostedModule hosted;
     SetDocumentHost(&hosted);
@@ -135,6 +143,67 @@ TEST_F(FrameRoutingTest, AHostsSessionQueryIsTheDocumentsSaveQueryAndStandaloneI
     EXPECT_EQ(prompts, 2);
     EXPECT_EQ(view.GetMedia().GetLength(), 3900); // nothing was saved or thrown away
     SetDocumentHost(nullptr);
+}
+
+TEST_F(FrameRoutingTest, PanesShowTheSelectionAndTheViewAsTimesOnceThereIsAFormat) {
+    EXPECT_EQ(counting->LastStatusPane(handle, 1), ""); // no format: untouched
+    ASSERT_TRUE(frame->GetView().LoadFile(Wav("p.wav", 44100 * 3)));
+    frame->GetView().SetSelection(CSection(66150, 22050)); // reversed: the earlier one comes first
+    CWindow::SendMessage(handle, WM_IDLEUPDATECMDUI);
+    EXPECT_EQ(counting->LastStatusPane(handle, 1), "Selected:00:00:00:500 - 00:00:01:500");
+    EXPECT_EQ(counting->LastStatusPane(handle, 2).rfind("Viewed:00:00:00:000 - ", 0), 0u);
+}
+
+TEST_F(FrameRoutingTest, TheHistoryListFollowsTheStagesAndItsPostedActionsReachTheBar) {
+    CChildView& view = frame->GetView();
+    ASSERT_TRUE(view.LoadFile(Wav("h.wav", 44100)));
+    for (int i = 0; i < 2; ++i) {
+        view.SetSelection(CSection(0, 100));
+        Command(CChildView::kDelete);
+    }
+    CListModel list = counting->LastHistoryList(handle);
+    ASSERT_EQ(list.rows.size(), 3u);
+    EXPECT_EQ(list.columns.size(), 2u);
+    EXPECT_EQ(list.rows[2].cells[0], "Original");
+    EXPECT_EQ(list.marked, -1);
+
+    auto post = [&](CMainFrame::HistoryAction action, int row, intptr_t lParam = 0) {
+        CWindow::SendMessage(handle, CMainFrame::kHistoryMessage, CMainFrame::HistoryParam(action, row),
+                             lParam);
+    };
+    post(CMainFrame::click, 1);
+    EXPECT_EQ(counting->LastHistoryList(handle).marked, 1);
+    post(CMainFrame::selectNone, -1);
+    post(CMainFrame::selectAdd, 0);
+    post(CMainFrame::selectAdd, 1);
+    EXPECT_EQ(counting->LastHistoryList(handle).selected, (std::vector<int>{0, 1}));
+    // The popup's "Go To" on the marked row undoes down to it.
+    counting->QueueMenuAnswer(CChildView::kGoToStage);
+    post(CMainFrame::contextMenu, 1, MakePoint(10, 20));
+    EXPECT_EQ(view.GetUndoList().size(), 1u);
+    EXPECT_EQ(counting->LastHistoryList(handle).rows.size(), 2u);
+    // Tab in the list goes on to the next pane of the ring: the meters.
+    post(CMainFrame::key, 0, VK_TAB);
+    EXPECT_EQ(counting->LastFocusBar(handle), 32820);
+}
+
+TEST_F(FrameRoutingTest, TheFocusRingTakesTheSpectrumOnlyForSurroundOrNoFormat) {
+    const struct {
+        int channels; // 0: no document
+        int step;
+        int64_t bar;
+    } cases[] = {{0, 2, 32828}, {2, 2, 32770}, {6, 2, 32828}, {2, 1, 32820}, {2, 3, 0}, {2, 4, 32770}};
+    for (const auto& c : cases) {
+        if (c.channels > 0)
+            ASSERT_TRUE(
+                frame->GetView().LoadFile(Wav("r" + std::to_string(c.channels) + ".wav", 1000, c.channels)));
+        CWindow::SendMessage(handle, WM_FOCUSSTEP, static_cast<uintptr_t>(c.step));
+        EXPECT_EQ(counting->LastFocusBar(handle), c.bar) << c.channels << " channels, step " << c.step;
+    }
+    // Tab in the view starts the ring.
+    CWindow::SendMessage(frame->GetView().GetSafeHandle(), WM_KEYDOWN, VK_TAB);
+    loop->PumpFor(50);
+    EXPECT_EQ(counting->LastFocusBar(handle), 32820);
 }
 
 } // namespace
