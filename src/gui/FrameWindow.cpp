@@ -145,6 +145,8 @@ QIcon CFrameWindow::IconFor(uint32_t id) const {
 QWidget* CFrameWindow::MakeBarContents(uint32_t id) {
     if (id == kLevelMeters) {
         m_meters = new CMeterBar(this);
+        // At rest the bar shows a stereo pair; playback sets as many meters as it has channels.
+        m_meters->SetChannels(2);
         // The knobs work on the mixer of the output device the document plays through.
         auto mixer = [] {
             CAudioDeviceMgr* devices = DeviceChain();

@@ -1,0 +1,351 @@
+// tidewright on a desktop: a private X server, the editor started on a generated file, and real
+// input events (the X test extension, through xdotool) for everything a person does: the window
+// appears with the plot drawn, a selection dragged with the mouse is deleted and Ctrl+S writes the
+// shorter file, Space plays into the private sound server. Pictures of the screen go to the build
+// folder.
+#include "../sound/SoundTestSupport.h"
+
+#include <QImage>
+
+#include <xcb/xcb.h>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace tw::test {
+namespace {
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+
+bool WaitFor(const std::function<bool()>& done, double seconds) {
+    const auto end = Clock::now() + std::chrono::milliseconds(static_cast<int64_t>(seconds * 1000));
+    while (!done()) {
+        if (Clock::now() > end)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    return true;
+}
+
+// A child process with its own environment; killed with its group if still running at the end.
+class Child {
+public:
+    Child(const std::vector<std::string>& argv, const std::vector<std::string>& env, bool pipeInput = false) {
+        int input[2] = {-1, -1};
+        if (pipeInput && ::pipe(input) != 0)
+            return;
+        m_pid = ::fork();
+        if (m_pid == 0) {
+            ::setpgid(0, 0);
+            if (pipeInput) {
+                ::dup2(input[0], 0);
+                ::close(input[1]);
+            }
+            for (const std::string& e : env)
+                ::putenv(const_cast<char*>(e.c_str()));
+            std::vector<char*> args;
+            for (const std::string& a : argv)
+                args.push_back(const_cast<char*>(a.c_str()));
+            args.push_back(nullptr);
+            ::execvp(args[0], args.data());
+            ::_exit(127);
+        }
+        if (pipeInput) {
+            ::close(input[0]);
+            m_input = input[1];
+        }
+    }
+    ~Child() {
+        if (m_input >= 0)
+            ::close(m_input);
+        if (Running()) {
+            ::kill(-m_pid, SIGKILL);
+            ::waitpid(m_pid, nullptr, 0);
+        }
+    }
+    bool Running() {
+        if (m_pid <= 0 || m_exited)
+            return false;
+        int status = 0;
+        if (::waitpid(m_pid, &status, WNOHANG) == m_pid) {
+            m_exited = true;
+            m_status = status;
+            return false;
+        }
+        return true;
+    }
+    void Send(const std::string& line) {
+        if (m_input >= 0)
+            (void)!::write(m_input, line.data(), line.size());
+    }
+    int ExitCode() const { return WIFEXITED(m_status) ? WEXITSTATUS(m_status) : -1; }
+
+private:
+    pid_t m_pid = -1;
+    int m_input = -1;
+    bool m_exited = false;
+    int m_status = 0;
+};
+
+// A private X server on the first free display number.
+class XServer {
+public:
+    XServer() {
+        for (int n = 91; n < 140; ++n)
+            if (!fs::exists("/tmp/.X11-unix/X" + std::to_string(n)) &&
+                !fs::exists("/tmp/.X" + std::to_string(n) + "-lock")) {
+                m_display = ":" + std::to_string(n);
+                break;
+            }
+        m_server = std::make_unique<Child>(
+            std::vector<std::string>{"Xvfb", m_display, "-screen", "0", "1280x800x24", "-nolisten", "tcp"},
+            std::vector<std::string>{});
+        WaitFor(
+            [this] {
+                m_connection = xcb_connect(m_display.c_str(), nullptr);
+                if (xcb_connection_has_error(m_connection) == 0)
+                    return true;
+                xcb_disconnect(m_connection);
+                m_connection = nullptr;
+                return false;
+            },
+            15);
+    }
+    ~XServer() {
+        if (m_connection != nullptr)
+            xcb_disconnect(m_connection);
+    }
+    bool Up() const { return m_connection != nullptr; }
+    const std::string& Display() const { return m_display; }
+
+    // The whole screen as the server holds it.
+    QImage Screen() const {
+        const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data;
+        auto cookie = xcb_get_image(m_connection, XCB_IMAGE_FORMAT_Z_PIXMAP, screen->root, 0, 0,
+                                    screen->width_in_pixels, screen->height_in_pixels, ~0u);
+        xcb_get_image_reply_t* reply = xcb_get_image_reply(m_connection, cookie, nullptr);
+        if (reply == nullptr)
+            return QImage();
+        QImage image(xcb_get_image_data(reply), screen->width_in_pixels, screen->height_in_pixels,
+                     QImage::Format_RGB32);
+        QImage copy = image.copy();
+        std::free(reply);
+        return copy;
+    }
+
+private:
+    std::string m_display;
+    std::unique_ptr<Child> m_server;
+    xcb_connection_t* m_connection = nullptr;
+};
+
+// Runs xdotool against the private display and gives what it printed.
+std::string Xdo(const XServer& x, const std::string& arguments) {
+    const std::string command = "DISPLAY=" + x.Display() + " xdotool " + arguments + " 2>/dev/null";
+    std::string out;
+    if (FILE* pipe = ::popen(command.c_str(), "r")) {
+        char buffer[256];
+        while (std::fgets(buffer, sizeof buffer, pipe) != nullptr)
+            out += buffer;
+        ::pclose(pipe);
+    }
+    return out;
+}
+
+// Frames in a 16-bit PCM file, from its data chunk's size; -1 when it cannot be read.
+int64_t WavFrames(const std::string& path, int channels) {
+    std::ifstream in(path, std::ios::binary);
+    char header[12];
+    if (!in.read(header, 12) || std::memcmp(header, "RIFF", 4) != 0)
+        return -1;
+    char chunk[8];
+    while (in.read(chunk, 8)) {
+        uint32_t size = 0;
+        std::memcpy(&size, chunk + 4, 4);
+        if (std::memcmp(chunk, "data", 4) == 0)
+            return size / (2 * channels);
+        in.seekg(size + (size & 1), std::ios::cur);
+    }
+    return -1;
+}
+
+// Three seconds of a stereo chord at 44.1 kHz.
+void WriteChord(const std::string& path) {
+    const int frames = 3 * 44100;
+    std::vector<int16_t> samples(frames * 2);
+    for (int f = 0; f < frames; ++f)
+        for (int c = 0; c < 2; ++c)
+            samples[f * 2 + c] =
+                static_cast<int16_t>(12000 * std::sin(2 * M_PI * (c == 0 ? 330.0 : 415.0) * f / 44100.0) *
+                                     std::sin(M_PI * f / frames));
+    std::ofstream out(path, std::ios::binary);
+    auto u32 = [&](uint32_t v) { out.write(reinterpret_cast<const char*>(&v), 4); };
+    auto u16 = [&](uint16_t v) { out.write(reinterpret_cast<const char*>(&v), 2); };
+    out.write("RIFF", 4);
+    u32(36 + frames * 4);
+    out.write("WAVEfmt ", 8);
+    u32(16);
+    u16(1);
+    u16(2);
+    u32(44100);
+    u32(44100 * 4);
+    u16(4);
+    u16(16);
+    out.write("data", 4);
+    u32(frames * 4);
+    out.write(reinterpret_cast<const char*>(samples.data()), frames * 4);
+}
+
+// The plot's pixels: the trace's green, counted in a rectangle of the screen.
+int TracePixels(const QImage& screen, const QRect& area) {
+    int count = 0;
+    for (int y = area.top(); y <= area.bottom(); y += 2)
+        for (int x = area.left(); x <= area.right(); x += 2) {
+            const QColor c = screen.pixelColor(x, y);
+            if (c.green() > 150 && c.green() > c.red() + 30 && c.green() > c.blue())
+                ++count;
+        }
+    return count;
+}
+
+class Desktop : public ::testing::Test {
+protected:
+    void SetUp() override {
+        TW_REQUIRE_SOUND_SERVER();
+        root = fs::temp_directory_path() / ("tw-e2e-" + std::to_string(::getpid()));
+        fs::create_directories(root / "config" / "VondTidewright");
+        // A layout left by an earlier run: every docking bar shown, in this language.
+        std::ofstream(root / "config" / "VondTidewright" / "VondTidewright.ini")
+            << "[General]\nLastLanguage=en-US\n[Workspace]\nBar32820=1\nBar32828=1\nBar32770=1\n";
+        wav = (root / "chord.wav").string();
+        WriteChord(wav);
+        shots = std::string(TW_OUTPUT_DIR) + "/screenshots";
+        fs::create_directories(shots);
+    }
+    void TearDown() override {
+        std::error_code ec;
+        fs::remove_all(root, ec);
+    }
+    std::vector<std::string> Environment(const XServer& x) const {
+        return {"DISPLAY=" + x.Display(),
+                "XDG_CONFIG_HOME=" + (root / "config").string(),
+                "XDG_DATA_HOME=" + (root / "data").string(),
+                "XDG_STATE_HOME=" + (root / "state").string(),
+                "XDG_CACHE_HOME=" + (root / "cache").string(),
+                "QT_QPA_PLATFORM=xcb"};
+    }
+    fs::path root;
+    std::string wav;
+    std::string shots;
+};
+
+TEST_F(Desktop, APersonSelectsDeletesSavesAndPlaysWithRealInput) {
+    XServer x;
+    ASSERT_TRUE(x.Up()) << "Xvfb did not start";
+    Child editor({std::string(TW_OUTPUT_DIR) + "/tidewright", wav}, Environment(x), true);
+
+    // The window appears, titled by its file.
+    std::string id;
+    ASSERT_TRUE(WaitFor(
+        [&] {
+            id = Xdo(x, "search --onlyvisible --name chord.wav");
+            return !id.empty();
+        },
+        30))
+        << "no window";
+    id = id.substr(0, id.find('\n'));
+    std::map<std::string, int> geometry;
+    std::istringstream shell(Xdo(x, "getwindowgeometry --shell " + id));
+    for (std::string line; std::getline(shell, line);)
+        if (const auto eq = line.find('='); eq != std::string::npos && line.substr(0, eq) != "SCREEN")
+            geometry[line.substr(0, eq)] = std::atoi(line.c_str() + eq + 1);
+    const QRect window(geometry["X"], geometry["Y"], geometry["WIDTH"], geometry["HEIGHT"]);
+    ASSERT_GE(window.width(), 600);
+
+    // The plot is drawn: the trace shows in the window.
+    QImage screen;
+    ASSERT_TRUE(WaitFor(
+        [&] {
+            screen = x.Screen();
+            return TracePixels(screen, window) > 500;
+        },
+        20))
+        << "no plot";
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    x.Screen().copy(window).save(QString::fromStdString(shots + "/desktop-main-window.png"));
+
+    // Where the trace is: its rows and columns, from the picture.
+    int top = window.bottom(), bottom = window.top(), left = window.right(), right = window.left();
+    for (int y = window.top(); y <= window.bottom(); ++y)
+        for (int xx = window.left(); xx <= window.right(); ++xx) {
+            const QColor c = screen.pixelColor(xx, y);
+            if (c.green() > 150 && c.green() > c.red() + 30 && c.green() > c.blue()) {
+                top = std::min(top, y);
+                bottom = std::max(bottom, y);
+                left = std::min(left, xx);
+                right = std::max(right, xx);
+            }
+        }
+    ASSERT_GT(right - left, 300);
+    const int y = (top + bottom) / 2;
+    const int from = left + (right - left) * 3 / 10;
+    const int to = left + (right - left) * 6 / 10;
+
+    // A drag over the middle of the plot selects; Ctrl+Delete deletes; Ctrl+S saves.
+    Xdo(x, "mousemove --sync " + std::to_string(from) + " " + std::to_string(y) + " mousedown 1");
+    for (int step = 1; step <= 10; ++step)
+        Xdo(x,
+            "mousemove --sync " + std::to_string(from + (to - from) * step / 10) + " " + std::to_string(y));
+    Xdo(x, "mouseup 1");
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    x.Screen().copy(window).save(QString::fromStdString(shots + "/desktop-selection.png"));
+    Xdo(x, "key --clearmodifiers ctrl+Delete");
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    Xdo(x, "key --clearmodifiers ctrl+s");
+    const int64_t before = 3 * 44100;
+    int64_t after = before;
+    EXPECT_TRUE(WaitFor(
+        [&] {
+            after = WavFrames(wav, 2);
+            return after > 0 && after < before;
+        },
+        20))
+        << "the file was not saved shorter";
+    // The drag covered three tenths of the trace: about 0.9 s of the 3 s.
+    EXPECT_NEAR(static_cast<double>(before - after) / 44100.0, 0.9, 0.25);
+
+    // Shift+Space plays the whole document into the sound server; Space stops it.
+    MonitorRecorder recorder(44100, 2);
+    ASSERT_TRUE(recorder.Start());
+    WaitFor([&] { return recorder.Frames() > 0; }, 5);
+    Xdo(x, "key shift+space");
+    std::this_thread::sleep_for(std::chrono::milliseconds(900));
+    x.Screen().copy(window).save(QString::fromStdString(shots + "/desktop-playing.png"));
+    Xdo(x, "key space");
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    const std::vector<float> heard = recorder.Stop();
+    double energy = 0;
+    for (float s : heard)
+        energy += s * s;
+    const double rms = heard.empty() ? 0 : std::sqrt(energy / heard.size());
+    EXPECT_GT(rms, 0.02) << "nothing was heard";
+
+    // The editor ends when asked, with nothing left to save.
+    editor.Send("quit\n");
+    EXPECT_TRUE(WaitFor([&] { return !editor.Running(); }, 30));
+    EXPECT_EQ(editor.ExitCode(), 0);
+}
+
+} // namespace
+} // namespace tw::test
