@@ -6,11 +6,27 @@
 // Threads: any host thread; implementations guard their own state.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
 
 namespace tw {
 
+class CEditedMedia;
 class CFileFilterManager;
+
+// A clip handed to an editor window: a copy of its media to edit, the title, and a flag the
+// editor's thread lowers when it has ended (the clip asks it before it opens another editor).
+// `kept` takes the edited document back into the clip, if the clip is still there.
+struct CClipEditRequest {
+    std::shared_ptr<CEditedMedia> media;
+    std::string caption;
+    bool firstEditor = false;
+    std::shared_ptr<std::atomic<bool>> running;
+    std::function<void(CEditedMedia& edited, const std::string& file, int32_t reloadPending)> kept;
+};
 
 class IClipServerHost {
 public:
@@ -27,6 +43,9 @@ public:
     // Sets the application's close-all flag, asks every document thread to end and waits for them
     // (up to 100 rounds of 100 ms).
     virtual void CloseAllDocuments() = 0;
+    // Opens an editor window on a clip, as the exported open starts a document; false when no
+    // window could be made.
+    virtual bool OpenEditor(const CClipEditRequest& request) { return false; }
 };
 
 // The hook in force, or null. Set once at start by the host layer; cleared at unload.

@@ -1,6 +1,8 @@
 // CWaveClip: identity, reference counting, and the clip as a whole (IAbstractClip).
 #include "clip/WaveClip.h"
 
+#include "clip/ClipServerHost.h"
+
 #include "clip/ClipArrays.h"
 #include "clip/ClipReader.h"
 #include "core/EditedMedia.h"
@@ -41,11 +43,18 @@ int64_t TruncateFrames(double frames) {
 
 } // namespace
 
-CWaveClip::CWaveClip() : m_media(std::make_unique<CEditedMedia>()) {
+CWaveClip::CWaveClip()
+    : m_media(std::make_unique<CEditedMedia>()), m_editorLink(std::make_shared<CEditorLink>()) {
+    m_editorLink->clip = this;
     ++g_liveClips;
 }
 
 CWaveClip::~CWaveClip() {
+    {
+        // An editor window still open keeps its document; what it keeps later goes nowhere.
+        std::lock_guard<std::mutex> cut(m_editorLink->mutex);
+        m_editorLink->clip = nullptr;
+    }
     // The scan writes into a stream of the media: it stops before the media goes.
     m_scan.Stop();
     m_readers.clear();
@@ -287,10 +296,40 @@ HRESULT CWaveClip::GetLoopedLength(int64_t* pnLengthInSamples) {
 }
 
 HRESULT CWaveClip::ShowEditor() {
-    // The editor is a document window on a thread of its own, as the exported open starts one. That
-    // thread and its window belong to the layers above the clip engine (view, frame, host), which
-    // this one may not reach; a host opens the file in an editor through the exports instead.
-    return E_NOTIMPL;
+    // One editor per clip: while it runs, a second request opens nothing.
+    if (m_editorRunning && m_editorRunning->load())
+        return S_FALSE;
+    IClipServerHost* host = ClipServerHost();
+    if (host == nullptr)
+        return E_NOTIMPL; // the clip engine alone has no windows
+    static std::atomic<int32_t> s_openedEditors{0};
+    CClipEditRequest request;
+    request.media = std::make_shared<CEditedMedia>();
+    {
+        std::lock_guard<std::mutex> guard(m_lock);
+        m_media->CopyTo(*request.media, CSection(0, m_media->GetLength()));
+        request.caption = m_name.substr(m_name.find_last_of('/') + 1);
+    }
+    request.firstEditor = s_openedEditors.load() == 0;
+    request.running = m_editorRunning = std::make_shared<std::atomic<bool>>(false);
+    // The editor may outlive the clip: it reaches the clip only through the shared link, which
+    // the clip's destructor cuts.
+    std::shared_ptr<CEditorLink> link = m_editorLink;
+    request.kept = [link](CEditedMedia& edited, const std::string&, int32_t) {
+        std::lock_guard<std::mutex> cut(link->mutex);
+        if (link->clip != nullptr)
+            link->clip->TakeEdited(edited);
+    };
+    ++s_openedEditors;
+    return host->OpenEditor(request) ? S_OK : E_FAIL;
+}
+
+void CWaveClip::TakeEdited(CEditedMedia& edited) {
+    std::lock_guard<std::mutex> guard(m_lock);
+    edited.CopyTo(*m_media, CSection(0, edited.GetLength()));
+    // The kept document may have another format or length: the clip's figures follow it.
+    RefreshFormat();
+    m_loopedLength = m_media->GetLength();
 }
 
 HRESULT CWaveClip::SetHost(IUnknown* punkHost) {

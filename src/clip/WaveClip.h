@@ -140,6 +140,15 @@ private:
     // Memory containers of restored serialisations: streams stored inside them read from them.
     std::vector<std::unique_ptr<CMemFileIO>> m_containerFiles;
     std::unique_ptr<CEditedMedia> m_media;
+    // Lowered by the editor window's thread when it ends.
+    std::shared_ptr<std::atomic<bool>> m_editorRunning;
+    // What an editor window holds of this clip; cut when the clip goes.
+    struct CEditorLink {
+        std::mutex mutex;
+        CWaveClip* clip = nullptr;
+    };
+    std::shared_ptr<CEditorLink> m_editorLink;
+    void TakeEdited(CEditedMedia& edited);
     std::vector<CSection> m_tracks; // found by DetectTracks, document frames
     WAVEFORMATEX m_sourceFormat{};
     WAVEFORMATEX m_renderFormat{};

@@ -57,6 +57,14 @@ CMainFrame::CMainFrame() {
         if (IDocumentHost* host = DocumentHost())
             host->CloseAllDocuments();
     });
+    // The host bar: keeping the changes closes the editor; Cancel closes it the usual way, which
+    // asks about changes not kept.
+    m_commands.AddCommand(kKeepChanges, [this](uint32_t) {
+        if (m_view.KeepChanges())
+            CWindow::PostMessage(GetSafeHandle(), WM_CLOSE);
+    });
+    m_commands.AddCommand(kHostBarCancel,
+                          [this](uint32_t) { CWindow::PostMessage(GetSafeHandle(), WM_CLOSE); });
     for (uint32_t id = kFirstWindowEntry; id <= kLastWindowEntry; ++id)
         m_commands.AddCommand(id, [](uint32_t entry) {
             if (IDocumentHost* host = DocumentHost())
@@ -87,6 +95,18 @@ bool CMainFrame::LoadFrame() {
         Presentation().FrameLayout(handle, layout);
     }
     return true;
+}
+
+void CMainFrame::ShowHostBar(bool show) {
+    m_hostBar = show;
+    if (GetSafeHandle() == 0 || !Presentation().ShowsWindows())
+        return;
+    CFrameLayout layout = DefaultFrameLayout(m_view.GetSafeHandle(), TransformManager().GetEntries());
+    for (CToolbarModel& toolbar : layout.toolbars)
+        toolbar.visible = m_barVisible[toolbar.id];
+    for (CDockBarModel& bar : layout.bars)
+        bar.visible = bar.toggle != 0 ? m_barVisible[bar.toggle] : (bar.id == bars::kHostBar && m_hostBar);
+    Presentation().FrameLayout(GetSafeHandle(), layout);
 }
 
 void CMainFrame::LoadLayout(CFrameLayout& layout) {

@@ -20,6 +20,8 @@ public:
     static constexpr uint32_t kCloseAllWindows = 32816;
     static constexpr uint32_t kFirstWindowEntry = 4000;
     static constexpr uint32_t kLastWindowEntry = 4100;
+    static constexpr uint32_t kKeepChanges = 6099;
+    static constexpr uint32_t kHostBarCancel = 551;
     static constexpr uint32_t kSelectedPane = 32881;
     static constexpr uint32_t kViewedPane = 32882;
 
@@ -58,6 +60,8 @@ public:
     // settings when the frame goes.
     void SetSavedState(const std::string& state) { m_savedState = state; }
     const CEditHistory* GetEditHistory() const { return m_history.get(); }
+    // The bar with Keep Changes and Cancel, shown while the frame edits a host's clip.
+    void ShowHostBar(bool show);
 
     // Offers a command to the view, then to the frame's own rows. False when nobody took it.
     bool OnCmdMsg(uint32_t id, uint32_t code = 0);
@@ -80,6 +84,7 @@ private:
     CListModel m_publishedHistory;
     std::string m_publishedPanes[2];
     std::string m_savedState;
+    bool m_hostBar = false;
     CCommandTable m_commands;
     std::vector<CCommandState> m_published;
     std::string m_publishedTitle;

@@ -262,8 +262,13 @@ void CFrameWindow::ApplyLayout(const CFrameLayout& layout) {
         MakeAction(32837, "Pause", {});
     m_actions[32837]->setIcon(IconFor(32837));
     for (const CDockBarModel& model : layout.bars) {
-        if (m_bars.count(model.id) != 0)
+        if (auto known = m_bars.find(model.id); known != m_bars.end()) {
+            // Bars without a toggle (the host bar) show as the layout says; the others follow
+            // their toggles' checks.
+            if (model.toggle == 0)
+                known->second->setVisible(model.visible);
             continue;
+        }
         auto* dock = new CDockBar(Q(model.title), model.toggle, m_frame, this);
         dock->setObjectName(QString("bar%1").arg(model.id));
         QWidget* contents = MakeBarContents(model.id);
@@ -286,9 +291,15 @@ void CFrameWindow::ApplyLayout(const CFrameLayout& layout) {
     if (!m_laidOut && !layout.savedState.empty())
         RestoreLayoutState(layout.savedState);
     m_laidOut = true;
+    // A layout published again (a dynamic menu, the host bar) made its items anew: the document's
+    // states stand as they were, and are sent only when they change.
+    if (!m_states.empty())
+        SetCommandStates(std::vector<CCommandState>(m_states));
 }
 
 void CFrameWindow::SetCommandStates(const std::vector<CCommandState>& states) {
+    if (&states != &m_states)
+        m_states = states;
     for (const CCommandState& state : states) {
         auto it = m_actions.find(state.id);
         if (it == m_actions.end())

@@ -85,6 +85,7 @@ private:
     CHistoryBar* m_history = nullptr;
     QMenu* m_windowMenu = nullptr;
     WindowTitles m_windowTitles;
+    std::vector<CCommandState> m_states; // the last the document published
     QComboBox* m_verticalZoom = nullptr;
     bool m_closing = false;
     bool m_laidOut = false;

@@ -4,7 +4,9 @@
 #include "clip/ClipClasses.h"
 #include "clip/ClipServerHost.h"
 #include "clip/ServerClasses.h"
+#include "gui/QtStart.h"
 #include "host/FileThreadList.h"
+#include "host/TKThread.h"
 #include "host/TideworkApp.h"
 #include "platform/StringTable.h"
 #include "storage/DirectoryManager.h"
@@ -43,6 +45,21 @@ public:
     void CloseAllDocuments() override {
         App().m_closeAll = 1;
         CFileThreadList::Instance().CloseAllAndWait();
+    }
+
+    bool OpenEditor(const CClipEditRequest& request) override {
+        // As the exported open starts a document: the thread, then a wait for its window.
+        StartWindows();
+        auto* thread = new CTKThread(request);
+        if (request.running)
+            request.running->store(true);
+        if (!thread->Start()) {
+            if (request.running)
+                request.running->store(false);
+            delete thread;
+            return false;
+        }
+        return thread->WaitReady() == 0;
     }
 
 private:

@@ -55,6 +55,10 @@ bool WaitForPopupToGo(WindowHandle popup, WindowHandle frame) {
 CTKThread::CTKThread(const std::string& path, ITkCloseCallback* callback)
     : m_closeCallback(callback), m_path(path) {}
 
+CTKThread::CTKThread(const CClipEditRequest& request)
+    : m_embedded(request.firstEditor ? 1 : 0), m_editedClip(request.media.get()), m_caption(request.caption),
+      m_clip(request) {}
+
 CTKThread::~CTKThread() = default;
 
 int CTKThread::LiveThreadCount() {
@@ -133,6 +137,9 @@ void CTKThread::ThreadMain() {
     }
     const bool started = m_ready.load() != 0;
     m_running = false;
+    // The clip asks this before it opens another editor.
+    if (m_clip.running)
+        m_clip.running->store(false);
     if (started) {
         // The creator reads the result before it sets go; only then may the object go.
         WaitForGo();
@@ -198,9 +205,15 @@ bool CTKThread::InitInstance() {
         return true;
     }
 
-    // A new document is titled with the product name; a loaded file titled itself.
-    if (m_editedClip == nullptr && m_path.empty())
+    // A clip's editor is titled by the clip (the view's title says so); a new document with the
+    // product name; a loaded file titled itself.
+    if (m_editedClip != nullptr) {
+        frame->GetView().EditHostClip(m_editedClip, m_caption, m_clip.kept);
+        frame->ShowHostBar(true);
+        frame->SetTitle(frame->GetView().WindowTitle());
+    } else if (m_path.empty()) {
         frame->SetTitle(LoadString(kProductName));
+    }
     if (m_closeCallback != nullptr)
         frame->GetView().SetCloseCallback(m_closeCallback);
     {

@@ -7,6 +7,7 @@
 // queries; everything else runs on the document thread.
 #pragma once
 
+#include "clip/ClipServerHost.h"
 #include "platform/MessageLoop.h"
 
 #include <tidework/tidework.h>
@@ -30,6 +31,8 @@ public:
 
     // A document for `path` (empty: a new, empty document). `callback` is handed to the view.
     CTKThread(const std::string& path, ITkCloseCallback* callback);
+    // An editor window on a clip of the clip server, titled by the request's caption.
+    explicit CTKThread(const CClipEditRequest& request);
     CTKThread(const CTKThread&) = delete;
     CTKThread& operator=(const CTKThread&) = delete;
 
@@ -65,6 +68,7 @@ public:
     ITkCloseCallback* m_closeCallback = nullptr;
     std::string m_path;
     std::string m_caption;
+    CClipEditRequest m_clip;
 
     // A started thread deletes itself; only one whose Start failed is deleted by its creator.
     ~CTKThread();

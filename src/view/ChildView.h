@@ -28,6 +28,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <list>
 #include <memory>
 #include <mutex>
@@ -301,6 +302,13 @@ public:
     void SetCloseCallback(ITkCloseCallback* callback) { m_closeCallback = callback; }
     ITkCloseCallback* GetCloseCallback() const { return m_closeCallback; }
     void SetHostClip(CEditedMedia* clip) { m_hostClip = clip; }
+    // Told after Keep Changes copied the document into the host's clip, with the file name and the
+    // reload flag: the clip's owner takes it from there.
+    using HostClipKept =
+        std::function<void(CEditedMedia& clip, const std::string& file, int32_t reloadPending)>;
+    // Makes this document an editor of a host's clip: the clip's content to edit, titled `caption`.
+    void EditHostClip(CEditedMedia* clip, const std::string& caption, HostClipKept kept);
+    bool HasHostClip() const { return m_hostClip != nullptr; }
     void SetStatus(const std::string& text);
     void SetCursor(CursorShape shape);
     bool HasFocus() const { return m_focused; }
@@ -326,6 +334,8 @@ public:
     CPeakFileManager m_peakFiles;
     CTransformPlugin* m_contextEffect = nullptr;
     CEditedMedia* m_hostClip = nullptr;
+    std::string m_hostCaption;
+    HostClipKept m_hostClipKept;
     std::list<CUndoEntry*> m_redoList;
     std::list<CUndoEntry*> m_undoList;
     CMediaEvent* m_dragEvent = nullptr;

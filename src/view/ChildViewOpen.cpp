@@ -62,6 +62,8 @@ bool IsProjectPath(const std::string& path) {
 
 std::string CChildView::WindowTitle() const {
     const std::string product = LoadString(kProductName);
+    if (m_hostClip != nullptr && !m_hostCaption.empty())
+        return m_hostCaption + " - " + product;
     if (m_fileName.empty())
         return product;
     return FileNameOf(m_fileName) + " - " + product;

@@ -300,11 +300,30 @@ bool CChildView::KeepChanges() {
             return true;
         }
     }
-    // The host clip is handed over as bare media: it has no way to hear m_reloadPending or the
-    // file name, so copying the document into it is all it gets. Markers arrive with their
-    // positions and types; the clip keeps no texts of its own.
     m_media.CopyTo(*m_hostClip, CSection(0, m_media.GetLength()));
+    m_hostClip->NotifyListeners(true, ToUtf16(m_fileName).c_str(), m_reloadPending);
+    if (m_hostClipKept)
+        m_hostClipKept(*m_hostClip, m_fileName, m_reloadPending);
+    // The clip holds the changes now: closing has nothing left to ask.
+    m_modified = 0;
     return true;
+}
+
+void CChildView::EditHostClip(CEditedMedia* clip, const std::string& caption, HostClipKept kept) {
+    m_hostClip = clip;
+    m_hostCaption = caption;
+    m_hostClipKept = std::move(kept);
+    if (clip != nullptr)
+        clip->CopyTo(m_media, CSection(0, clip->GetLength()));
+    ClearHistory();
+    m_viewSection = CSection(0, m_media.GetLength());
+    m_selection = CSection(0, 0);
+    m_modified = 0;
+    UpdateTitle();
+    if (m_visualizer != nullptr)
+        m_visualizer->Refresh();
+    UpdateScrollBar();
+    Invalidate();
 }
 
 void CChildView::Close() {

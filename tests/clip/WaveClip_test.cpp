@@ -80,7 +80,7 @@ TEST_F(WaveClipTest, FixedAnswersOfAClipWithoutAFile) {
     uint32_t mode = 0;
     EXPECT_EQ(clip->QueryCreationMode(&mode), S_OK);
     EXPECT_EQ(mode, 1u);
-    EXPECT_EQ(clip->ShowEditor(), E_NOTIMPL);
+    EXPECT_EQ(clip->ShowEditor(), E_NOTIMPL); // the clip engine alone has no editor windows
 
     int16_t channels = -1;
     int64_t length = -1;

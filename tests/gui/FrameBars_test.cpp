@@ -120,6 +120,22 @@ TEST_F(FrameBars, PanesBarsAndTheWindowMenuFollowTheDocuments) {
     EXPECT_EQ(entries[2], "Close &All Windows");
 }
 
+TEST_F(FrameBars, TheHostBarShowsWhileTheFrameEditsAClip) {
+    DocumentThread document(wav);
+    ASSERT_TRUE(document.Ok());
+    CFrameWindow* window = Window(document.Frame());
+    ASSERT_NE(window, nullptr);
+    ASSERT_NE(window->Bar(6094), nullptr);
+    EXPECT_FALSE(window->Bar(6094)->isVisible());
+    document.Call([](CMainFrame& f) { f.ShowHostBar(true); });
+    EXPECT_TRUE(Pump([&] { return window->Bar(6094)->isVisible(); }));
+    // The layout came again; the document's states still hold (nothing to undo yet).
+    EXPECT_FALSE(window->Action(57643)->isEnabled());
+    SaveShot(*window, "host-bar");
+    document.Call([](CMainFrame& f) { f.ShowHostBar(false); });
+    EXPECT_TRUE(Pump([&] { return !window->Bar(6094)->isVisible(); }));
+}
+
 TEST_F(FrameBars, FilesDroppedOnAnEmptyFrameOpenInIt) {
     DocumentThread document("");
     ASSERT_TRUE(document.Ok());

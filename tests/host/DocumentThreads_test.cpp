@@ -2,6 +2,11 @@
 // (boxes, titles, dialogs) and what happens to the threads and their list.
 #include "HostHarness.h"
 
+#include "../clip/ClipTestSupport.h"
+#include "clip/WaveClip.h"
+#include "frame/MainFrame.h"
+#include "view/ChildView.h"
+
 #include "core/EditedMedia.h"
 #include "core/ObjectPool.h"
 #include "host/FileThreadList.h"
@@ -245,6 +250,46 @@ TEST_F(InProcess, AutoClose_Set_EndsTheApplicationLoopWithTheLastDocument) {
 TEST_F(InProcess, AutoClose_Clear_KeepsTheApplicationLoopRunning) {
     EXPECT_EQ(RunApplicationThread(0, std::chrono::milliseconds(800)), 0);
     EXPECT_TRUE(WaitIdle());
+}
+
+TEST_F(InProcess, AClipsEditorOpensOnceAndKeepChangesGoesBackIntoTheClip) {
+    const std::string path = NewFolder("clip") + "/take.wav";
+    WriteWav16(path, 2, 44100, 44100, ToneSample);
+    auto* clip = new CWaveClip;
+    ASSERT_EQ(clip->OpenFile(tw::test::Bstr(path)), S_OK);
+    ASSERT_EQ(clip->SetRenderFormat(44100, 2), S_OK);
+
+    ASSERT_EQ(clip->ShowEditor(), S_OK);
+    EXPECT_EQ(clip->ShowEditor(), S_FALSE); // one editor per clip
+    const auto windows = FramesAndViews();
+    ASSERT_EQ(windows.size(), 1u);
+    const auto [frame, view] = windows[0];
+    EXPECT_EQ(Titles().back(), "take.wav - Vond Tidewright");
+
+    // A cut in the editor, then the host bar's Keep Changes: the clip gets the shorter document
+    // and the editor closes without asking.
+    std::promise<void> edited;
+    CWindow::LoopOf(view)->PostCall([&edited, view = view] {
+        auto* document = dynamic_cast<CChildView*>(CWindow::FromHandle(view));
+        document->SetSelection(CSection(1000, 12025));
+        document->OnCmdMsg(CChildView::kDelete);
+        edited.set_value();
+    });
+    edited.get_future().wait();
+    int64_t length = 0;
+    ASSERT_EQ(clip->GetOriginalLength(&length), S_OK);
+    EXPECT_EQ(length, 44100); // nothing reaches the clip before it is kept
+    CWindow::SendMessage(frame, WM_COMMAND, CMainFrame::kKeepChanges);
+    ASSERT_EQ(clip->GetOriginalLength(&length), S_OK);
+    EXPECT_EQ(length, 44100 - 11025);
+    EXPECT_TRUE(WaitIdle());
+    EXPECT_TRUE(presentation->Boxes().empty());
+
+    // The editor has ended: the next request opens a new one on the kept clip.
+    EXPECT_EQ(clip->ShowEditor(), S_OK);
+    tkShutdown();
+    EXPECT_TRUE(WaitIdle());
+    clip->Release();
 }
 
 } // namespace
