@@ -2,7 +2,47 @@
 
 #include "platform/Presentation.h"
 
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+
 namespace tw {
+
+bool ParseFieldNumber(const std::string& text, double& value) {
+    size_t begin = 0;
+    size_t end = text.size();
+    while (begin < end && (text[begin] == ' ' || text[begin] == '\t'))
+        ++begin;
+    while (end > begin && (text[end - 1] == ' ' || text[end - 1] == '\t'))
+        --end;
+    std::string number = text.substr(begin, end - begin);
+    for (char& c : number)
+        if (c == ',')
+            c = '.';
+    if (number.empty() || number.find_first_of("eEnNiI") != std::string::npos)
+        return false;
+    // from_chars takes no '+'; a person may still type one.
+    const char* first = number.data() + (number[0] == '+' ? 1 : 0);
+    const char* last = number.data() + number.size();
+    double parsed = 0;
+    const auto result = std::from_chars(first, last, parsed, std::chars_format::fixed);
+    if (result.ec != std::errc() || result.ptr != last || !std::isfinite(parsed))
+        return false;
+    value = parsed;
+    return true;
+}
+
+std::string FieldNumberText(double value, int decimals) {
+    char text[64];
+    const auto result =
+        std::to_chars(text, text + sizeof text, value, std::chars_format::fixed, std::max(0, decimals));
+    return result.ec == std::errc() ? std::string(text, result.ptr) : std::string("0");
+}
+
+std::string FieldRangeMessage(const CDialogField& field) {
+    return "Please enter a number between " + FieldNumberText(field.minimum, field.decimals) + " and " +
+           FieldNumberText(field.maximum, field.decimals) + ".";
+}
 
 CModalDialog::~CModalDialog() {
     DestroyWindow();
@@ -43,6 +83,23 @@ void CModalDialog::EndDialog(int result) {
     }
     m_result = result;
     m_running = false;
+}
+
+void CModalDialog::AcceptPresets() {
+    if (!m_running)
+        return;
+    for (const CDialogField& field : GetFormFields()) {
+        const bool holdsValue = field.kind != CDialogField::Kind::Label &&
+                                field.kind != CDialogField::Kind::Table &&
+                                field.kind != CDialogField::Kind::Header;
+        if (holdsValue && !field.key.empty())
+            SetFormField(field.key, field.value);
+    }
+    OnOK();
+    if (m_running)
+        OnCancel();
+    if (m_running)
+        EndDialog(2);
 }
 
 intptr_t CModalDialog::WindowProc(uint32_t message, uintptr_t wParam, intptr_t lParam) {

@@ -13,18 +13,50 @@ namespace tw {
 
 // One control of a dialog as the presentation builds it: a snapshot taken on the dialog's thread,
 // so the window never reaches into the live object on another thread. What the person set comes
-// back through SetField on the dialog's thread before OnOK.
+// back through SetFormField on the dialog's thread before OnOK; the dialog's own rule decides what
+// it takes, and an OnOK that does not end the dialog keeps it open with the fields it gives then.
 struct CDialogField {
+    // Label: a read-only text, with its label beside it when it has one.
     // Buttons: the dialog's own answer buttons in place of OK; pressing one sets the field to its
-    // index and ends the dialog with OK.
-    enum class Kind { Label, Text, Check, Choice, Radio, Buttons };
+    //   index and ends the dialog with OK.
+    // Number: a typed number with spin steps; the window steps within minimum..maximum but leaves
+    //   what is typed to the dialog's rule.
+    // Slider: a whole number from minimum to maximum, shown with its unit.
+    // Table: read-only rows of `columns.size()` cells.
+    // Header: a banner with `label` in the normal face and `value` in bold beside it.
+    enum class Kind { Label, Text, Check, Choice, Radio, Buttons, Number, Slider, Table, Header };
     std::string key;
     std::string label;
     Kind kind = Kind::Label;
     std::string value;                // the text; "0"/"1" for a check; the index for a choice or radio
     std::vector<std::string> options; // the entries of a choice or radio group
     bool enabled = true;
+    // Number and Slider.
+    double minimum = 0;
+    double maximum = 0;
+    double step = 1;
+    int decimals = 0;
+    std::string unit{}; // "Hz", "dB", "s": shown after the control
+    // Each edit goes to the dialog at once (SetFormField) and the window shows what it answers, for
+    // fields whose rule depends on the others or that change what the dialog shows.
+    bool live = false;
+    bool visible = true;
+    // Fields with the same row text, one after another, share one line of the form under that
+    // text, each with its label before it and its unit after it ("Start:" 0 h 1 min ...).
+    std::string row{};
+    // Table.
+    std::vector<std::string> columns{};
+    std::vector<std::vector<std::string>> rows{};
 };
+
+// A number as a person types it into a field: blanks around it ignored, '.' or ',' as the decimal
+// mark, no exponent, whatever the process's locale. False when the text is no finite number.
+bool ParseFieldNumber(const std::string& text, double& value);
+// `value` with `decimals` decimals and '.' as the mark, whatever the locale.
+std::string FieldNumberText(double value, int decimals);
+// The words a dialog shows when a Number field's text is refused: "Please enter a number between
+// <minimum> and <maximum>."
+std::string FieldRangeMessage(const CDialogField& field);
 
 class CModalDialog : public CWindow {
 public:
@@ -47,8 +79,14 @@ public:
     // A stable name the presentation uses to pick the widget (or the headless script its answer).
     virtual std::string DialogName() const = 0;
     // False for a dialog that ends by itself (a progress dialog ends when its task does); true for
-    // one that waits for a person. A presentation with nobody to ask cancels the latter.
+    // one that waits for a person. A presentation with nobody to ask takes the default button of
+    // the latter with its preset fields, as a person pressing Enter would.
     virtual bool WaitsForAnswer() const { return true; }
+    // True for a dialog that cannot be answered without something typed (a file name): with nobody
+    // to ask it is cancelled instead.
+    virtual bool NeedsTypedInput() const { return false; }
+    // False for a dialog that only informs: it shows one button that closes it.
+    virtual bool OffersCancel() const { return true; }
     // Called on the dialog's thread right after it is registered, before it is shown.
     virtual void OnInitDialog() {}
     // The caption the dialog shows now (a progress dialog's changes as it runs); the presentation
@@ -57,6 +95,12 @@ public:
     // The controls the dialog shows now, in order, and what a person set in one of them.
     virtual std::vector<CDialogField> GetFormFields() const { return {}; }
     virtual void SetFormField(const std::string& key, const std::string& value) {}
+    // The field that should have the keyboard focus now (a field whose text was refused); empty
+    // for none.
+    virtual std::string GetFocusField() const { return std::string(); }
+    // Takes the preset of every field that holds a value and presses OK, as Enter in the window
+    // would. A dialog whose OnOK refuses its presets is cancelled, so nobody waits for it.
+    void AcceptPresets();
 
     intptr_t WindowProc(uint32_t message, uintptr_t wParam, intptr_t lParam) override;
 
