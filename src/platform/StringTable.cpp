@@ -129,6 +129,8 @@ constexpr Substitution kSubstitutions[] = {
     {"DirectX Plug-Ins", "LADSPA Plug-Ins", false},
     {"The file does not contain a VST plug-in.", "The file does not contain an LV2 plug-in.", false},
     {"VST Plug-In Files (*.dll)|*.dll|", "LV2 Plug-In Files (*.so)|*.so|", false},
+    // A file dialog's entry for every file: "*.*" would pass over names without a dot here.
+    {"All Files (*.*)|*.*|", "All Files (*)|*|", false},
 };
 
 bool IsConversion(char c) {

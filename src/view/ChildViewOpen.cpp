@@ -165,12 +165,13 @@ bool CChildView::LoadFile(const std::string& path) {
 void CChildView::OnFileOpen() {
     CFileDialog dialog(true, std::string(), OpenFilterText());
     dialog.SetShowReadOnly(false);
-    dialog.SetPathName(StartDirectory());
+    dialog.SetMultipleSelection(true);
+    dialog.SetInitialFolder(StartDirectory());
     if (dialog.DoModal(GetSafeHandle()) != IDOK)
         return;
-    const std::string path = dialog.GetPathName();
-    PutSettingString("Directories", "Last", FolderOf(path));
-    OnDropFiles({path});
+    const std::vector<std::string> paths = dialog.GetPathNames();
+    PutSettingString("Directories", "Last", FolderOf(paths.front()));
+    OnDropFiles(paths);
 }
 
 void CChildView::OnDropFiles(const std::vector<std::string>& paths) {

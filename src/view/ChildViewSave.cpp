@@ -240,7 +240,7 @@ bool CChildView::SaveAs() {
     dialog.SetShowReadOnly(false);
     dialog.SetOverwritePrompt(true);
     dialog.SelectType(GetSettingInt("General", "LastSaveFilter", DefaultSaveFilter()));
-    dialog.SetPathName(StartDirectory());
+    dialog.SetInitialFolder(StartDirectory());
     if (dialog.DoModal(GetSafeHandle()) != IDOK)
         return false;
     const std::string path = dialog.GetPathName();
@@ -369,7 +369,7 @@ void CChildView::OnCopyToFile() {
     dialog.SetShowReadOnly(false);
     dialog.SetOverwritePrompt(true);
     dialog.SelectType(GetSettingInt("General", "LastSaveFilter", DefaultSaveFilter()));
-    dialog.SetPathName(StartDirectory());
+    dialog.SetInitialFolder(StartDirectory());
     if (dialog.DoModal(GetSafeHandle()) != IDOK)
         return;
     const std::string path = dialog.GetPathName();
