@@ -111,11 +111,15 @@ void CHeadlessPresentation::DialogOpened(CModalDialog& dialog) {
             action = it->second.action ? it->second.action : [](CModalDialog&) {};
     }
     if (!action) {
-        // Nobody is there to answer: waiting would hold the caller (a host thread in the clip
-        // server's save dialog, a document thread) for ever.
+        // Nobody is there to answer, and waiting would hold the caller (a document thread, a host
+        // thread in the clip server's save dialog) for ever. What Enter would do is done instead;
+        // only a dialog that cannot be answered without typing (a file name) is cancelled.
         if (!dialog.WaitsForAnswer())
             return;
-        action = [](CModalDialog& unanswered) { unanswered.OnCancel(); };
+        if (dialog.NeedsTypedInput())
+            action = [](CModalDialog& unanswered) { unanswered.OnCancel(); };
+        else
+            action = [](CModalDialog& unanswered) { unanswered.AcceptPresets(); };
     }
     const WindowHandle handle = dialog.GetSafeHandle();
     CMessageLoop* loop = CWindow::LoopOf(handle);

@@ -2,7 +2,7 @@
 // interface, two implementations: the Qt presentation (src/gui) and the headless one below, which
 // records what would be shown and answers boxes and dialogs from a script. When no display exists
 // the headless one is used: each box takes its default answer and each dialog that waits for a
-// person is cancelled.
+// person its default button with its preset fields; one that needs typed input is cancelled.
 //
 // Calls come from document threads (and task threads for boxes); implementations must be
 // thread-safe and must never block a document thread on the GUI thread except inside the modal
@@ -209,8 +209,9 @@ int ShowMessageBox(const std::string& text, uint32_t style, WindowHandle owner, 
 
 // Records everything and answers from a script; the default answer of a box is its first button
 // (IDOK, IDYES) unless a scripted answer is queued. A dialog that waits for a person and has no
-// script is cancelled at once (its OnCancel), as nobody is there to answer it; a dialog that ends by
-// itself (a progress dialog) runs to its end.
+// script takes its preset fields and OK at once (AcceptPresets), as Enter would; one that needs
+// typed input (a file dialog) is cancelled; a dialog that ends by itself (a progress dialog) runs
+// to its end.
 class CHeadlessPresentation : public IPresentation {
 public:
     struct Shown {

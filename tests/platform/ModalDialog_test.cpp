@@ -1,6 +1,7 @@
 #include "platform/ModalDialog.h"
 
 #include "platform/Event.h"
+#include "platform/FileDialog.h"
 #include "platform/Presentation.h"
 
 #include <future>
@@ -62,19 +63,44 @@ TEST_F(ModalDialogTest, DoModal_DisablesTheOwnerAndEndsWithTheScriptedAnswer) {
     EXPECT_EQ(history[1].kind, "closed");
 }
 
-// A dialog whose cancel button answers something of its own.
-class CancelsWithFive : public NamedDialog {
+// A form with presets, which notes what it is given; its OK may refuse and its cancel answers
+// something of its own.
+class Form : public NamedDialog {
 public:
-    CancelsWithFive() : NamedDialog("Unscripted") {}
+    explicit Form(bool refuses = false) : NamedDialog("Unscripted"), m_refuses(refuses) {}
+    std::vector<CDialogField> GetFormFields() const override {
+        return {{"", "", CDialogField::Kind::Label, "Keep going?", {}, true},
+                {"choice", "Choose", CDialogField::Kind::Radio, "2", {"a", "b", "c"}, true},
+                {"name", "Name:", CDialogField::Kind::Text, "take", {}, false}};
+    }
+    void SetFormField(const std::string& key, const std::string& value) override {
+        given += key + "=" + value + " ";
+    }
+    void OnOK() override {
+        if (!m_refuses)
+            NamedDialog::OnOK();
+    }
     void OnCancel() override { EndDialog(5); }
+    std::string given;
+
+private:
+    bool m_refuses;
 };
 
-TEST_F(ModalDialogTest, UnscriptedDialog_IsCancelledThroughItsOwnCancel_ButAScriptThatWaitsKeepsItUp) {
+TEST_F(ModalDialogTest, UnscriptedDialog_TakesItsPresetsAndOK_AsEnterWould_AndOneThatRefusesThemIsCancelled) {
     CMessageLoop loop;
-    CancelsWithFive unanswered;
-    EXPECT_EQ(unanswered.DoModal(), 5);
+    Form form;
+    EXPECT_EQ(form.DoModal(), IDOK);
+    EXPECT_EQ(form.given, "choice=2 name=take ");
+    // An OK that refuses the presets would wait for ever: the dialog is cancelled instead.
+    Form refusing(true);
+    EXPECT_EQ(refusing.DoModal(), 5);
     NamedDialog plain("AlsoUnscripted");
-    EXPECT_EQ(plain.DoModal(), IDCANCEL);
+    EXPECT_EQ(plain.DoModal(), IDOK);
+    // Only a name that nobody types makes a dialog be cancelled.
+    CFileDialog save(false, ".wav", "WAV|*.wav|");
+    save.SetPathName("/tmp/preset.wav");
+    EXPECT_EQ(save.DoModal(), IDCANCEL);
 
     // A script that does nothing leaves the dialog to whoever ends it.
     m_presentation->OnDialog("Held", [](CModalDialog& dialog) {
