@@ -18,6 +18,10 @@ public:
 
     std::string DialogName() const override { return "FileFilterSettings"; }
     std::string GetWindowText() const override { return "Audio File Filters"; }
+    bool OffersCancel() const override { return false; }
+    // A table of the formats: name, file types, and whether each opens and saves; a save entry
+    // is matched to its open entry by the name before its "(patterns)".
+    std::vector<CDialogField> GetFormFields() const override;
 
     // "name|patterns" of each format that opens, and the display name of each that saves.
     const std::vector<std::string>& Readers() const { return m_readers; }

@@ -184,13 +184,17 @@ bool CFilteredOutput::WriteMetadata(const std::string& name, const std::string& 
 }
 
 bool CFilteredOutput::HasChangedRate() {
+    uint32_t rate = 0, bits = 0, channels = 0;
+    return GetWrittenFormat(rate, bits, channels) && rate != m_sampleRate;
+}
+
+bool CFilteredOutput::GetWrittenFormat(uint32_t& rate, uint32_t& bits, uint32_t& channels) {
     auto* format = Query<IFormatTargetFormat>(m_target, IID_IFormatTargetFormat);
     if (!format)
         return false;
-    uint32_t rate = 0, bits = 0, channels = 0;
-    bool changed = SUCCEEDED(format->GetFormat(&rate, &bits, &channels)) && rate != m_sampleRate;
+    const bool told = SUCCEEDED(format->GetFormat(&rate, &bits, &channels));
     format->Release();
-    return changed;
+    return told;
 }
 
 } // namespace tw

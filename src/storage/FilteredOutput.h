@@ -40,6 +40,9 @@ public:
     const std::string& GetTitle() const { return m_title; }
     // True when the plug-in writes another sample rate than the one asked for.
     bool HasChangedRate();
+    // The rate, bits and channels the plug-in really writes (FLAC keeps 24 of 32 bits); false
+    // when it does not tell.
+    bool GetWrittenFormat(uint32_t& rate, uint32_t& bits, uint32_t& channels);
     // "An error occurred while writing to the file <path>.", set by OpenFile.
     const std::string& GetErrorMessage() const { return m_errorMessage; }
 

@@ -6,6 +6,9 @@
 
 #include "platform/ModalDialog.h"
 
+#include <string>
+#include <vector>
+
 namespace tw {
 
 class CTransformPlugin;
@@ -18,6 +21,9 @@ public:
 
     std::string DialogName() const override { return "Apply"; }
     std::string GetWindowText() const override;
+    // The header: "Effects" and the transform's name. The transform's own page, the preview and
+    // the presets are not part of the dialog yet, so OK and Cancel follow the header directly.
+    std::vector<CDialogField> GetFormFields() const override;
 
     CTransformPlugin* GetTransform() const { return m_transform; }
     Mode GetMode() const { return m_mode; }

@@ -15,7 +15,48 @@ MarkerField CDefineMarkersDlg::EditField(MarkerField field, const std::string& t
     if (field < 0 || field >= markerFieldCount)
         return markerFieldCount;
     m_texts[field] = text;
-    return ValidateMarkerFields(m_values, m_texts);
+    m_focus = ValidateMarkerFields(m_values, m_texts);
+    return m_focus;
+}
+
+namespace {
+
+constexpr const char* kKeys[markerFieldCount] = {"startHours",        "startMinutes",   "startSeconds",
+                                                 "startMilliseconds", "endHours",       "endMinutes",
+                                                 "endSeconds",        "endMilliseconds"};
+constexpr const char* kUnits[4] = {"h", "min", "s", "ms"};
+
+} // namespace
+
+std::vector<CDialogField> CDefineMarkersDlg::GetFormFields() const {
+    std::vector<CDialogField> fields;
+    for (int32_t i = 0; i < markerFieldCount; ++i) {
+        CDialogField field{kKeys[i], "", CDialogField::Kind::Number, m_texts[i], {}, true};
+        field.minimum = 0;
+        field.maximum = MarkerFieldMaximum(static_cast<MarkerField>(i));
+        field.unit = kUnits[i % 4];
+        field.row = i < endHours ? "Start:" : "End:";
+        // A field's rule reads the others, and a refusal rewrites them all.
+        field.live = true;
+        fields.push_back(field);
+    }
+    return fields;
+}
+
+void CDefineMarkersDlg::SetFormField(const std::string& key, const std::string& value) {
+    for (int32_t i = 0; i < markerFieldCount; ++i)
+        if (key == kKeys[i])
+            EditField(static_cast<MarkerField>(i), value);
+}
+
+std::string CDefineMarkersDlg::GetFocusField() const {
+    return m_focus < markerFieldCount ? kKeys[m_focus] : std::string();
+}
+
+void CDefineMarkersDlg::OnOK() {
+    if (m_focus < markerFieldCount)
+        return;
+    CModalDialog::OnOK();
 }
 
 CSection CDefineMarkersDlg::GetSelection(int64_t length) const {

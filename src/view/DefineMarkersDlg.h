@@ -10,6 +10,7 @@
 #include <array>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace tw {
 
@@ -19,6 +20,14 @@ public:
     CDefineMarkersDlg(uint32_t rate, const CSection& selection);
 
     std::string DialogName() const override { return "DefineMarkers"; }
+    std::string GetWindowText() const override { return "Define Markers Manually"; }
+    // The eight fields, each reported at every edit ("startHours" ... "endMilliseconds"), so that
+    // the window shows the texts and focus a validation answers.
+    std::vector<CDialogField> GetFormFields() const override;
+    void SetFormField(const std::string& key, const std::string& value) override;
+    std::string GetFocusField() const override;
+    // While a field holds the focus after a refused edit, OK leaves the dialog open on it.
+    void OnOK() override;
 
     // One edit of `field`: validates all fields and answers the field that takes the focus, or
     // markerFieldCount when all are accepted. The texts written back by a validation are not edits
@@ -33,6 +42,7 @@ public:
 
 private:
     uint32_t m_rate;
+    MarkerField m_focus = markerFieldCount;
     std::array<int32_t, markerFieldCount> m_values{};
     MarkerFieldTexts m_texts;
 };

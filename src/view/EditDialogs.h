@@ -37,15 +37,24 @@ public:
 };
 
 // The test tone's values; they are read from the settings when the dialog opens and stored at OK.
+// A frequency or duration typed out of its range, or no number at all, is refused: OK then says so
+// and the dialog stays, with the focus in that field.
 class CSignalGeneratorDlg : public CModalDialog {
 public:
+    static constexpr const char* kTitle = "Test Tone Generator";
+
     CSignalGeneratorDlg() : m_settings(SignalGeneratorSettings::Load()) {}
     std::string DialogName() const override { return "SignalGenerator"; }
-    void OnOK() override {
-        m_settings.Save();
-        CModalDialog::OnOK();
-    }
+    std::string GetWindowText() const override { return kTitle; }
+    std::vector<CDialogField> GetFormFields() const override;
+    void SetFormField(const std::string& key, const std::string& value) override;
+    std::string GetFocusField() const override { return m_refused; }
+    void OnOK() override;
+
     SignalGeneratorSettings m_settings;
+
+private:
+    std::string m_refused; // the field whose last text was refused
 };
 
 // The format of a new recording, asked before anything is generated into an empty document.

@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace tw {
 
@@ -19,6 +20,13 @@ public:
     ~CPauseDetectionDlg() override;
 
     std::string DialogName() const override { return "PauseDetection"; }
+    std::string GetWindowText() const override { return "Pause Detection"; }
+    std::vector<CDialogField> GetFormFields() const override;
+    // "action" (0..2), "threshold" (decibels) and the two lengths "minPause" and "minSong" as typed.
+    void SetFormField(const std::string& key, const std::string& value) override;
+    std::string GetFocusField() const override { return m_refused; }
+    // A length typed that is no number of seconds keeps the dialog open, says so and takes the focus.
+    void OnOK() override;
 
     // The radio group; a value outside 0..2 leaves it as it is.
     void SetAction(int32_t action);
@@ -38,6 +46,7 @@ private:
     }
 
     PauseDetectionSettings m_settings;
+    std::string m_refused; // the field whose last text was refused
 };
 
 } // namespace tw

@@ -5,7 +5,9 @@
 #include "core/Section.h"
 #include "platform/ModalDialog.h"
 
+#include <cstdint>
 #include <string>
+#include <vector>
 
 namespace tw {
 
@@ -20,6 +22,12 @@ public:
 
     std::string DialogName() const override { return "Statistics"; }
     std::string GetWindowText() const override { return kTitle; }
+    // Three read-only rows; the dialog only informs, so it closes with one button.
+    std::vector<CDialogField> GetFormFields() const override;
+    bool OffersCancel() const override { return false; }
+
+    // "%.1f kHz, %d bits, mono" / "stereo" / "%d.1 channel surround", as field 6028 words a format.
+    static std::string FormatText(uint32_t rate, int bits, int channels);
 
     // The three read-only fields: 6028, 6030 and 6032.
     const std::string& GetFormatText() const { return m_format; }

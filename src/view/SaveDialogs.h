@@ -45,11 +45,22 @@ public:
 };
 
 // A save dialog whose file type picks an output filter for the format to be written. The filter
-// made for the chosen type is handed to the caller by TakeFilter.
+// made for the chosen type is handed to the caller by TakeFilter. Beside the file chooser it shows
+// what will be written, in the format the chosen type really stores, and the text fields the file
+// will carry, which follow the type as the person changes it.
 class CExtFileDialog : public CFileDialog {
 public:
+    // The keys of the text fields, as the output filters name them.
+    static constexpr const char* kTextKeys[] = {"title", "artist",      "album",  "genre",
+                                                "date",  "tracknumber", "comment"};
+
     CExtFileDialog(const std::string& filter, const WAVEFORMATEX& format, const CSection& section);
     ~CExtFileDialog() override;
+
+    // "Format:" and "Length:" of what is written, then the text fields, which only a type written
+    // through a filter takes (a project keeps none).
+    std::vector<CDialogField> GetFormFields() const override;
+    void SetFormField(const std::string& key, const std::string& value) override;
 
     // Makes the output filter of the chosen file type (dialog position, from 1), as a change of
     // the type does. The format library's writers have no settings windows of their own, so the
@@ -63,6 +74,9 @@ public:
     const WAVEFORMATEX& GetFormat() const { return m_format; }
     const CSection& GetSection() const { return m_section; }
     int GetFilterId() const { return m_filterId; }
+
+protected:
+    void OnTypeChange() override { SelectType(GetFilterIndex()); }
 
 private:
     WAVEFORMATEX m_format;
