@@ -364,7 +364,6 @@ void CDialogWindow::BuildForm() {
             shared->insertWidget(at + placed++, editor.widget);
             if (editor.unit != nullptr)
                 shared->insertWidget(at + placed++, editor.unit);
-            editor.row = nullptr;
         } else {
             shared = nullptr;
             QWidget* shown = editor.widget;
@@ -388,13 +387,6 @@ void CDialogWindow::BuildForm() {
             } else {
                 form->addRow(shown);
             }
-            editor.row = shown;
-        }
-        if (!field.visible) {
-            if (editor.row != nullptr)
-                form->setRowVisible(editor.row, false);
-            else
-                editor.widget->hide();
         }
         m_editors.push_back(editor);
     }
@@ -597,7 +589,6 @@ void CDialogWindow::Apply(const CDialogSnapshot& snapshot, bool liveStand, bool 
         m_applying = false;
         return;
     }
-    auto* form = static_cast<QFormLayout*>(m_form->layout());
     for (size_t i = 0; i < snapshot.fields.size(); ++i) {
         const CDialogField& field = snapshot.fields[i];
         const CDialogField& before = m_snapshot.fields[i];
@@ -607,12 +598,6 @@ void CDialogWindow::Apply(const CDialogSnapshot& snapshot, bool liveStand, bool 
         editor.widget->setEnabled(field.enabled);
         if (editor.unit != nullptr)
             editor.unit->setEnabled(field.enabled);
-        if (field.visible != before.visible) {
-            if (editor.row != nullptr)
-                form->setRowVisible(editor.row, field.visible);
-            else
-                editor.widget->setVisible(field.visible);
-        }
         switch (field.kind) {
         case CDialogField::Kind::Label:
             editor.label->setText(Q(field.value));

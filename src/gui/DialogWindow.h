@@ -79,7 +79,6 @@ private:
     struct Editor {
         CDialogField::Kind kind = CDialogField::Kind::Label;
         QWidget* widget = nullptr; // the control (a group box for radios)
-        QWidget* row = nullptr;    // what the form holds for the field's line, to hide it
         QLabel* label = nullptr;   // its label in a shared row, or the value of a Label
         QLabel* unit = nullptr;    // the unit, or the value shown beside a slider
         QButtonGroup* group = nullptr;

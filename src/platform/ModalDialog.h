@@ -40,7 +40,6 @@ struct CDialogField {
     // Each edit goes to the dialog at once (SetFormField) and the window shows what it answers, for
     // fields whose rule depends on the others or that change what the dialog shows.
     bool live = false;
-    bool visible = true;
     // Fields with the same row text, one after another, share one line of the form under that
     // text, each with its label before it and its unit after it ("Start:" 0 h 1 min ...).
     std::string row{};
