@@ -78,6 +78,13 @@ int64_t CEditedMedia::GetLength() const {
     return length;
 }
 
+bool CEditedMedia::IsEmpty() const {
+    for (const CMediaEvent* event : m_events)
+        if (event->GetTimelineLength() > 0)
+            return false;
+    return true;
+}
+
 void CEditedMedia::AddMedia(CMediaStream* stream, int64_t position) {
     const ListEdit edit(*this);
     if (stream == nullptr)

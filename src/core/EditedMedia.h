@@ -114,7 +114,9 @@ public:
     // with false, else true.
     bool NotifyListeners(bool change, const char16_t* path, int64_t progress);
     // No audio: no event, or only empty ones.
-    bool IsEmpty() const { return GetLength() == 0; }
+    // The first event with length answers: asked by every command's state after each message, this
+    // must not walk a long list.
+    bool IsEmpty() const;
 
     int32_t GetEventCount() const { return static_cast<int32_t>(m_events.size()); }
     CMediaEvent* GetEventAt(int32_t index) const;

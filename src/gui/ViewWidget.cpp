@@ -32,9 +32,10 @@ public:
     void SetImage(std::shared_ptr<const CViewImage> image) {
         m_image = std::move(image);
         if (m_image && m_image->width > 0 && m_image->height > 0)
-            // The pixels stay with the shared image; QImage only looks at them.
+            // The pixels stay with the shared image; QImage only looks at them. The plot is opaque:
+            // read as RGB32 it is copied to the window as it stands, with no conversion per paint.
             m_picture = QImage(reinterpret_cast<const uchar*>(m_image->pixels.data()), m_image->width,
-                               m_image->height, m_image->width * 4, QImage::Format_ARGB32);
+                               m_image->height, m_image->width * 4, QImage::Format_RGB32);
         else
             m_picture = QImage();
         m_picture.setDevicePixelRatio(devicePixelRatioF());
@@ -56,6 +57,7 @@ public:
     }
 
     QImage Picture() const { return m_picture.copy(); }
+    CViewWidget::PaintObserver m_observer;
 
 protected:
     void paintEvent(QPaintEvent* event) override {
@@ -71,6 +73,8 @@ protected:
             const double x = m_cursorX / ratio;
             painter.drawLine(QPointF(x, m_cursorTop / ratio), QPointF(x, m_cursorBottom / ratio));
         }
+        if (m_observer)
+            m_observer(m_image.get(), m_cursorX);
     }
 
     void resizeEvent(QResizeEvent*) override {
@@ -247,6 +251,10 @@ QImage CViewWidget::Picture() const {
 
 QWidget* CViewWidget::Canvas() const {
     return m_canvas;
+}
+
+void CViewWidget::SetPaintObserver(PaintObserver observer) {
+    m_canvas->m_observer = std::move(observer);
 }
 
 } // namespace tw

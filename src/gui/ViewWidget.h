@@ -7,6 +7,7 @@
 
 #include <QWidget>
 
+#include <functional>
 #include <memory>
 
 class QScrollBar;
@@ -28,6 +29,11 @@ public:
     // The picture shown now, for tests and screenshots.
     QImage Picture() const;
     QWidget* Canvas() const;
+    QScrollBar* ScrollBar() const { return m_scroll; }
+    // Called on the GUI thread after each paint with the picture shown and the play cursor's x
+    // (-1 for none): what a person sees, for measurements of the view's reaction.
+    using PaintObserver = std::function<void(const CViewImage* image, int cursorX)>;
+    void SetPaintObserver(PaintObserver observer);
 
 private:
     WindowHandle m_view;

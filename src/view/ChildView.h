@@ -261,6 +261,9 @@ public:
 
     // ---- transport (ChildViewTransport.cpp) ----
     bool IsPlaying() const { return m_output.load() != nullptr; }
+    // The document frame the device has reached (loops folded into the play section); any thread
+    // while a playback runs.
+    int64_t PlayPosition();
     void OnPlaySection();
     void OnPlayAll();
     void OnPauseButton();
@@ -363,8 +366,6 @@ private:
     void PlaybackEnded();
     // Play Section and Play All: they differ in the section and in the button they turn to pause.
     void PlayCommand(bool isAll);
-    // The document frame the device has reached (loops folded into the play section).
-    int64_t PlayPosition();
     // A looped playback starts again on a selection drawn while it plays.
     void RestartLoopOnSelection();
     void OnCreate();
