@@ -6,6 +6,7 @@
 #include <QPalette>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <vector>
@@ -417,10 +418,17 @@ bool HaveFonts() {
 
 } // namespace
 
-void CDrawContext::Text(int x, int y, const QString& text, const FontSpec& font, ColorRef colour,
+FontSpec CDrawContext::Scaled(const FontSpec& font) const {
+    FontSpec scaled = font;
+    scaled.height = static_cast<int>(std::lround(font.height * m_textScale));
+    return scaled;
+}
+
+void CDrawContext::Text(int x, int y, const QString& text, const FontSpec& unscaled, ColorRef colour,
                         unsigned align, std::optional<ColorRef> background) {
     if (text.isEmpty())
         return;
+    const FontSpec font = Scaled(unscaled);
     const std::optional<QFont> qfont = HaveFonts() ? std::optional<QFont>(MakeFont(font)) : std::nullopt;
     const TextBox box = MeasureText(text, qfont ? &*qfont : nullptr, font);
     // Offsets of the text box's top-left from the reference point, in the text's own frame.
@@ -449,7 +457,8 @@ void CDrawContext::Text(int x, int y, const QString& text, const FontSpec& font,
     m_painter.restore();
 }
 
-QSize CDrawContext::TextExtent(const QString& text, const FontSpec& font) const {
+QSize CDrawContext::TextExtent(const QString& text, const FontSpec& unscaled) const {
+    const FontSpec font = Scaled(unscaled);
     const std::optional<QFont> qfont = HaveFonts() ? std::optional<QFont>(MakeFont(font)) : std::nullopt;
     const TextBox box = MeasureText(text, qfont ? &*qfont : nullptr, font);
     return {box.width, box.height};

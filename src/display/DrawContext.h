@@ -60,6 +60,10 @@ public:
     CDrawContext& operator=(const CDrawContext&) = delete;
 
     QImage& Image() { return m_image; }
+    // Text heights are multiplied by this: on a dense screen the picture has more pixels to the
+    // inch, and a label keeps its size to the eye.
+    void SetTextScale(double scale) { m_textScale = scale > 0 ? scale : 1.0; }
+    double TextScale() const { return m_textScale; }
     QPainter& Painter() { return m_painter; }
 
     void FillRect(const PixelRect& r, ColorRef colour);
@@ -95,6 +99,8 @@ private:
 
     QImage& m_image;
     QPainter m_painter;
+    double m_textScale = 1.0;
+    FontSpec Scaled(const FontSpec& font) const;
 };
 
 // The small marks drawn by code in place of bitmap resources: the cross-fade mark (15 x 15),

@@ -47,11 +47,13 @@ int64_t FirstRulerTick(int64_t viewStart, int64_t step) {
 }
 
 RulerLayout LayoutRuler(int64_t viewStart, int64_t viewEnd, int64_t rate, int32_t unitsPerSecond, int left,
-                        int right) {
+                        int right, double scale) {
     RulerLayout layout;
     const int64_t length = viewEnd - viewStart;
     const int width = right - left;
-    const RulerStep step = ChooseRulerStep(length, width, rate, unitsPerSecond);
+    // Labels are spaced for the eye: on a dense screen a label takes more pixels.
+    const RulerStep step =
+        ChooseRulerStep(length, static_cast<int>(width / std::max(scale, 1.0)), rate, unitsPerSecond);
     if (step.frames <= 0)
         return layout;
     const double stepPixels = double(width) * double(step.frames) / double(length);
@@ -76,19 +78,21 @@ void CRuler::Draw(CDrawContext& dc, int left, int top, int right, int bottom) co
     // The shadow closes the bar on its last row, where the ticks stand.
     dc.Line(left, bottom - 1, right, bottom - 1, look.shadow);
 
-    const RulerLayout layout = LayoutRuler(m_viewStart, m_viewEnd, m_rate, m_unitsPerSecond, left, right);
+    const double s = dc.TextScale();
+    auto scaled = [s](int pixels) { return static_cast<int>(pixels * s); };
+    const RulerLayout layout = LayoutRuler(m_viewStart, m_viewEnd, m_rate, m_unitsPerSecond, left, right, s);
     QPainter& painter = dc.Painter();
     painter.save();
     painter.setClipRect(QRect(left, top, bar.Width(), bar.Height()));
     for (const RulerLayout::Major& major : layout.majors) {
         const int x = int(major.x);
-        dc.Text(x + kLabelOffsetX, bottom - kLabelAbove, QString::fromStdString(major.label), look.font,
-                look.text);
+        dc.Text(x + scaled(kLabelOffsetX), bottom - scaled(kLabelAbove), QString::fromStdString(major.label),
+                look.font, look.text);
         if (major.x >= left)
-            dc.Line(x, bottom - kMajorTick, x, bottom, look.text);
+            dc.Line(x, bottom - scaled(kMajorTick), x, bottom, look.text);
     }
     for (int x : layout.minors)
-        dc.Line(x, bottom - kMinorTop, x, bottom - kMinorBottom, look.text);
+        dc.Line(x, bottom - scaled(kMinorTop), x, bottom - scaled(kMinorBottom), look.text);
     painter.restore();
 }
 

@@ -34,7 +34,7 @@ struct RulerLayout {
 };
 
 RulerLayout LayoutRuler(int64_t viewStart, int64_t viewEnd, int64_t rate, int32_t unitsPerSecond, int left,
-                        int right);
+                        int right, double scale = 1.0);
 
 class CRuler {
 public:

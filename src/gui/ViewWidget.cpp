@@ -58,6 +58,7 @@ public:
 
     QImage Picture() const { return m_picture.copy(); }
     CViewWidget::PaintObserver m_observer;
+    int m_dpi = 96;
 
 protected:
     void paintEvent(QPaintEvent* event) override {
@@ -79,6 +80,12 @@ protected:
 
     void resizeEvent(QResizeEvent*) override {
         const double ratio = devicePixelRatioF();
+        // The density first, so the paint that follows the size lays out for it.
+        const int dpi = static_cast<int>(std::lround(96 * ratio));
+        if (dpi != m_dpi) {
+            m_dpi = dpi;
+            CWindow::PostMessage(m_view, WM_DPICHANGED, static_cast<uintptr_t>(dpi));
+        }
         const int w = static_cast<int>(std::lround(width() * ratio));
         const int h = static_cast<int>(std::lround(height() * ratio));
         CWindow::PostMessage(m_view, WM_SIZE, 0, MakePoint(w, h));

@@ -78,6 +78,8 @@ constexpr int PointY(intptr_t lParam) {
 constexpr uint32_t WM_IDLEUPDATECMDUI = 0x0363;
 constexpr uint32_t WM_USER = 0x0400;
 constexpr uint32_t WM_APP = 0x8000;
+// To a view: the dots per inch of the screen it shows on (wParam's low word; 96 is a plain screen).
+constexpr uint32_t WM_DPICHANGED = 0x02E0;
 // To a frame: move the focus along the frame's ring; wParam is the step (1 to 4).
 constexpr uint32_t WM_FOCUSSTEP = WM_APP + 0x3F11;
 

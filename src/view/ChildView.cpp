@@ -130,6 +130,10 @@ intptr_t CChildView::Dispatch(uint32_t message, uintptr_t wParam, intptr_t lPara
     case WM_SIZE:
         OnSize(PointX(lParam) & 0xFFFF, PointY(lParam) & 0xFFFF);
         break;
+    case WM_DPICHANGED:
+        m_pixelRatio = std::max(1, static_cast<int>(wParam & 0xFFFF)) / 96.0;
+        Invalidate();
+        break;
     case WM_PAINT:
         Paint();
         return 0;

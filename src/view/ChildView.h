@@ -352,6 +352,7 @@ public:
     uint8_t m_dragIsCrossFade = 0;
     uint8_t m_modified = 0;
     PixelRect m_plot;
+    double m_pixelRatio = 1.0; // device pixels to the screen's logical ones
     int32_t m_reloadPending = 0;
 
 private:

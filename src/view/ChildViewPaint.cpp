@@ -39,8 +39,11 @@ void CChildView::Paint() {
     // Read at each paint, so a change of the options shows at the next one.
     const bool showRuler = GetSettingInt("View", "Show Ruler", 1) != 0;
     const bool showAxis = GetSettingInt("View", "Show Axis", 1) != 0;
-    m_plot.left = showAxis ? std::min(kAxisWidth, m_clientWidth) : 0;
-    m_plot.top = showRuler ? std::min(kRulerHeight, m_clientHeight) : 0;
+    // The picture is painted at device pixels; the ruler and the axis keep their size to the eye.
+    const int axisWidth = static_cast<int>(kAxisWidth * m_pixelRatio);
+    const int rulerHeight = static_cast<int>(kRulerHeight * m_pixelRatio);
+    m_plot.left = showAxis ? std::min(axisWidth, m_clientWidth) : 0;
+    m_plot.top = showRuler ? std::min(rulerHeight, m_clientHeight) : 0;
     m_plot.right = m_clientWidth;
     m_plot.bottom = m_clientHeight;
 
@@ -54,6 +57,7 @@ void CChildView::Paint() {
         QImage image(reinterpret_cast<uchar*>(published->pixels.data()), m_clientWidth, m_clientHeight,
                      m_clientWidth * 4, QImage::Format_RGB32);
         CDrawContext dc(image);
+        dc.SetTextScale(m_pixelRatio);
         // With fewer than two samples there is nothing to measure or plot: the area stays blank.
         // Otherwise the plot paints its own ground, and only the ruler's and the axis's strips are
         // blanked: a full-screen picture is not filled twice.

@@ -203,3 +203,19 @@ TEST_F(RulerDraw, SystemAppearanceFillsWithTheHeaderGradient) {
 
 } // namespace
 } // namespace tw
+
+namespace tw {
+namespace {
+
+TEST(RulerDensity, OnATwiceDenseScreenLabelsKeepTheSpacingOfHalfThePixels) {
+    // Ten seconds over 1,000 device pixels: at 1x a label a second fits; at 2x the same pixels are
+    // 500 to the eye, and the labels thin out as they would at 500 plain pixels.
+    const RulerLayout plain = LayoutRuler(0, 441000, 44100, 1000, 0, 1000, 1.0);
+    const RulerLayout dense = LayoutRuler(0, 441000, 44100, 1000, 0, 1000, 2.0);
+    const RulerLayout half = LayoutRuler(0, 441000, 44100, 1000, 0, 500, 1.0);
+    EXPECT_GT(plain.majors.size(), dense.majors.size());
+    EXPECT_EQ(dense.majors.size(), half.majors.size());
+}
+
+} // namespace
+} // namespace tw

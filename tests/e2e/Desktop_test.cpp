@@ -101,7 +101,7 @@ private:
 // A private X server on the first free display number.
 class XServer {
 public:
-    XServer() {
+    explicit XServer(const std::string& screen = "1280x800x24") {
         for (int n = 91; n < 140; ++n)
             if (!fs::exists("/tmp/.X11-unix/X" + std::to_string(n)) &&
                 !fs::exists("/tmp/.X" + std::to_string(n) + "-lock")) {
@@ -109,7 +109,7 @@ public:
                 break;
             }
         m_server = std::make_unique<Child>(
-            std::vector<std::string>{"Xvfb", m_display, "-screen", "0", "1280x800x24", "-nolisten", "tcp"},
+            std::vector<std::string>{"Xvfb", m_display, "-screen", "0", screen, "-nolisten", "tcp"},
             std::vector<std::string>{});
         WaitFor(
             [this] {
@@ -250,27 +250,73 @@ protected:
     std::string shots;
 };
 
+// The editor's window on the screen: its place and size, empty when it did not appear.
+QRect FindWindow(const XServer& x, const std::string& title) {
+    std::string id;
+    if (!WaitFor(
+            [&] {
+                id = Xdo(x, "search --onlyvisible --name " + title);
+                return !id.empty();
+            },
+            30))
+        return QRect();
+    id = id.substr(0, id.find('\n'));
+    std::map<std::string, int> geometry;
+    std::istringstream shell(Xdo(x, "getwindowgeometry --shell " + id));
+    for (std::string line; std::getline(shell, line);)
+        if (const auto eq = line.find('='); eq != std::string::npos)
+            geometry[line.substr(0, eq)] = std::atoi(line.c_str() + eq + 1);
+    return QRect(geometry["X"], geometry["Y"], geometry["WIDTH"], geometry["HEIGHT"]);
+}
+
+TEST_F(Desktop, OnADenseScreenThePlotIsPaintedAtDevicePixels) {
+    XServer x("2560x1600x24");
+    ASSERT_TRUE(x.Up()) << "Xvfb did not start";
+    std::vector<std::string> environment = Environment(x);
+    environment.push_back("QT_SCALE_FACTOR=2");
+    Child editor({std::string(TW_OUTPUT_DIR) + "/tidewright", wav}, environment, true);
+    const QRect window = FindWindow(x, "chord.wav");
+    ASSERT_FALSE(window.isEmpty()) << "no window";
+    EXPECT_GE(window.width(), 1200); // 600 logical pixels at the least, twice over
+    QImage screen;
+    ASSERT_TRUE(WaitFor(
+        [&] {
+            screen = x.Screen();
+            return TracePixels(screen, window) > 2000;
+        },
+        20));
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    screen = x.Screen();
+    screen.copy(window).save(QString::fromStdString(shots + "/desktop-dense-screen.png"));
+    // A picture painted at half the pixels and scaled up would show every column twice; painted at
+    // device pixels, neighbouring columns of the trace differ.
+    int pairs = 0, equal = 0;
+    for (int xx = window.left() + window.width() / 5; xx + 1 < window.left() + window.width() * 4 / 5;
+         xx += 2) {
+        bool trace = false, same = true;
+        for (int y = window.top() + window.height() / 4; y < window.top() + window.height() * 3 / 4; ++y) {
+            trace = trace || screen.pixelColor(xx, y).green() > 150;
+            same = same && screen.pixel(xx, y) == screen.pixel(xx + 1, y);
+        }
+        if (trace) {
+            ++pairs;
+            equal += same ? 1 : 0;
+        }
+    }
+    ASSERT_GT(pairs, 100);
+    EXPECT_LT(equal * 2, pairs) << equal << " of " << pairs << " column pairs are doubled";
+    editor.Send("quit\n");
+    EXPECT_TRUE(WaitFor([&] { return !editor.Running(); }, 30));
+}
+
 TEST_F(Desktop, APersonSelectsDeletesSavesAndPlaysWithRealInput) {
     XServer x;
     ASSERT_TRUE(x.Up()) << "Xvfb did not start";
     Child editor({std::string(TW_OUTPUT_DIR) + "/tidewright", wav}, Environment(x), true);
 
     // The window appears, titled by its file.
-    std::string id;
-    ASSERT_TRUE(WaitFor(
-        [&] {
-            id = Xdo(x, "search --onlyvisible --name chord.wav");
-            return !id.empty();
-        },
-        30))
-        << "no window";
-    id = id.substr(0, id.find('\n'));
-    std::map<std::string, int> geometry;
-    std::istringstream shell(Xdo(x, "getwindowgeometry --shell " + id));
-    for (std::string line; std::getline(shell, line);)
-        if (const auto eq = line.find('='); eq != std::string::npos && line.substr(0, eq) != "SCREEN")
-            geometry[line.substr(0, eq)] = std::atoi(line.c_str() + eq + 1);
-    const QRect window(geometry["X"], geometry["Y"], geometry["WIDTH"], geometry["HEIGHT"]);
+    const QRect window = FindWindow(x, "chord.wav");
+    ASSERT_FALSE(window.isEmpty()) << "no window";
     ASSERT_GE(window.width(), 600);
 
     // The plot is drawn: the trace shows in the window.
