@@ -3,6 +3,7 @@
 // appears with the plot drawn, a selection dragged with the mouse is deleted and Ctrl+S writes the
 // shorter file, Space plays into the private sound server. Pictures of the screen go to the build
 // folder.
+#include "../TestWav.h"
 #include "../sound/SoundTestSupport.h"
 
 #include <QImage>
@@ -182,29 +183,11 @@ int64_t WavFrames(const std::string& path, int channels) {
 
 // Three seconds of a stereo chord at 44.1 kHz.
 void WriteChord(const std::string& path) {
-    const int frames = 3 * 44100;
-    std::vector<int16_t> samples(frames * 2);
-    for (int f = 0; f < frames; ++f)
-        for (int c = 0; c < 2; ++c)
-            samples[f * 2 + c] =
-                static_cast<int16_t>(12000 * std::sin(2 * M_PI * (c == 0 ? 330.0 : 415.0) * f / 44100.0) *
-                                     std::sin(M_PI * f / frames));
-    std::ofstream out(path, std::ios::binary);
-    auto u32 = [&](uint32_t v) { out.write(reinterpret_cast<const char*>(&v), 4); };
-    auto u16 = [&](uint16_t v) { out.write(reinterpret_cast<const char*>(&v), 2); };
-    out.write("RIFF", 4);
-    u32(36 + frames * 4);
-    out.write("WAVEfmt ", 8);
-    u32(16);
-    u16(1);
-    u16(2);
-    u32(44100);
-    u32(44100 * 4);
-    u16(4);
-    u16(16);
-    out.write("data", 4);
-    u32(frames * 4);
-    out.write(reinterpret_cast<const char*>(samples.data()), frames * 4);
+    const uint32_t frames = 3 * 44100;
+    WriteStereoWav16(path, frames, [frames](uint32_t f, int c) {
+        return static_cast<int16_t>(12000 * std::sin(2 * M_PI * (c == 0 ? 330.0 : 415.0) * f / 44100.0) *
+                                    std::sin(M_PI * f / frames));
+    });
 }
 
 // The plot's pixels: the trace's green, counted in a rectangle of the screen.

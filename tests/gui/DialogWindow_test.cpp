@@ -1,6 +1,8 @@
 // The dialogs of the document logic as windows, off-screen: each shows its fields with the system's
 // texts, what a person types reaches the dialog on its own thread, and what the dialog refuses keeps
 // the window open on the dialog's answer. Pictures of every dialog are written to the build folder.
+#include "OnScreen.h"
+
 #include "gui/DialogWindow.h"
 #include "gui/GuiThread.h"
 #include "gui/QtPresentation.h"
@@ -52,25 +54,7 @@
 namespace tw {
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-void SaveShot(QWidget& widget, const std::string& name) {
-    const QString folder = QString(TW_OUTPUT_DIR) + "/screenshots";
-    QDir().mkpath(folder);
-    widget.grab().save(folder + "/" + QString::fromStdString(name) + ".png");
-}
-
-bool Pump(const std::function<bool()>& done, double seconds = 10.0) {
-    const auto end =
-        Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
-    while (!done()) {
-        if (Clock::now() > end)
-            return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    return true;
-}
+using namespace test;
 
 // A thread with a message loop, as a document's: a dialog made there runs its modal loop there, and
 // is read there once it has ended.

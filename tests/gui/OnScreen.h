@@ -29,10 +29,10 @@ namespace tw::test {
 
 using Clock = std::chrono::steady_clock;
 
-inline void SaveShot(QWidget& widget, const char* name) {
+inline void SaveShot(QWidget& widget, const std::string& name) {
     const QString folder = QString(TW_OUTPUT_DIR) + "/screenshots";
     QDir().mkpath(folder);
-    widget.grab().save(folder + "/" + name + ".png");
+    widget.grab().save(folder + "/" + QString::fromStdString(name) + ".png");
 }
 
 // Runs Qt's events (this test's thread is the GUI thread) until `done` or `seconds` passed.

@@ -19,6 +19,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "../TestWav.h"
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -26,25 +28,8 @@ using Clock = std::chrono::steady_clock;
 
 // A 16-bit stereo WAV of a few seconds of a ramp, so every cut changes what is stored.
 void WriteWav(const std::string& path, uint32_t frames) {
-    std::ofstream out(path, std::ios::binary);
-    auto u32 = [&](uint32_t v) { out.write(reinterpret_cast<const char*>(&v), 4); };
-    auto u16 = [&](uint16_t v) { out.write(reinterpret_cast<const char*>(&v), 2); };
-    out.write("RIFF", 4);
-    u32(36 + frames * 4);
-    out.write("WAVEfmt ", 8);
-    u32(16);
-    u16(1);
-    u16(2);
-    u32(44100);
-    u32(44100 * 4);
-    u16(4);
-    u16(16);
-    out.write("data", 4);
-    u32(frames * 4);
-    for (uint32_t i = 0; i < frames; ++i) {
-        u16(static_cast<uint16_t>(i * 13));
-        u16(static_cast<uint16_t>(i * 7));
-    }
+    tw::test::WriteStereoWav16(
+        path, frames, [](uint32_t i, int c) { return static_cast<uint16_t>(i * (c == 0 ? 13 : 7)); });
 }
 
 struct Child {
