@@ -13,6 +13,28 @@
 
 namespace bench {
 
+// Opens `wav` in a view (its peak file is built then), cuts it into `events` events with a
+// cross-fade at each, records `stages` stages of further small cuts, and saves it all as the
+// project `project`. Needs a message loop on the calling thread. False when a step failed.
+inline bool MakeCutProject(const std::string& wav, const std::string& project, int events, int stages) {
+    tw::CChildView view;
+    if (view.CreateView(0) == 0 || !view.LoadFile(wav))
+        return false;
+    tw::CEditedMedia& media = view.GetMedia();
+    const int64_t spacing = media.GetLength() / events;
+    for (int i = events - 1; i >= 1; --i)
+        media.DeleteSection(tw::CSection(i * spacing, i * spacing + 20), false);
+    for (int i = 0; i + 2 < media.GetEventCount(); ++i)
+        media.GetEventAt(i)->SetCrossFade(10);
+    for (int s = 0; s < stages; ++s) {
+        view.PushUndo("Delete", nullptr);
+        const int64_t at = media.GetEventPosition(media.GetEventAt(1 + s % (media.GetEventCount() - 1)));
+        media.DeleteSection(tw::CSection(at, at + 2), false);
+    }
+    view.DocumentChanged();
+    return view.SaveFile(project, nullptr);
+}
+
 class ViewDocument {
 public:
     // Writes a one-minute stereo 16-bit WAV into a private folder, opens it with its peak file and

@@ -14,6 +14,7 @@
 // Usage: open_project [seconds of audio, default 3600] [rounds, default 10]
 #include "BenchDocument.h"
 #include "BenchStats.h"
+#include "BenchView.h"
 #include "dsp/MediaMakers.h"
 #include "platform/MessageLoop.h"
 #include "platform/Paths.h"
@@ -58,28 +59,9 @@ int main(int argc, char** argv) {
 
     tw::CMessageLoop loop;
     const std::string project = folder.Path() + "/hour.vtf";
-    {
-        tw::CChildView view;
-        if (view.CreateView(0) == 0 || !view.LoadFile(wav)) {
-            std::fprintf(stderr, "open_project: the recording did not open\n");
-            return 1;
-        }
-        tw::CEditedMedia& media = view.GetMedia();
-        const int64_t spacing = media.GetLength() / kEvents;
-        for (int i = kEvents - 1; i >= 1; --i)
-            media.DeleteSection(tw::CSection(i * spacing, i * spacing + 20), false);
-        for (int i = 0; i + 2 < media.GetEventCount(); ++i)
-            media.GetEventAt(i)->SetCrossFade(10);
-        for (int s = 0; s < kStages; ++s) {
-            view.PushUndo("Delete", nullptr);
-            const int64_t at = media.GetEventPosition(media.GetEventAt(1 + s % (media.GetEventCount() - 1)));
-            media.DeleteSection(tw::CSection(at, at + 2), false);
-        }
-        view.DocumentChanged();
-        if (!view.SaveFile(project, nullptr)) {
-            std::fprintf(stderr, "open_project: the project was not saved\n");
-            return 1;
-        }
+    if (!bench::MakeCutProject(wav, project, kEvents, kStages)) {
+        std::fprintf(stderr, "open_project: the project was not made\n");
+        return 1;
     }
 
     std::vector<double> ours;

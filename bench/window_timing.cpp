@@ -23,6 +23,7 @@
 // Usage: window_timing [seconds of audio, default 3600] [rounds, default 100]
 #include "BenchDocument.h"
 #include "BenchStats.h"
+#include "BenchView.h"
 #include "audio/AudioDeviceMgr.h"
 #include "audio/DeviceChain.h"
 #include "dsp/MediaMakers.h"
@@ -204,20 +205,8 @@ int main(int argc, char** argv) {
     const std::string project = folder.Path() + "/hour.vtf";
     {
         tw::CMessageLoop loop;
-        tw::CChildView view;
-        if (view.CreateView(0) == 0 || !view.LoadFile(wav)) {
-            std::fprintf(stderr, "window_timing: the recording did not open\n");
-            return 1;
-        }
-        tw::CEditedMedia& media = view.GetMedia();
-        const int64_t spacing = media.GetLength() / kEvents;
-        for (int i = kEvents - 1; i >= 1; --i)
-            media.DeleteSection(tw::CSection(i * spacing, i * spacing + 20), false);
-        for (int i = 0; i + 2 < media.GetEventCount(); ++i)
-            media.GetEventAt(i)->SetCrossFade(10);
-        view.DocumentChanged();
-        if (!view.SaveFile(project, nullptr)) {
-            std::fprintf(stderr, "window_timing: the project was not saved\n");
+        if (!bench::MakeCutProject(wav, project, kEvents, 0)) {
+            std::fprintf(stderr, "window_timing: the project was not made\n");
             return 1;
         }
     }

@@ -158,16 +158,7 @@ protected:
         SetPresentation(std::make_shared<CHeadlessPresentation>());
         Pump([] { return false; }, 0.05);
     }
-    template <class T> T* Find() {
-        T* found = nullptr;
-        Pump([&] {
-            for (QWidget* w : QApplication::topLevelWidgets())
-                if (auto* t = qobject_cast<T*>(w); t != nullptr && t->isVisible())
-                    found = t;
-            return found != nullptr;
-        });
-        return found;
-    }
+    template <class T> T* Find() { return FindShown<T>(); }
 
     test::ScratchHome home;
 };

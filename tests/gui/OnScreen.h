@@ -48,6 +48,18 @@ inline bool Pump(const std::function<bool()>& done, double seconds = 10.0) {
     return true;
 }
 
+// The top-level window of type T that shows, once one does; null after ten seconds.
+template <class T> T* FindShown() {
+    T* found = nullptr;
+    Pump([&] {
+        for (QWidget* w : QApplication::topLevelWidgets())
+            if (auto* t = qobject_cast<T*>(w); t != nullptr && t->isVisible())
+                found = t;
+        return found != nullptr;
+    });
+    return found;
+}
+
 // A document as the library runs it: its frame and view on a thread with a message loop.
 class DocumentThread {
 public:
@@ -127,16 +139,7 @@ protected:
         });
         return window;
     }
-    template <class T> T* Find() {
-        T* found = nullptr;
-        Pump([&] {
-            for (QWidget* w : QApplication::topLevelWidgets())
-                if (auto* t = qobject_cast<T*>(w); t != nullptr && t->isVisible())
-                    found = t;
-            return found != nullptr;
-        });
-        return found;
-    }
+    template <class T> T* Find() { return FindShown<T>(); }
 
     test::ScratchHome home;
     CFileFilterManager filters;
