@@ -22,6 +22,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <functional>
+#include <thread>
 
 namespace tw::test {
 namespace {
@@ -374,10 +375,13 @@ public:
         m_cond.notify_all();
     }
     bool Read(void*) override {
+        reading = true;
         std::unique_lock<std::mutex> lock(m_mutex);
         m_cond.wait(lock, [this] { return m_stopped; });
         return false;
     }
+    // Raised once the record thread is inside Read: only then is the card stuck.
+    static inline std::atomic<bool> reading{false};
 
 private:
     std::mutex m_mutex;
@@ -407,7 +411,13 @@ TEST_F(RecordConsoleTest, ClosingOverACardThatStoppedAnsweringStopsItAfterTheBou
     const WAVEFORMATEX format = Mono8k();
     CRecordDialog console(&pcm, &peaks, &format, &stuck);
     ASSERT_TRUE(console.Prepare(view->GetSafeHandle()));
-    presentation->OnDialog("Record", [](CModalDialog& d) { d.OnOK(); });
+    StuckIn::reading = false;
+    presentation->OnDialog("Record", [](CModalDialog& d) {
+        // Closed only once the record thread hangs in the card, however late it got there.
+        for (int i = 0; i < 2000 && !StuckIn::reading; ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        d.OnOK();
+    });
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(console.DoModal(view->GetSafeHandle()), IDOK);
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
