@@ -58,14 +58,14 @@ public:
     CViewWidget* FindView(WindowHandle view) const;
     // GUI thread only: every frame window, for tests and screenshots.
     std::vector<CFrameWindow*> Frames() const;
+    // GUI thread: the desktop session is about to end. Asks each document in turn, keeping the GUI
+    // alive meanwhile; true when none refused, and the documents are then closed.
+    bool EndSession();
 
 private:
     // Runs `call` on the GUI thread with the frame window of `frame`, when it still exists.
     void WithFrame(WindowHandle frame, std::function<void(CFrameWindow&)> call);
     void WithView(WindowHandle view, std::function<void(CViewWidget&)> call);
-    // GUI thread: the desktop session is about to end. Asks each document in turn, keeping the GUI
-    // alive meanwhile; true when none refused, and the documents are then closed.
-    bool EndSession();
     // Keeps the system clipboard's audio in a mirror that document threads read without waiting.
     void WatchClipboard();
 

@@ -6,13 +6,16 @@
 #include "gui/HistoryBar.h"
 #include "platform/Messages.h"
 
+#include <QAbstractButton>
 #include <QAction>
 #include <QContextMenuEvent>
 #include <QDockWidget>
 #include <QMenu>
 #include <QMenuBar>
+#include <QMessageBox>
 #include <QMimeData>
 #include <QTest>
+#include <QTimer>
 #include <QUrl>
 
 namespace tw {
@@ -134,6 +137,38 @@ TEST_F(FrameBars, TheHostBarShowsWhileTheFrameEditsAClip) {
     SaveShot(*window, "host-bar");
     document.Call([](CMainFrame& f) { f.ShowHostBar(false); });
     EXPECT_TRUE(Pump([&] { return !window->Bar(6094)->isVisible(); }));
+}
+
+TEST_F(FrameBars, TheSessionsEndAsksOnceUnderTheSystemsTitleAndCancelKeepsItGoing) {
+    DocumentThread first(wav);
+    DocumentThread second(wav);
+    ASSERT_TRUE(first.Ok() && second.Ok());
+    ASSERT_NE(Window(first.Frame()), nullptr);
+    ASSERT_NE(Window(second.Frame()), nullptr);
+    // Answers each box as it shows, with the button of `role`, noting what it said.
+    QStringList seen;
+    QMessageBox::ButtonRole role = QMessageBox::RejectRole;
+    QTimer answerer;
+    QObject::connect(&answerer, &QTimer::timeout, [&] {
+        for (QWidget* w : QApplication::topLevelWidgets())
+            if (auto* box = qobject_cast<QMessageBox*>(w); box != nullptr && box->isVisible()) {
+                seen << box->windowTitle() + "|" + box->text();
+                for (QAbstractButton* button : box->buttons())
+                    if (box->buttonRole(button) == role) {
+                        button->click();
+                        return;
+                    }
+            }
+    });
+    answerer.start(20);
+    EXPECT_FALSE(presentation->EndSession());
+    ASSERT_EQ(seen.size(), 1);
+    EXPECT_TRUE(seen[0].startsWith(
+        "Windows is going to shut down|To close Vond Tidewright and turn off your computer"))
+        << seen[0].toStdString();
+    role = QMessageBox::AcceptRole;
+    EXPECT_TRUE(presentation->EndSession());
+    EXPECT_EQ(seen.size(), 2); // agreed in the first window; the second is not asked again
 }
 
 TEST_F(FrameBars, FilesDroppedOnAnEmptyFrameOpenInIt) {
