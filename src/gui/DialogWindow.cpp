@@ -242,6 +242,18 @@ CDialogWindow::Editor CDialogWindow::MakeEditor(const CDialogField& field, QWidg
         editor.widget = combo;
         break;
     }
+    case CDialogField::Kind::TextChoice: {
+        auto* combo = new QComboBox(parent);
+        combo->setEditable(true);
+        // An entry picked is put in the box as it stands; nothing typed is added to the list.
+        combo->setInsertPolicy(QComboBox::NoInsert);
+        for (const std::string& option : field.options)
+            combo->addItem(Q(option));
+        combo->setEditText(Q(field.value));
+        connect(combo, &QComboBox::currentTextChanged, this, edited);
+        editor.widget = combo;
+        break;
+    }
     case CDialogField::Kind::Radio: {
         auto* box = new QGroupBox(Q(field.label), parent);
         auto* column = new QVBoxLayout(box);
@@ -611,12 +623,17 @@ void CDialogWindow::Apply(const CDialogSnapshot& snapshot, bool liveStand, bool 
                 FillTable(*static_cast<QTableWidget*>(editor.widget), field);
             continue;
         case CDialogField::Kind::Choice:
+        case CDialogField::Kind::TextChoice:
             if (field.options != before.options) {
                 auto* combo = static_cast<QComboBox*>(editor.widget);
+                const QString text = combo->currentText();
                 combo->clear();
                 for (const std::string& option : field.options)
                     combo->addItem(Q(option));
-                combo->setCurrentIndex(std::atoi(field.value.c_str()));
+                if (field.kind == CDialogField::Kind::Choice)
+                    combo->setCurrentIndex(std::atoi(field.value.c_str()));
+                else
+                    combo->setEditText(text);
             }
             break;
         default:
@@ -641,6 +658,8 @@ void CDialogWindow::Apply(const CDialogSnapshot& snapshot, bool liveStand, bool 
                 number->SelectAll();
             else if (auto* edit = qobject_cast<QLineEdit*>(editor.widget))
                 edit->selectAll();
+            else if (auto* combo = qobject_cast<QComboBox*>(editor.widget); combo && combo->lineEdit())
+                combo->lineEdit()->selectAll();
         }
     }
     m_applying = false;
@@ -656,6 +675,8 @@ std::string CDialogWindow::EditorValue(const Editor& editor) const {
         return static_cast<QCheckBox*>(editor.widget)->isChecked() ? "1" : "0";
     case CDialogField::Kind::Choice:
         return std::to_string(static_cast<QComboBox*>(editor.widget)->currentIndex());
+    case CDialogField::Kind::TextChoice:
+        return static_cast<QComboBox*>(editor.widget)->currentText().toStdString();
     case CDialogField::Kind::Radio:
         return std::to_string(editor.group->checkedId());
     case CDialogField::Kind::Slider:
@@ -678,6 +699,9 @@ void CDialogWindow::SetEditorValue(Editor& editor, const std::string& value) {
         break;
     case CDialogField::Kind::Choice:
         static_cast<QComboBox*>(editor.widget)->setCurrentIndex(std::atoi(value.c_str()));
+        break;
+    case CDialogField::Kind::TextChoice:
+        static_cast<QComboBox*>(editor.widget)->setEditText(Q(value));
         break;
     case CDialogField::Kind::Radio:
         if (QAbstractButton* button = editor.group->button(std::atoi(value.c_str())))

@@ -24,12 +24,13 @@ struct CDialogField {
     // Slider: a whole number from minimum to maximum, shown with its unit.
     // Table: read-only rows of `columns.size()` cells.
     // Header: a banner with `label` in the normal face and `value` in bold beside it.
-    enum class Kind { Label, Text, Check, Choice, Radio, Buttons, Number, Slider, Table, Header };
+    // TextChoice: a text that may be typed or taken from `options`; its value is the text.
+    enum class Kind { Label, Text, Check, Choice, Radio, Buttons, Number, Slider, Table, Header, TextChoice };
     std::string key;
     std::string label;
     Kind kind = Kind::Label;
     std::string value;                // the text; "0"/"1" for a check; the index for a choice or radio
-    std::vector<std::string> options; // the entries of a choice or radio group
+    std::vector<std::string> options; // the entries of a choice, text choice or radio group
     bool enabled = true;
     // Number and Slider.
     double minimum = 0;

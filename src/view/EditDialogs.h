@@ -57,72 +57,35 @@ private:
     std::string m_refused; // the field whose last text was refused
 };
 
-// The format of a new recording, asked before anything is generated into an empty document.
+// The format of a new recording, asked before anything is generated into an empty document. The
+// rate box offers the usual rates and takes a rate typed in as well ("44 100" with a blank in it
+// too); the rate and the bits are the leading numbers of the texts. A rate outside 101..512000 Hz
+// is refused at OK and the dialog stays, with the focus in the rate box.
 class CFormatDialog : public CModalDialog {
 public:
-    CFormatDialog() {
-        m_format.wFormatTag = 1;
-        m_format.nChannels = 2;
-        m_format.nSamplesPerSec = 44100;
-        m_format.wBitsPerSample = 16;
-        Complete();
-    }
+    static constexpr const char* kTitle = "Sample Format Settings";
+
+    CFormatDialog();
     std::string DialogName() const override { return "Format"; }
-    std::string GetWindowText() const override { return "Audio Format"; }
-    std::vector<CDialogField> GetFormFields() const override {
-        static const uint16_t kBits[] = {8, 16, 24, 32};
-        int bits = 1;
-        for (int i = 0; i < 4; ++i)
-            if (kBits[i] == m_format.wBitsPerSample)
-                bits = i;
-        return {{"rate",
-                 "Sample rate (Hz):",
-                 CDialogField::Kind::Text,
-                 std::to_string(m_format.nSamplesPerSec),
-                 {},
-                 true},
-                {"bits",
-                 "Resolution:",
-                 CDialogField::Kind::Choice,
-                 std::to_string(bits),
-                 {"8 bit", "16 bit", "24 bit", "32 bit"},
-                 true},
-                {"channels",
-                 "Channels:",
-                 CDialogField::Kind::Choice,
-                 std::to_string(m_format.nChannels - 1),
-                 {"Mono", "Stereo", "3 channels", "4 channels", "5 channels", "5.1 (6 channels)",
-                  "7 channels", "7.1 (8 channels)"},
-                 true}};
-    }
-    void SetFormField(const std::string& key, const std::string& value) override {
-        if (key == "rate") {
-            // Digits only: a person may type "44 100" with a space (or a non-breaking one).
-            std::string digits;
-            for (char c : value)
-                if (c >= '0' && c <= '9')
-                    digits += c;
-            const long rate = digits.empty() || digits.size() > 7 ? 0 : std::stol(digits);
-            if (rate > 100 && rate <= 512000)
-                m_format.nSamplesPerSec = static_cast<uint32_t>(rate);
-        } else if (key == "bits" && value.size() == 1 && value[0] >= '0' && value[0] <= '3') {
-            m_format.wBitsPerSample = static_cast<uint16_t>(8 * (value[0] - '0' + 1));
-        } else if (key == "channels" && value.size() == 1 && value[0] >= '0' && value[0] <= '7') {
-            m_format.nChannels = static_cast<uint16_t>(value[0] - '0' + 1);
-        }
-        Complete();
-    }
-    void OnOK() override {
-        Complete();
-        CModalDialog::OnOK();
-    }
-    // Block align and byte rate follow channels, bits and rate.
-    void Complete() {
-        m_format.nBlockAlign = static_cast<uint16_t>(m_format.nChannels * m_format.wBitsPerSample / 8);
-        m_format.nAvgBytesPerSec = m_format.nSamplesPerSec * m_format.nBlockAlign;
-        m_format.cbSize = 0;
-    }
+    std::string GetWindowText() const override { return kTitle; }
+    std::vector<CDialogField> GetFormFields() const override;
+    void SetFormField(const std::string& key, const std::string& value) override;
+    std::string GetFocusField() const override { return m_refused ? "rate" : std::string(); }
+    void OnOK() override;
+
+    // The rate a text of the rate box stands for: its blanks and no-break spaces taken out, then
+    // its leading whole number as the C library reads one (a sign allowed, saturating); 0 when the
+    // text starts with no number.
+    static int32_t RateOfText(const std::string& text);
+
+    // The chosen format, complete after OK: integer PCM with block align and byte rate.
     WAVEFORMATEX m_format{};
+
+private:
+    std::string m_rateText;
+    int m_resolution = 1; // index of the bit depth entry
+    bool m_stereo = true;
+    bool m_refused = false;
 };
 
 } // namespace tw

@@ -10,6 +10,9 @@
 #include "view/EditDialogs.h"
 
 #include <QAction>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDialogButtonBox>
 #include <QDockWidget>
 #include <QLineEdit>
 #include <QMenuBar>
@@ -124,20 +127,48 @@ TEST_F(OnScreen, TheFormatDialogTakesARateTypedWithASpace) {
     ASSERT_TRUE(document.Ok());
     std::atomic<int> result{0};
     std::atomic<uint32_t> rate{0};
+    std::atomic<uint16_t> channels{0};
     document.Start([&](CMainFrame& f) {
         CFormatDialog format;
         result = format.DoModal(f.GetSafeHandle());
         rate = format.m_format.nSamplesPerSec;
+        channels = format.m_format.nChannels;
     });
     CDialogWindow* dialog = Find<CDialogWindow>();
     ASSERT_NE(dialog, nullptr);
-    auto* edit = dialog->findChild<QLineEdit*>("rate");
-    ASSERT_NE(edit, nullptr);
-    edit->setText("48 000");
+    EXPECT_EQ(dialog->windowTitle(), "Sample Format Settings");
+    auto* rates = dialog->findChild<QComboBox*>("rate");
+    auto* bits = dialog->findChild<QComboBox*>("bits");
+    auto* stereo = dialog->findChild<QCheckBox*>("stereo");
+    ASSERT_NE(rates, nullptr);
+    ASSERT_NE(bits, nullptr);
+    ASSERT_NE(stereo, nullptr);
+    EXPECT_TRUE(rates->isEditable());
+    EXPECT_EQ(rates->count(), 8);
+    EXPECT_EQ(rates->currentText(), "44100 Hz (CD)");
+    EXPECT_EQ(bits->currentText(), "16 Bit (CD and DAT)");
+    EXPECT_TRUE(stereo->isChecked());
     SaveShot(*dialog, "format-dialog");
+
+    // A rate out of range is refused with the system's box, and the dialog stays for another.
+    rates->setEditText("100");
+    dialog->accept();
+    QMessageBox* box = Find<QMessageBox>();
+    ASSERT_NE(box, nullptr);
+    EXPECT_EQ(box->text(), "The sample rate is not supported.");
+    box->button(QMessageBox::Ok)->click();
+    ASSERT_TRUE(Pump([&] { return dialog->findChild<QDialogButtonBox*>()->isEnabled(); }));
+    EXPECT_EQ(result.load(), 0);
+
+    // Typed with a space, the rate is taken; so is the check.
+    rates->lineEdit()->selectAll();
+    QTest::keyClicks(rates->lineEdit(), "48 000");
+    stereo->click();
     dialog->accept();
     EXPECT_TRUE(Pump([&] { return result.load() != 0; }));
+    EXPECT_EQ(result.load(), IDOK);
     EXPECT_EQ(rate.load(), 48000u);
+    EXPECT_EQ(channels.load(), 1);
 }
 
 TEST_F(OnScreen, ClosingTheWindowAsksTheDocumentAndTheWindowGoesWithTheFrame) {

@@ -89,6 +89,96 @@ TEST_F(ViewDialogsTest, TheToneGeneratorTakesItsFieldsAndRefusesANumberOutOfRang
     EXPECT_FLOAT_EQ(stored.endFrequency, 5000.0f);
 }
 
+TEST_F(ViewDialogsTest, TheFormatDialogTakesARateFrom101To512000HzHoweverItIsWritten) {
+    struct Case {
+        const char* text;
+        uint32_t rate; // 0: refused
+    };
+    const Case cases[] = {{"44100 Hz (CD)", 44100},
+                          {"44 100", 44100},
+                          {"44\xC2\xA0"
+                           "100",
+                           44100},
+                          {" 4 8 0 0 0 Hz", 48000},
+                          {"100", 0},
+                          {"101", 101},
+                          {"512000", 512000},
+                          {"512001", 0},
+                          {"+8000", 8000},
+                          {"-48000", 0},
+                          {"99999999999", 0}, // read as the largest integer, not wrapped round
+                          {"\t22050", 22050},
+                          {"Hz 44100", 0},
+                          {"", 0},
+                          {"44.1 kHz", 0}};
+    for (const Case& c : cases) {
+        bool asked = false;
+        presentation->OnDialog("Format", [&](CModalDialog& d) {
+            d.SetFormField("rate", c.text);
+            d.OnOK();
+            asked = d.IsRunning();
+            if (asked)
+                d.OnCancel();
+        });
+        const size_t boxes = presentation->Boxes().size();
+        CFormatDialog dialog;
+        const int result = dialog.DoModal(view->GetSafeHandle());
+        EXPECT_EQ(result, c.rate != 0 ? IDOK : IDCANCEL) << c.text;
+        if (c.rate != 0) {
+            EXPECT_EQ(dialog.m_format.nSamplesPerSec, c.rate) << c.text;
+            EXPECT_EQ(dialog.m_format.nAvgBytesPerSec, c.rate * 4) << c.text;
+        } else {
+            // Refused with the system's words, and the dialog stayed with the focus on the rate.
+            ASSERT_EQ(presentation->Boxes().size(), boxes + 1) << c.text;
+            EXPECT_EQ(presentation->Boxes().back(), "The sample rate is not supported.");
+            EXPECT_TRUE(asked) << c.text;
+        }
+    }
+}
+
+TEST_F(ViewDialogsTest, TheFormatDialogListsTheUsualFormatsAndMakesACompleteRecord) {
+    CFormatDialog dialog;
+    const std::vector<CDialogField> fields = dialog.GetFormFields();
+    ASSERT_EQ(fields.size(), 3u);
+    EXPECT_EQ(dialog.GetWindowText(), "Sample Format Settings");
+    EXPECT_EQ(fields[0].kind, CDialogField::Kind::TextChoice);
+    EXPECT_EQ(fields[0].options,
+              (std::vector<std::string>{"192000 Hz (HQ Mastering)", "96000 Hz (DVD Audio)", "48000 Hz (DAT)",
+                                        "44100 Hz (CD)", "32000 Hz (DAT Long Play)", "22050 Hz", "11025 Hz",
+                                        "8000 Hz (Telephone)"}));
+    EXPECT_EQ(fields[0].value, "44100 Hz (CD)");
+    EXPECT_EQ(fields[1].options,
+              (std::vector<std::string>{"8 Bit (Telephone)", "16 Bit (CD and DAT)",
+                                        "24 Bit (HQ Mastering, packed)", "32 Bit (HQ Mastering, unpacked)"}));
+    EXPECT_EQ(fields[1].value, "1");
+    EXPECT_EQ(fields[2].kind, CDialogField::Kind::Check);
+    EXPECT_EQ(fields[2].value, "1");
+
+    // With nobody to ask, the presets stand: 44.1 kHz, 16 bits, stereo.
+    CFormatDialog preset;
+    ASSERT_EQ(preset.DoModal(view->GetSafeHandle()), IDOK);
+    EXPECT_EQ(preset.m_format.nSamplesPerSec, 44100u);
+    EXPECT_EQ(preset.m_format.wBitsPerSample, 16);
+    EXPECT_EQ(preset.m_format.nBlockAlign, 4);
+
+    // The bits are the leading number of the entry; a mono 24-bit record packs three bytes.
+    presentation->OnDialog("Format", [](CModalDialog& d) {
+        d.SetFormField("rate", "96000 Hz (DVD Audio)");
+        d.SetFormField("bits", "2");
+        d.SetFormField("stereo", "0");
+        d.OnOK();
+    });
+    ASSERT_EQ(dialog.DoModal(view->GetSafeHandle()), IDOK);
+    const WAVEFORMATEX& f = dialog.m_format;
+    EXPECT_EQ(f.wFormatTag, 1);
+    EXPECT_EQ(f.nChannels, 1);
+    EXPECT_EQ(f.nSamplesPerSec, 96000u);
+    EXPECT_EQ(f.wBitsPerSample, 24);
+    EXPECT_EQ(f.nBlockAlign, 3);
+    EXPECT_EQ(f.nAvgBytesPerSec, 288000u);
+    EXPECT_EQ(f.cbSize, 0);
+}
+
 TEST_F(ViewDialogsTest, TheSaveDialogShowsWhatTheChosenTypeWritesAndTakesTextsOnlyForAFilter) {
     WAVEFORMATEX format = PcmFormat(2, 44100, 32);
     // The project type comes first, and no filter writes it.

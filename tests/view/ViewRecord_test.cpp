@@ -125,9 +125,8 @@ protected:
 
 TEST_F(ViewRecordTest, ATakeIntoAnEmptyDocumentUsesTheAskedFormatAndBecomesTheDocument) {
     presentation->OnDialog("Format", [](CModalDialog& d) {
-        auto& ask = static_cast<CFormatDialog&>(d);
-        ask.m_format.nSamplesPerSec = 8000;
-        ask.m_format.nChannels = 1;
+        d.SetFormField("rate", "8000 Hz (Telephone)");
+        d.SetFormField("stereo", "0");
         d.OnOK();
     });
     ScriptTake(3, false);
