@@ -23,6 +23,7 @@
 #include <atomic>
 #include <chrono>
 #include <future>
+#include <utility>
 
 namespace tw {
 
@@ -42,11 +43,19 @@ int DefaultAnswer(uint32_t style) {
     }
 }
 
+// What names a box for WithdrawMessageBox.
+constexpr const char* kBoxOwner = "twBoxOwner";
+constexpr const char* kBoxText = "twBoxText";
+
 // A box built as the system asks for it: its buttons by style, the first one the default, its icon.
-void RunBox(QWidget* parent, const std::string& text, const std::string& caption, uint32_t style,
-            const std::function<void(int)>& answered) {
+// `answered` is called once: with the button pressed, or with the close answer when the box goes
+// otherwise (closed, withdrawn, or taken down with its parent window).
+void RunBox(QWidget* parent, WindowHandle owner, const std::string& text, const std::string& caption,
+            uint32_t style, const std::function<void(int)>& answered) {
     auto* box = new QMessageBox(parent);
     box->setAttribute(Qt::WA_DeleteOnClose);
+    box->setProperty(kBoxOwner, static_cast<qulonglong>(owner));
+    box->setProperty(kBoxText, Q(text));
     box->setWindowTitle(Q(caption));
     box->setText(Q(text));
     switch (style & 0xF0) {
@@ -97,12 +106,18 @@ void RunBox(QWidget* parent, const std::string& text, const std::string& caption
     for (const auto& [button, id] : buttons)
         if (id == IDCANCEL || id == IDNO)
             escape = id;
-    QObject::connect(box, &QMessageBox::finished, box, [box, buttons, escape, answered](int) {
+    auto once = std::make_shared<bool>(false);
+    QObject::connect(box, &QMessageBox::finished, box, [box, buttons, escape, answered, once](int) {
         int result = escape;
         for (const auto& [button, id] : buttons)
             if (box->clickedButton() == box->button(button))
                 result = id;
-        answered(result);
+        if (!std::exchange(*once, true))
+            answered(result);
+    });
+    QObject::connect(box, &QObject::destroyed, CGuiThread::Context(), [escape, answered, once] {
+        if (!std::exchange(*once, true))
+            answered(escape);
     });
     box->open();
 }
@@ -219,7 +234,7 @@ int CQtPresentation::MessageBox(WindowHandle owner, const std::string& text, con
             parent = FindFrame(it->second);
         else if (auto dialog = m_dialogs.find(owner); dialog != m_dialogs.end())
             parent = dialog->second;
-        RunBox(parent, text, caption, style, [promise](int result) { promise->set_value(result); });
+        RunBox(parent, owner, text, caption, style, [promise](int result) { promise->set_value(result); });
     };
     if (CGuiThread::IsGuiThread()) {
         // A host calling from its own GUI thread: the box runs in a nested loop of that thread.
@@ -231,6 +246,16 @@ int CQtPresentation::MessageBox(WindowHandle owner, const std::string& text, con
     if (!CGuiThread::Post(show))
         return DefaultAnswer(style);
     return AwaitAnswer(answer, DefaultAnswer(style));
+}
+
+void CQtPresentation::WithdrawMessageBox(WindowHandle owner, const std::string& text) {
+    CGuiThread::Post([owner, text = Q(text)] {
+        for (QWidget* window : QApplication::topLevelWidgets())
+            if (auto* box = qobject_cast<QMessageBox*>(window);
+                box != nullptr && box->property(kBoxOwner).toULongLong() == owner &&
+                box->property(kBoxText).toString() == text)
+                box->reject();
+    });
 }
 
 void CQtPresentation::DialogOpened(CModalDialog& dialog) {

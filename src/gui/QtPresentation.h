@@ -23,6 +23,7 @@ public:
 
     int MessageBox(WindowHandle owner, const std::string& text, const std::string& caption,
                    uint32_t style) override;
+    void WithdrawMessageBox(WindowHandle owner, const std::string& text) override;
     void DialogOpened(CModalDialog& dialog) override;
     void DialogChanged(CModalDialog& dialog) override;
     void DialogClosed(CModalDialog& dialog) override;

@@ -5,6 +5,7 @@
 
 namespace tw {
 
+constexpr uint32_t WM_NULL = 0x0000;
 constexpr uint32_t WM_CREATE = 0x0001;
 constexpr uint32_t WM_DESTROY = 0x0002;
 constexpr uint32_t WM_SIZE = 0x0005; // lParam: MakePoint(width, height) of the client area

@@ -52,6 +52,10 @@ int CModalDialog::DoModal(WindowHandle owner) {
     CMessageLoop* loop = CMessageLoop::Current();
     if (loop == nullptr || m_running)
         return -1;
+    // A dialog over a part of a window (the view) sits on that window (the frame): the frame then
+    // refuses to close under it, and the close sequence finds it there.
+    if (const WindowHandle top = CWindow::GetTopLevel(owner); top != 0)
+        owner = top;
     if (GetSafeHandle() == 0 && Create(owner) == 0)
         return -1;
     // Only an owner that was enabled is enabled again: a dialog over a dialog must not wake the

@@ -66,7 +66,8 @@ public:
 
     ~CModalDialog() override;
 
-    // The owner is disabled while the dialog runs and enabled again afterwards.
+    // The owner (the top-level window of a child given as owner) is disabled while the dialog runs
+    // and enabled again afterwards.
     int DoModal(WindowHandle owner = 0);
     // On the dialog's thread: ends the nested loop with `result`. From another thread: posts
     // kEndDialogMessage.

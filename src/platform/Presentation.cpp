@@ -2,6 +2,7 @@
 
 #include "platform/ModalDialog.h"
 #include "platform/StringTable.h"
+#include "platform/Window.h"
 
 #include <atomic>
 #include <cstdio>
@@ -37,6 +38,53 @@ int DefaultAnswer(uint32_t style) {
     }
 }
 
+// The answer a box gives when it is closed rather than answered: Cancel where it has one, its
+// only button when it has one; 0 for a box that cannot be closed so (yes/no, abort/retry/ignore).
+int CloseAnswer(uint32_t style) {
+    switch (style & 0xF) {
+    case 0: // ok
+        return IDOK;
+    case 1: // ok, cancel
+    case 3: // yes, no, cancel
+    case 5: // retry, cancel
+        return IDCANCEL;
+    default:
+        return 0;
+    }
+}
+
+// A box while it is up, as the windows of its thread see it: a popup of the window it sits on,
+// which is disabled meanwhile, so that the document cannot close from under it. WM_CLOSE ends a box
+// that can be closed with its close answer; the close sequence ends any other as a dialog, with
+// Cancel, after its wait.
+class CBoxPopup : public CModalDialog {
+public:
+    explicit CBoxPopup(uint32_t style) : m_closeAnswer(CloseAnswer(style)) {}
+    std::string DialogName() const override { return "MessageBox"; }
+    void Begin() {
+        m_running = true;
+        m_result = IDCANCEL;
+    }
+    intptr_t WindowProc(uint32_t message, uintptr_t wParam, intptr_t lParam) override {
+        if (message == WM_CLOSE) {
+            if (m_running && m_closeAnswer != 0)
+                EndDialog(m_closeAnswer);
+            return 0;
+        }
+        return CModalDialog::WindowProc(message, wParam, lParam);
+    }
+
+private:
+    int m_closeAnswer;
+};
+
+// What the helper thread asking the presentation shares with the box's thread, which may stop
+// waiting for it.
+struct AskedBox {
+    std::atomic<bool> answered{false};
+    std::atomic<int> answer{IDCANCEL};
+};
+
 } // namespace
 
 IPresentation& Presentation() {
@@ -64,17 +112,42 @@ int ShowMessageBox(const std::string& text, uint32_t style, WindowHandle owner, 
     CMessageLoop* loop = CMessageLoop::Current();
     if (loop == nullptr || presentation.AnswersAtOnce())
         return presentation.MessageBox(owner, text, caption, style);
-    std::atomic<bool> answered{false};
-    std::atomic<int> answer{IDCANCEL};
-    std::thread asker([&] {
-        answer = presentation.MessageBox(owner, text, caption, style);
-        answered = true;
-        loop->PostCall([] {}); // wakes the nested loop below so it sees the answer
+
+    // The window the box sits on is disabled while it is up, as a dialog disables it.
+    CBoxPopup popup(style);
+    const WindowHandle top = CWindow::GetTopLevel(owner);
+    if (popup.Create(top) == 0)
+        return presentation.MessageBox(owner, text, caption, style);
+    popup.Begin();
+    const bool topWasEnabled = top != 0 && CWindow::IsWindowEnabled(top);
+    if (topWasEnabled)
+        CWindow::EnableWindow(top, false);
+
+    // Presentations are retired, never freed, so the helper may outlive this call.
+    auto asked = std::make_shared<AskedBox>();
+    const WindowHandle wake = popup.GetSafeHandle();
+    IPresentation* shown = &presentation;
+    std::thread asker([asked, shown, owner, text, caption, style, wake] {
+        asked->answer = shown->MessageBox(owner, text, caption, style);
+        asked->answered = true;
+        CWindow::PostMessage(wake, WM_NULL); // wakes the nested loop below; nothing once it is gone
     });
-    loop->RunModal([&] { return answered.load(); });
-    // A quit ends the nested loop early; the box still has to be answered before we return.
-    asker.join();
-    return answer.load();
+    loop->RunModal([&] { return asked->answered.load() || !popup.IsRunning(); });
+
+    int result;
+    if (asked->answered.load()) {
+        asker.join();
+        result = asked->answer.load();
+    } else {
+        // Ended without a person's answer: by the close sequence, or the thread is quitting. The box
+        // goes from the screen; its late answer is nobody's.
+        result = popup.IsRunning() ? IDCANCEL : popup.GetResult();
+        presentation.WithdrawMessageBox(owner, text);
+        asker.detach();
+    }
+    if (topWasEnabled)
+        CWindow::EnableWindow(top, true);
+    return result;
 }
 
 void CHeadlessPresentation::Record(const std::string& kind, const std::string& text, WindowHandle window) {

@@ -134,6 +134,11 @@ public:
     virtual int MessageBox(WindowHandle owner, const std::string& text, const std::string& caption,
                            uint32_t style) = 0;
 
+    // The box asked for by a MessageBox call still waiting on another thread, with this owner and
+    // text, is no longer wanted (the close sequence ended it): it goes from the screen, and that
+    // call returns at once. Nothing when no such box is up.
+    virtual void WithdrawMessageBox(WindowHandle owner, const std::string& text) {}
+
     // A modal dialog has started (shown) / changed what it shows / ended (hidden).
     virtual void DialogOpened(CModalDialog& dialog) = 0;
     virtual void DialogChanged(CModalDialog& dialog) = 0;
@@ -203,6 +208,9 @@ void SetPresentation(std::shared_ptr<IPresentation> presentation);
 // Shows a message box through the presentation with the product name as caption. On a thread with a
 // CMessageLoop the box is asked from a helper thread while the caller's loop keeps dispatching
 // (timers, posted calls, sends), so a document thread stays responsive while a person decides.
+// Meanwhile the box is a popup of the owner's top-level window, which is disabled: the close
+// sequence ends the box (with Cancel, or with the only button of a box that has one) before it
+// closes the document.
 int ShowMessageBox(const std::string& text, uint32_t style = 0x30 /*MB_ICONWARNING*/, WindowHandle owner = 0);
 // The same with a caption of its own.
 int ShowMessageBox(const std::string& text, uint32_t style, WindowHandle owner, const std::string& caption);

@@ -15,6 +15,7 @@ struct WindowEntry {
     CWindow* window = nullptr;
     std::shared_ptr<LoopState> loop;
     WindowHandle owner = 0;
+    WindowHandle parent = 0; // set for a child window
     bool enabled = true;
     uint64_t sequence = 0; // creation order, for "most recent popup"
 };
@@ -95,6 +96,16 @@ WindowHandle CWindow::Create(WindowHandle owner) {
     m_destroying = false;
     t.entries.emplace(m_handle, std::move(entry));
     return m_handle;
+}
+
+WindowHandle CWindow::CreateChild(WindowHandle parent) {
+    const WindowHandle handle = Create(0);
+    if (handle == 0 || parent == 0)
+        return handle;
+    WindowTable& t = Table();
+    std::lock_guard<std::mutex> lock(t.mutex);
+    t.entries[handle].parent = parent;
+    return handle;
 }
 
 void CWindow::DestroyWindow() {
@@ -205,6 +216,21 @@ WindowHandle CWindow::GetLastActivePopup(WindowHandle owner) {
         }
     }
     return best != 0 ? best : owner;
+}
+
+WindowHandle CWindow::GetTopLevel(WindowHandle handle) {
+    WindowTable& t = Table();
+    std::lock_guard<std::mutex> lock(t.mutex);
+    // A parent that has gone leaves the child standing as its own top level.
+    for (int depth = 0; depth < 64; ++depth) {
+        auto it = t.entries.find(handle);
+        if (it == t.entries.end())
+            return depth == 0 ? 0 : handle;
+        if (it->second.parent == 0 || t.entries.count(it->second.parent) == 0)
+            return handle;
+        handle = it->second.parent;
+    }
+    return handle;
 }
 
 bool CWindow::IsOwnerThread(WindowHandle handle) {

@@ -21,6 +21,9 @@ public:
     // Registers on the calling thread's loop (which must exist). `owner` is the window this one is a
     // popup of (0: top level).
     WindowHandle Create(WindowHandle owner = 0);
+    // Registers as a child of `parent`: a part of that window (the view in its frame), not a window
+    // of its own. What is modal over a child is modal over its top-level window.
+    WindowHandle CreateChild(WindowHandle parent);
     // Sends WM_DESTROY to itself, then unregisters. Safe to call twice.
     void DestroyWindow();
     WindowHandle GetSafeHandle() const { return m_handle; }
@@ -45,6 +48,9 @@ public:
     // The most recent enabled popup owned (directly or through other popups) by `owner`, or
     // `owner` itself when it has none, as the close sequence needs it. 0 when `owner` is gone.
     static WindowHandle GetLastActivePopup(WindowHandle owner);
+    // The window a child belongs to (through its parents); the window itself when it is no child,
+    // 0 when it is gone.
+    static WindowHandle GetTopLevel(WindowHandle handle);
     static CMessageLoop* LoopOf(WindowHandle handle);
     // True when the calling thread is the one that owns the window (false when it is gone).
     static bool IsOwnerThread(WindowHandle handle);

@@ -48,7 +48,7 @@ CChildView::~CChildView() {
 WindowHandle CChildView::CreateView(WindowHandle frame) {
     m_frame = frame;
     m_loop = CMessageLoop::Current();
-    const WindowHandle handle = Create(0);
+    const WindowHandle handle = frame != 0 ? CreateChild(frame) : Create(0);
     if (handle != 0)
         OnCreate();
     return handle;

@@ -259,7 +259,8 @@ bool CChildView::QuerySave() {
         return true;
     if (m_frame != 0)
         Presentation().FrameToTop(m_frame);
-    if (!IsWindowEnabled())
+    // A dialog or a box on the document disables its frame.
+    if (!CWindow::IsWindowEnabled(CWindow::GetTopLevel(GetSafeHandle())))
         return false;
     if (m_hostClip != nullptr) {
         switch (

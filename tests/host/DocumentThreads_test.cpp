@@ -24,6 +24,7 @@
 #include <chrono>
 #include <fstream>
 #include <future>
+#include <set>
 
 using namespace hosttest;
 using namespace tw;
@@ -192,6 +193,94 @@ TEST_F(InProcess, CloseFile_WhileADialogIsUp_LeavesTheDocumentToShutdown_WhichCl
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(500));
     EXPECT_EQ(result.get(), IDCANCEL);
     EXPECT_TRUE(WaitIdle());
+}
+
+// Boxes that wait for a person, who never comes: they end when the document withdraws them.
+class UnansweredBoxes : public CHeadlessPresentation {
+public:
+    bool AnswersAtOnce() const override { return false; }
+    int MessageBox(WindowHandle, const std::string& text, const std::string&, uint32_t) override {
+        std::unique_lock<std::mutex> lock(m_lock);
+        m_changed.wait(lock, [&] { return m_withdrawn.count(text) != 0; });
+        m_withdrawn.erase(text);
+        return IDCANCEL;
+    }
+    void WithdrawMessageBox(WindowHandle, const std::string& text) override {
+        std::lock_guard<std::mutex> lock(m_lock);
+        m_withdrawn.insert(text);
+        m_changed.notify_all();
+    }
+
+private:
+    std::mutex m_lock;
+    std::condition_variable m_changed;
+    std::multiset<std::string> m_withdrawn;
+};
+
+TEST_F(InProcess, ClosingWhileADialogOrBoxSitsOnTheView_EndsItFirstOrIsRefused_AndTheViewOutlivesIt) {
+    struct Case {
+        const char* name;
+        uint32_t box;  // the box's style, or kDialog for a dialog
+        bool shutdown; // the close sequence; otherwise WM_CLOSE to the frame (tkCloseFile, the window)
+        int result;    // what the dialog or box gives when the close ends it
+    };
+    constexpr uint32_t kDialog = ~0u;
+    const Case cases[] = {{"dialog, close sequence", kDialog, true, IDCANCEL},
+                          {"dialog, closing the frame", kDialog, false, 0},
+                          {"ok box, close sequence", MB_OK, true, IDOK},
+                          {"ok/cancel box, close sequence", MB_OKCANCEL, true, IDCANCEL},
+                          {"yes/no box, close sequence", MB_YESNO, true, IDCANCEL},
+                          {"yes/no box, closing the frame", MB_YESNO, false, 0}};
+    presentation->OnDialog(
+        "Stubborn", [](CModalDialog&) {}, false);
+    auto boxes = std::make_shared<UnansweredBoxes>();
+    boxes->OnDialog(
+        "Stubborn", [](CModalDialog&) {}, false);
+    const std::string path = NewFolder("modal") + "/modal.wav";
+    WriteWav16(path, 2, 44100, 4410, ToneSample);
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        SetPresentation(c.box == kDialog ? std::shared_ptr<IPresentation>(presentation) : boxes);
+        ASSERT_EQ(tkOpenFile(U16(path).c_str(), nullptr), 0);
+        const auto [frame, view] = FramesAndViews().at(0);
+        struct Outcome {
+            std::atomic<int> result{0};
+            std::atomic<bool> viewAfter{false};
+        };
+        auto outcome = std::make_shared<Outcome>();
+        CWindow::LoopOf(view)->PostCall([outcome, view = view, style = c.box] {
+            int result;
+            if (style == kDialog) {
+                StubbornDialog dialog;
+                result = dialog.DoModal(view);
+            } else {
+                result = ShowMessageBox("Go on?", style, view);
+            }
+            // What a command does after its dialog: it finds its document still there.
+            outcome->viewAfter = CWindow::IsWindow(view) && CWindow::FromHandle(view) != nullptr;
+            outcome->result = result;
+        });
+        // Up over the view, the dialog or box disables the frame.
+        const auto up = std::chrono::steady_clock::now();
+        while (CWindow::IsWindowEnabled(frame) &&
+               std::chrono::steady_clock::now() - up < std::chrono::seconds(5))
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        EXPECT_FALSE(CWindow::IsWindowEnabled(frame));
+        if (c.shutdown) {
+            tkShutdown();
+            ASSERT_TRUE(WaitIdle());
+            EXPECT_EQ(outcome->result.load(), c.result);
+        } else {
+            EXPECT_EQ(tkCloseFile(U16(path).c_str()), 1);
+            std::this_thread::sleep_for(std::chrono::milliseconds(150));
+            EXPECT_EQ(outcome->result.load(), 0) << "ended by a close that should be refused";
+            EXPECT_TRUE(CWindow::IsWindow(frame));
+            tkShutdown();
+            ASSERT_TRUE(WaitIdle());
+        }
+        EXPECT_TRUE(outcome->viewAfter.load());
+    }
+    SetPresentation(presentation);
 }
 
 TEST_F(InProcess, CloseAll_ByCommandOrAndWait_ClosesEveryDocument_WhenNoneRefuses) {
