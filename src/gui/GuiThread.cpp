@@ -1,6 +1,9 @@
 #include "gui/GuiThread.h"
 
+#include "platform/MessageLoop.h"
+
 #include <QApplication>
+#include <QEventLoop>
 #include <QMetaObject>
 #include <QObject>
 #include <QThread>
@@ -65,6 +68,15 @@ bool HasDisplay() {
     return reached;
 }
 
+// The GUI thread's events, run while that thread waits inside the library for a document (a Qt
+// host calling the exports from its main thread): the document may need it to show a box first.
+bool PumpGuiEvents() {
+    if (!CGuiThread::IsGuiThread())
+        return false;
+    QCoreApplication::processEvents(QEventLoop::AllEvents);
+    return true;
+}
+
 void RunOwnApplication() {
     static int argc = 1;
     static char name[] = "tidework";
@@ -101,6 +113,7 @@ bool CGuiThread::Start() {
         context->moveToThread(host->thread());
         state.context = context;
         state.ownThread = false;
+        SetForeignEventPump(&PumpGuiEvents);
         return true;
     }
     if (QCoreApplication::instance() != nullptr || !HasDisplay())

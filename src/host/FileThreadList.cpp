@@ -19,11 +19,23 @@ CFileThreadList& CFileThreadList::Instance() {
 
 void WaitPumping(uint32_t ms) {
     CMessageLoop* loop = CMessageLoop::Current();
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
     if (loop == nullptr || loop->HasQuit()) {
-        Sleep(ms);
+        // A host's GUI thread has no loop of ours, but its own must go on: the document it waits
+        // for may be showing a box there.
+        while (PumpForeignEvents()) {
+            const auto left = end - std::chrono::steady_clock::now();
+            if (left <= std::chrono::milliseconds(0))
+                return;
+            Sleep(static_cast<uint32_t>(std::min<int64_t>(
+                5, std::chrono::duration_cast<std::chrono::milliseconds>(left).count() + 1)));
+        }
+        const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
+        if (left.count() > 0)
+            Sleep(static_cast<uint32_t>(left.count()));
         return;
     }
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
     for (;;) {
         const auto now = std::chrono::steady_clock::now();
         if (now >= end)

@@ -51,8 +51,9 @@ private:
     std::vector<CTKThread*> m_threads;
 };
 
-// Waits `ms` milliseconds; a thread with a message loop goes on dispatching meanwhile, so that a
-// host's GUI thread stays alive while it waits for a document.
+// Waits `ms` milliseconds; a thread with a message loop goes on dispatching meanwhile, and a host's
+// GUI thread goes on processing its own events (PumpForeignEvents), so that it stays alive while it
+// waits for a document.
 void WaitPumping(uint32_t ms);
 
 } // namespace tw

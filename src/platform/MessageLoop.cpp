@@ -4,6 +4,7 @@
 #include "platform/Window.h"
 
 #include <algorithm>
+#include <atomic>
 
 namespace tw {
 
@@ -21,6 +22,12 @@ thread_local CMessageLoop* t_current = nullptr;
 thread_local std::shared_ptr<LoopState> t_currentState;
 
 enum class Step { Dispatched, Quit, Timeout };
+
+std::atomic<bool (*)()> g_foreignPump{nullptr};
+
+// How long a thread with a foreign loop waits for ours before it lets that loop run again: short
+// enough for its windows to feel live.
+constexpr auto kForeignSlice = std::chrono::milliseconds(5);
 
 bool IsQuit(const LoopItem& item) {
     return !item.call && item.message.target == 0 && item.message.id == WM_QUIT;
@@ -55,6 +62,8 @@ void DispatchItem(LoopState& loop, LoopItem& item) {
 
 // Takes one queued item, or else fires one due timer, waiting at most until `deadline`.
 Step ProcessOne(LoopState& loop, Clock::time_point deadline, int* quitCode) {
+    bool askedForeign = false; // whether this thread runs another loop is asked once per wait
+    bool foreign = false;
     std::unique_lock<std::mutex> lock(loop.mutex);
     for (;;) {
         if (!loop.queue.empty()) {
@@ -97,6 +106,22 @@ Step ProcessOne(LoopState& loop, Clock::time_point deadline, int* quitCode) {
         Clock::time_point wake = deadline;
         if (earliest != loop.timers.end())
             wake = std::min(wake, earliest->due);
+        if (!askedForeign && g_foreignPump.load() != nullptr) {
+            // The queue and timers may change while the lock is let go: they are looked at again.
+            askedForeign = true;
+            lock.unlock();
+            foreign = PumpForeignEvents();
+            lock.lock();
+            continue;
+        }
+        if (foreign) {
+            // The waiting thread's other loop runs between short waits for ours.
+            loop.cond.wait_until(lock, std::min(wake, now + kForeignSlice));
+            lock.unlock();
+            PumpForeignEvents();
+            lock.lock();
+            continue;
+        }
         loop.cond.wait_until(lock, wake);
     }
 }
@@ -148,12 +173,22 @@ intptr_t LoopState::SendFrom(const std::shared_ptr<LoopState>& target, const Mes
         return 0;
     if (!slot->waiter) {
         std::unique_lock<std::mutex> lock(slot->mutex);
-        slot->cond.wait(lock, [&] { return slot->done; });
+        while (!slot->done) {
+            lock.unlock();
+            const bool pumped = PumpForeignEvents();
+            lock.lock();
+            if (!pumped)
+                slot->cond.wait(lock, [&] { return slot->done; });
+            else if (!slot->done)
+                slot->cond.wait_for(lock, kForeignSlice);
+        }
         return slot->result;
     }
     // While waiting, answer the sends addressed to our own loop (and nothing else), so that two
     // loops sending to each other make progress instead of waiting for each other.
     LoopState& own = *slot->waiter;
+    bool askedForeign = false;
+    bool foreign = false;
     std::unique_lock<std::mutex> lock(own.mutex);
     while (!slot->done) {
         auto it = std::find_if(own.queue.begin(), own.queue.end(),
@@ -166,9 +201,33 @@ intptr_t LoopState::SendFrom(const std::shared_ptr<LoopState>& target, const Mes
             lock.lock();
             continue;
         }
+        if (!askedForeign) {
+            // The queue may change while the lock is let go: it is looked at again.
+            askedForeign = true;
+            lock.unlock();
+            foreign = PumpForeignEvents();
+            lock.lock();
+            continue;
+        }
+        if (foreign) {
+            own.cond.wait_for(lock, kForeignSlice);
+            lock.unlock();
+            PumpForeignEvents();
+            lock.lock();
+            continue;
+        }
         own.cond.wait(lock);
     }
     return slot->result;
+}
+
+void SetForeignEventPump(bool (*pump)()) {
+    g_foreignPump = pump;
+}
+
+bool PumpForeignEvents() {
+    bool (*pump)() = g_foreignPump.load();
+    return pump != nullptr && pump();
 }
 
 std::shared_ptr<LoopState> CurrentLoopState() {

@@ -25,6 +25,15 @@ struct Message {
     intptr_t lParam = 0;
 };
 
+// A thread may run another event loop than ours: a host's Qt GUI thread, which calls the exports
+// and may then wait for a document whose box or dialog that very loop has to show. While such a
+// thread waits inside this module (nested loops, synchronous sends, the spins of the exports) it
+// runs `pump` between short waits. The pump processes what that loop has due and answers false on
+// a thread it does not serve. One pump per process, set by whoever runs that loop; null for none.
+void SetForeignEventPump(bool (*pump)());
+// Runs the pump on the calling thread: false when there is none or it does not serve this thread.
+bool PumpForeignEvents();
+
 class CMessageLoop {
 public:
     CMessageLoop();

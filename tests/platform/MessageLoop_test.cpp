@@ -238,3 +238,62 @@ TEST(MessageLoop, ThrowingHandler_StillAnswersItsSender) {
     worker.Stop();
     EXPECT_TRUE(threw.load());
 }
+
+namespace {
+
+// Stands for another toolkit's loop on one thread: each pump counts a round of its events.
+std::atomic<std::thread::id> g_foreignThread;
+std::atomic<int> g_foreignRounds{0};
+bool CountForeignRound() {
+    if (std::this_thread::get_id() != g_foreignThread.load())
+        return false;
+    ++g_foreignRounds;
+    return true;
+}
+
+} // namespace
+
+TEST(MessageLoop, AThreadWithAForeignLoop_KeepsItRunningInEveryWaitAndMissesNothingOfOurs) {
+    g_foreignThread = std::this_thread::get_id();
+    g_foreignRounds = 0;
+    SetForeignEventPump(&CountForeignRound);
+    struct Unset {
+        ~Unset() { SetForeignEventPump(nullptr); }
+    } unset;
+    // The other side answers only once the foreign loop has run a while, as a document waits for
+    // the box that loop has to show.
+    Answer* late = nullptr;
+    LoopThread worker([&](CMessageLoop&) {
+        late = new Answer;
+        late->Create();
+    });
+    auto needsRounds = [](int rounds) {
+        const int until = g_foreignRounds.load() + rounds;
+        while (g_foreignRounds.load() < until)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    };
+    const WindowHandle handle = late->GetSafeHandle();
+
+    // A synchronous send from a thread without a loop of ours.
+    worker.Loop().PostCall([&] { needsRounds(5); });
+    EXPECT_EQ(CWindow::SendMessage(handle, WM_USER), 99);
+    {
+        // A nested loop, and a send from a thread with a loop of ours.
+        CMessageLoop own;
+        std::atomic<bool> posted{false};
+        worker.Loop().PostCall([&] {
+            needsRounds(5);
+            own.PostCall([&] { posted = true; });
+        });
+        EXPECT_TRUE(own.RunModal([&] { return posted.load(); }));
+        worker.Loop().PostCall([&] { needsRounds(5); });
+        EXPECT_EQ(CWindow::SendMessage(handle, WM_USER), 99);
+    }
+    // Threads without a foreign loop wait as before, and wake for every post.
+    for (int i = 0; i < 200; ++i) {
+        CEvent done(true, false);
+        worker.Loop().PostCall([&] { done.Set(); });
+        ASSERT_TRUE(done.Wait(5000)) << i;
+    }
+    worker.Loop().PostCall([late] { delete late; });
+}
