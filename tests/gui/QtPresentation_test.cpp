@@ -6,14 +6,19 @@
 
 #include "gui/DialogWindow.h"
 #include "host/CrashGuardDialog.h"
+#include "platform/FileDialog.h"
 #include "platform/Messages.h"
+#include "platform/ProgressDialog.h"
 #include "view/EditDialogs.h"
+#include "view/SaveDialogs.h"
 
 #include <QAction>
 #include <QCheckBox>
+#include <QCloseEvent>
 #include <QComboBox>
 #include <QDialogButtonBox>
 #include <QDockWidget>
+#include <QFileDialog>
 #include <QLineEdit>
 #include <QMenuBar>
 #include <QMessageBox>
@@ -169,6 +174,89 @@ TEST_F(OnScreen, TheFormatDialogTakesARateTypedWithASpace) {
     EXPECT_EQ(result.load(), IDOK);
     EXPECT_EQ(rate.load(), 48000u);
     EXPECT_EQ(channels.load(), 1);
+}
+
+// The window manager's close button: a close event to the native window, as the platform hands it
+// on (a window under a modal one gets it too here, which the platform would hold back).
+void CloseAsTheWindowManager(QWidget& window) {
+    QCloseEvent close;
+    QCoreApplication::sendEvent(window.windowHandle(), &close);
+}
+
+// A task that goes on until it is asked to stop.
+class EndlessTask : public CWorkerThread {
+public:
+    bool Cancel() override {
+        m_stop = true;
+        return true;
+    }
+    std::string GetTitle() override { return "Converting Sample Format"; }
+    int32_t Run() override {
+        while (!m_stop)
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        return 1;
+    }
+
+private:
+    std::atomic<bool> m_stop{false};
+};
+
+TEST_F(OnScreen, ADialogClosedByTheWindowManagerEndsAsCancelAndTheDocumentGoesOn) {
+    struct Case {
+        const char* name;
+        std::function<int(CMainFrame&)> run; // the dialog on the document's thread: what it gave
+        int expected;
+    };
+    const Case cases[] = {
+        {"format", [](CMainFrame& f) { return CFormatDialog().DoModal(f.GetView().GetSafeHandle()); },
+         IDCANCEL},
+        {"save prompt",
+         [](CMainFrame& f) {
+             CSavePromptDlg prompt("chord.wav");
+             prompt.DoModal(f.GetView().GetSafeHandle());
+             return prompt.m_choice;
+         },
+         CSavePromptDlg::cancel},
+        {"crash guard", [](CMainFrame& f) { return CCrashGuardDialog().DoModal(f.GetSafeHandle()); },
+         IDCANCEL},
+        {"progress",
+         [](CMainFrame& f) {
+             EndlessTask task;
+             return CProgressDialog(task).DoModal(f.GetSafeHandle());
+         },
+         IDCANCEL},
+        {"open file",
+         [](CMainFrame& f) {
+             return CFileDialog(true, "wav", "WAV files (*.wav)|*.wav|").DoModal(f.GetView().GetSafeHandle());
+         },
+         IDCANCEL},
+    };
+    DocumentThread document(wav);
+    ASSERT_TRUE(document.Ok());
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        std::atomic<int> result{-1};
+        document.Start([&](CMainFrame& f) { result = c.run(f); });
+        // The file chooser is a window of its own; every other dialog is a form.
+        QWidget* window = nullptr;
+        Pump([&] {
+            for (QWidget* w : QApplication::topLevelWidgets())
+                if (w->isVisible() &&
+                    (qobject_cast<QFileDialog*>(w) != nullptr ||
+                     (qobject_cast<CDialogWindow*>(w) != nullptr && w->windowTitle() != "")))
+                    window = w;
+            return window != nullptr;
+        });
+        ASSERT_NE(window, nullptr);
+        CloseAsTheWindowManager(*window);
+        ASSERT_TRUE(Pump([&] { return result.load() != -1; }));
+        EXPECT_EQ(result.load(), c.expected);
+        EXPECT_TRUE(Pump([] { return QApplication::activeModalWidget() == nullptr; }));
+        // The document is whole and answers.
+        int64_t length = 0;
+        document.Call([&](CMainFrame& f) { length = f.GetView().GetMedia().GetLength(); });
+        EXPECT_EQ(length, 88200);
+    }
 }
 
 TEST_F(OnScreen, ClosingTheWindowAsksTheDocumentAndTheWindowGoesWithTheFrame) {
