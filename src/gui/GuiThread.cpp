@@ -9,8 +9,11 @@
 #include <QThread>
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <cstdlib>
+#include <future>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <sys/stat.h>
@@ -29,7 +32,14 @@ struct GuiState {
     bool ownThread = false;
     bool starting = false;
     bool failed = false;
+    bool abandoned = false; // our thread did not stand in time; the process stays without windows
 };
+
+// How long a display may take to answer a new connection, and our GUI thread to stand on it,
+// before the library goes on without windows: a server that takes connections but never answers
+// (stopped, or stuck) would otherwise hold the host in tkInitDLL for ever.
+constexpr auto kDisplayAnswer = std::chrono::seconds(5);
+constexpr auto kGuiStart = std::chrono::seconds(10);
 
 GuiState& State() {
     static GuiState* state = new GuiState;
@@ -61,11 +71,18 @@ bool HasDisplay() {
     const std::string x11 = Env("DISPLAY");
     if (x11.empty())
         return false;
-    xcb_connection_t* connection = xcb_connect(x11.c_str(), nullptr);
-    const bool reached = connection != nullptr && xcb_connection_has_error(connection) == 0;
-    if (connection != nullptr)
-        xcb_disconnect(connection);
-    return reached;
+    // The probe waits for the server on a thread of its own, which is left to finish by itself
+    // when the server does not answer in time.
+    auto result = std::make_shared<std::promise<bool>>();
+    std::future<bool> answer = result->get_future();
+    std::thread([x11, result] {
+        xcb_connection_t* connection = xcb_connect(x11.c_str(), nullptr);
+        const bool reached = connection != nullptr && xcb_connection_has_error(connection) == 0;
+        if (connection != nullptr)
+            xcb_disconnect(connection);
+        result->set_value(reached);
+    }).detach();
+    return answer.wait_for(kDisplayAnswer) == std::future_status::ready && answer.get();
 }
 
 // The GUI thread's events, run while that thread waits inside the library for a document (a Qt
@@ -90,6 +107,8 @@ void RunOwnApplication() {
     QObject context;
     {
         std::lock_guard<std::mutex> lock(state.mutex);
+        if (state.abandoned)
+            return; // too late: the library went on without windows
         state.context = &context;
         state.starting = false;
     }
@@ -108,6 +127,9 @@ bool CGuiThread::Start() {
     std::unique_lock<std::mutex> lock(state.mutex);
     if (state.context != nullptr)
         return true;
+    // An application that came up after we gave up on it is ours, not a host's.
+    if (state.abandoned)
+        return false;
     if (auto* host = qobject_cast<QApplication*>(QCoreApplication::instance())) {
         auto* context = new QObject;
         context->moveToThread(host->thread());
@@ -121,7 +143,13 @@ bool CGuiThread::Start() {
     state.starting = true;
     state.ownThread = true;
     state.thread = std::thread(RunOwnApplication);
-    state.started.wait(lock, [&] { return !state.starting; });
+    if (!state.started.wait_for(lock, kGuiStart, [&] { return !state.starting; })) {
+        state.abandoned = true;
+        state.starting = false;
+        state.ownThread = false;
+        state.thread.detach();
+        return false;
+    }
     return state.context != nullptr;
 }
 

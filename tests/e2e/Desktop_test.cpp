@@ -16,6 +16,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -42,7 +43,9 @@ bool WaitFor(const std::function<bool()>& done, double seconds) {
 // A child process with its own environment; killed with its group if still running at the end.
 class Child {
 public:
-    Child(const std::vector<std::string>& argv, const std::vector<std::string>& env, bool pipeInput = false) {
+    // `output`: a file that takes what the child prints.
+    Child(const std::vector<std::string>& argv, const std::vector<std::string>& env, bool pipeInput = false,
+          const std::string& output = {}) {
         int input[2] = {-1, -1};
         if (pipeInput && ::pipe(input) != 0)
             return;
@@ -52,6 +55,11 @@ public:
             if (pipeInput) {
                 ::dup2(input[0], 0);
                 ::close(input[1]);
+            }
+            if (!output.empty()) {
+                const int fd = ::open(output.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+                ::dup2(fd, 1);
+                ::dup2(fd, 2);
             }
             for (const std::string& e : env)
                 ::putenv(const_cast<char*>(e.c_str()));
@@ -91,6 +99,10 @@ public:
             (void)!::write(m_input, line.data(), line.size());
     }
     int ExitCode() const { return WIFEXITED(m_status) ? WEXITSTATUS(m_status) : -1; }
+    void Signal(int signal) {
+        if (Running())
+            ::kill(m_pid, signal);
+    }
 
 private:
     pid_t m_pid = -1;
@@ -128,6 +140,16 @@ public:
             xcb_disconnect(m_connection);
     }
     bool Up() const { return m_connection != nullptr; }
+    // The server stops answering (and goes on again), as a stuck or stopped server does.
+    void Freeze(bool frozen) { m_server->Signal(frozen ? SIGSTOP : SIGCONT); }
+    // The server goes away under its clients, as when a remote display is lost.
+    void Kill() {
+        if (m_connection != nullptr)
+            xcb_disconnect(m_connection);
+        m_connection = nullptr;
+        m_server->Signal(SIGKILL);
+        WaitFor([this] { return !m_server->Running(); }, 10);
+    }
     const std::string& Display() const { return m_display; }
 
     // The whole screen as the server holds it.
@@ -250,6 +272,117 @@ QRect FindWindow(const XServer& x, const std::string& title) {
         if (const auto eq = line.find('='); eq != std::string::npos)
             geometry[line.substr(0, eq)] = std::atoi(line.c_str() + eq + 1);
     return QRect(geometry["X"], geometry["Y"], geometry["WIDTH"], geometry["HEIGHT"]);
+}
+
+// Where the trace of the plot lies in the window: its box on the screen.
+QRect TraceBox(const QImage& screen, const QRect& window) {
+    int top = window.bottom(), bottom = window.top(), left = window.right(), right = window.left();
+    for (int y = window.top(); y <= window.bottom(); ++y)
+        for (int xx = window.left(); xx <= window.right(); ++xx) {
+            const QColor c = screen.pixelColor(xx, y);
+            if (c.green() > 150 && c.green() > c.red() + 30 && c.green() > c.blue()) {
+                top = std::min(top, y);
+                bottom = std::max(bottom, y);
+                left = std::min(left, xx);
+                right = std::max(right, xx);
+            }
+        }
+    return QRect(QPoint(left, top), QPoint(right, bottom));
+}
+
+// Qt ends a process whose X connection breaks, and no library can keep it from that. What the
+// editor guarantees is that nothing is lost: the working container of the edited document stays,
+// and the next start recovers it through the Crash Guard.
+TEST_F(Desktop, WhenTheDisplayGoesAwayTheEditedDocumentIsRecoveredAtTheNextStart) {
+    const fs::path temporary = root / "state" / "VondTidewright" / "Temporary";
+    auto containers = [&] {
+        std::vector<fs::path> found;
+        std::error_code ec;
+        for (fs::directory_iterator it(temporary, ec), end; !ec && it != end; it.increment(ec))
+            if (it->path().extension() == ".vcg")
+                found.push_back(it->path());
+        return found;
+    };
+    {
+        XServer x;
+        ASSERT_TRUE(x.Up()) << "Xvfb did not start";
+        Child editor({std::string(TW_OUTPUT_DIR) + "/tidewright", wav}, Environment(x), true);
+        const QRect window = FindWindow(x, "chord.wav");
+        ASSERT_FALSE(window.isEmpty()) << "no window";
+        ASSERT_TRUE(WaitFor([&] { return TracePixels(x.Screen(), window) > 500; }, 20)) << "no plot";
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        const QRect trace = TraceBox(x.Screen(), window);
+        ASSERT_GT(trace.width(), 300);
+        // A tenth of the trace, dragged and deleted: the document differs from its file.
+        const int y = trace.center().y();
+        const int from = trace.left() + trace.width() * 4 / 10;
+        const int to = trace.left() + trace.width() * 5 / 10;
+        Xdo(x, "mousemove --sync " + std::to_string(from) + " " + std::to_string(y) + " mousedown 1");
+        for (int step = 1; step <= 5; ++step)
+            Xdo(x, "mousemove --sync " + std::to_string(from + (to - from) * step / 5) + " " +
+                       std::to_string(y));
+        Xdo(x, "mouseup 1");
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        Xdo(x, "key --clearmodifiers ctrl+Delete");
+        std::this_thread::sleep_for(std::chrono::milliseconds(800));
+        // The display goes while the document waits in a dialog.
+        Xdo(x, "key --clearmodifiers ctrl+o");
+        EXPECT_TRUE(WaitFor([&] { return !Xdo(x, "search --onlyvisible --name '^Open$'").empty(); }, 10));
+
+        x.Kill();
+        // The editor does not hang on the lost display: it ends, and its file is untouched.
+        EXPECT_TRUE(WaitFor([&] { return !editor.Running(); }, 20)) << "the editor hangs without its display";
+    }
+    EXPECT_EQ(WavFrames(wav, 2), 3 * 44100);
+
+    // The working container stayed, and holds the edit: read as a project, it is a tenth shorter.
+    const std::vector<fs::path> left = containers();
+    ASSERT_EQ(left.size(), 1u);
+    const fs::path project = root / "left.vtf";
+    fs::copy_file(left[0], project);
+    std::string info;
+    if (FILE* pipe = ::popen(
+            (std::string(TW_OUTPUT_DIR) + "/tideclip info '" + project.string() + "' 2>&1").c_str(), "r")) {
+        char buffer[256];
+        while (std::fgets(buffer, sizeof buffer, pipe) != nullptr)
+            info += buffer;
+        ::pclose(pipe);
+    }
+    long long frames = -1;
+    if (const auto at = info.find("length: "); at != std::string::npos)
+        frames = std::atoll(info.c_str() + at + 8);
+    EXPECT_NEAR(static_cast<double>(3 * 44100 - frames) / 44100.0, 0.3, 0.12) << info;
+
+    // The next start, without a display: the Crash Guard takes its default, Recover, and the
+    // document opens from its container.
+    Child next({std::string(TW_OUTPUT_DIR) + "/tidewright", "--close-after", "2"},
+               {"XDG_CONFIG_HOME=" + (root / "config").string(), "XDG_DATA_HOME=" + (root / "data").string(),
+                "XDG_STATE_HOME=" + (root / "state").string(), "XDG_CACHE_HOME=" + (root / "cache").string(),
+                "DISPLAY=", "WAYLAND_DISPLAY=", "QT_QPA_PLATFORM="},
+               false, (root / "next.out").string());
+    ASSERT_TRUE(WaitFor([&] { return !next.Running(); }, 30));
+    std::ifstream out(root / "next.out");
+    const std::string printed((std::istreambuf_iterator<char>(out)), std::istreambuf_iterator<char>());
+    EXPECT_NE(printed.find("recovered lost files"), std::string::npos) << printed;
+    EXPECT_NE(printed.find("/file:\"" + left[0].string() + "\""), std::string::npos) << printed;
+}
+
+// A display that takes the connection but never answers must not hold the host in tkInitDLL: the
+// editor gives up on it after a while and runs without windows, as with no display at all.
+TEST_F(Desktop, ADisplayThatDoesNotAnswerLeavesTheEditorRunningWithoutWindows) {
+    XServer x;
+    ASSERT_TRUE(x.Up()) << "Xvfb did not start";
+    x.Freeze(true);
+    Child editor({std::string(TW_OUTPUT_DIR) + "/tidewright", "--close-after", "1", wav}, Environment(x),
+                 false, (root / "editor.out").string());
+    const bool ended = WaitFor([&] { return !editor.Running(); }, 40);
+    x.Freeze(false);
+    ASSERT_TRUE(ended) << "the editor waits for the display for ever";
+    EXPECT_EQ(editor.ExitCode(), 0);
+    std::ifstream out(root / "editor.out");
+    const std::string printed((std::istreambuf_iterator<char>(out)), std::istreambuf_iterator<char>());
+    EXPECT_NE(printed.find("open 0 \"" + wav + "\""), std::string::npos) << printed;
+    EXPECT_NE(printed.find("done"), std::string::npos) << printed;
 }
 
 TEST_F(Desktop, OnADenseScreenThePlotIsPaintedAtDevicePixels) {
