@@ -144,7 +144,9 @@ void FillTable(QTableWidget& table, const CDialogField& field) {
         for (size_t c = 0; c < field.rows[r].size() && c < field.columns.size(); ++c)
             table.setItem(static_cast<int>(r), static_cast<int>(c),
                           new QTableWidgetItem(Q(field.rows[r][c])));
-    table.resizeColumnsToContents();
+    // A table whose last column fills the width keeps it; the others fit their texts.
+    if (!table.horizontalHeader()->stretchLastSection())
+        table.resizeColumnsToContents();
     // The columns side by side without a scroll bar, and every row in view up to a dozen.
     table.setSizeAdjustPolicy(QAbstractScrollArea::AdjustToContents);
     table.setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
@@ -153,6 +155,18 @@ void FillTable(QTableWidget& table, const CDialogField& field) {
     for (int r = 0; r < shown; ++r)
         height += table.rowHeight(r);
     table.setMinimumHeight(height + 2 * table.frameWidth());
+}
+
+bool ShowsRows(const QTableWidget& table, const CDialogField& field) {
+    if (table.rowCount() != static_cast<int>(field.rows.size()))
+        return false;
+    for (size_t r = 0; r < field.rows.size(); ++r)
+        for (size_t c = 0; c < field.rows[r].size() && c < field.columns.size(); ++c) {
+            const QTableWidgetItem* item = table.item(static_cast<int>(r), static_cast<int>(c));
+            if (item == nullptr || item->text().toStdString() != field.rows[r][c])
+                return false;
+        }
+    return true;
 }
 
 } // namespace
@@ -290,10 +304,25 @@ CDialogWindow::Editor CDialogWindow::MakeEditor(const CDialogField& field, QWidg
     }
     case CDialogField::Kind::Table: {
         auto* table = new QTableWidget(parent);
-        table->setEditTriggers(QAbstractItemView::NoEditTriggers);
         table->setSelectionBehavior(QAbstractItemView::SelectRows);
+        table->setSelectionMode(QAbstractItemView::SingleSelection);
         table->verticalHeader()->hide();
+        // Room for a long file name, and the one column filling the width.
+        if (field.editable) {
+            table->horizontalHeader()->setStretchLastSection(true);
+            table->setMinimumWidth(400);
+        }
         FillTable(*table, field);
+        if (field.editable) {
+            table->setEditTriggers(QAbstractItemView::DoubleClicked | QAbstractItemView::SelectedClicked |
+                                   QAbstractItemView::EditKeyPressed);
+            connect(table, &QTableWidget::itemChanged, this, [this, index](QTableWidgetItem* item) {
+                if (!m_applying && item != nullptr && item->column() == 0)
+                    CellEdited(index, static_cast<size_t>(item->row()), item->text().toStdString());
+            });
+        } else {
+            table->setEditTriggers(QAbstractItemView::NoEditTriggers);
+        }
         editor.widget = table;
         break;
     }
@@ -619,7 +648,9 @@ void CDialogWindow::Apply(const CDialogSnapshot& snapshot, bool liveStand, bool 
             editor.second->setText(Q(field.value));
             continue;
         case CDialogField::Kind::Table:
-            if (field.rows != before.rows || field.columns != before.columns)
+            // An edit the dialog refused leaves its rows as they were, but not the cell's text.
+            if (field.rows != before.rows || field.columns != before.columns ||
+                (field.editable && !ShowsRows(*static_cast<QTableWidget*>(editor.widget), field)))
                 FillTable(*static_cast<QTableWidget*>(editor.widget), field);
             continue;
         case CDialogField::Kind::Choice:
@@ -722,6 +753,15 @@ void CDialogWindow::FieldEdited(size_t index) {
     if (!field.live || field.key.empty())
         return;
     Forward([key = field.key, value = EditorValue(m_editors[index])](
+                CModalDialog& dialog) { dialog.SetFormField(key, value); },
+            false);
+}
+
+void CDialogWindow::CellEdited(size_t index, size_t row, const std::string& text) {
+    if (index >= m_snapshot.fields.size() || m_snapshot.fields[index].key.empty())
+        return;
+    // Sent whatever the field's live flag: whether the edit stands is the dialog's to say at once.
+    Forward([key = m_snapshot.fields[index].key, value = CDialogField::TableEdit(row, text)](
                 CModalDialog& dialog) { dialog.SetFormField(key, value); },
             false);
 }

@@ -103,6 +103,7 @@ private:
     // the window sent.
     void Apply(const CDialogSnapshot& snapshot, bool liveStand, bool allStand);
     void FieldEdited(size_t index);
+    void CellEdited(size_t index, size_t row, const std::string& text);
     void Answer(bool ok);
 
     std::string EditorValue(const Editor& editor) const;

@@ -8,6 +8,21 @@
 
 namespace tw {
 
+bool CDialogField::ParseTableEdit(const std::string& value, size_t& row, std::string& text) {
+    const size_t tab = value.find('\t');
+    if (tab == 0 || tab == std::string::npos || tab > 9)
+        return false;
+    size_t parsed = 0;
+    for (size_t i = 0; i < tab; ++i) {
+        if (value[i] < '0' || value[i] > '9')
+            return false;
+        parsed = parsed * 10 + static_cast<size_t>(value[i] - '0');
+    }
+    row = parsed;
+    text = value.substr(tab + 1);
+    return true;
+}
+
 bool ParseFieldNumber(const std::string& text, double& value) {
     size_t begin = 0;
     size_t end = text.size();

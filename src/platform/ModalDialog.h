@@ -22,7 +22,7 @@ struct CDialogField {
     // Number: a typed number with spin steps; the window steps within minimum..maximum but leaves
     //   what is typed to the dialog's rule.
     // Slider: a whole number from minimum to maximum, shown with its unit.
-    // Table: read-only rows of `columns.size()` cells.
+    // Table: rows of `columns.size()` cells; read-only unless `editable`.
     // Header: a banner with `label` in the normal face and `value` in bold beside it.
     // TextChoice: a text that may be typed or taken from `options`; its value is the text.
     enum class Kind { Label, Text, Check, Choice, Radio, Buttons, Number, Slider, Table, Header, TextChoice };
@@ -47,6 +47,16 @@ struct CDialogField {
     // Table.
     std::vector<std::string> columns{};
     std::vector<std::vector<std::string>> rows{};
+    // An editable table sends each cell the person changes at once, as TableEdit(row, text) under
+    // its key; the dialog judges it and the window shows the rows it gives back, so a refused edit
+    // goes back to what the dialog keeps. Only the first column is edited.
+    bool editable = false;
+
+    static std::string TableEdit(size_t row, const std::string& text) {
+        return std::to_string(row) + '\t' + text;
+    }
+    // False when `value` is no TableEdit.
+    static bool ParseTableEdit(const std::string& value, size_t& row, std::string& text);
 };
 
 // A number as a person types it into a field: blanks around it ignored, '.' or ',' as the decimal

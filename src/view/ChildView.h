@@ -97,6 +97,7 @@ public:
         kSave = 57603,
         kSaveAs = 57604,
         kClose = 57602,
+        kSaveTracks = 32806,
         // transforms
         kFirstTransform = 2000,
         kLastTransform = 3000,
@@ -224,6 +225,7 @@ public:
     void OnEditReverse();
     void OnCopyToClipboard();
     void OnCopyToFile();
+    void OnSaveTracks();
     void OnInsertFile();
     void OnInsertTestSignal();
     void OnInsertTrackSplit();

@@ -17,8 +17,10 @@
 #include "view/DocumentHost.h"
 #include "view/SaveDialogs.h"
 #include "view/SaveThread.h"
+#include "view/SaveTracksDlg.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <memory>
 
 namespace tw {
@@ -397,6 +399,75 @@ void CChildView::OnCopyToFile() {
     PutSettingInt("General", "LastSaveFilter", dialog.GetFilterIndex());
 }
 
+// Each track, from one split to the next (the last to the end), goes to a file of its own; audio
+// ahead of the first split belongs to no track. A track that cannot be written or whose save is
+// cancelled is left out and the others still go. The document does not change.
+void CChildView::OnSaveTracks() {
+    const int32_t splits = m_media.GetLabels().GetCount();
+    const WAVEFORMATEX* format = m_media.GetNativeFormat();
+    if (splits == 0 || format == nullptr)
+        return;
+    std::vector<std::string> files;
+    std::string playlistPath;
+    std::unique_ptr<CFilteredOutput> filter;
+    {
+        CSaveTracksDlg dialog(splits, *format);
+        if (dialog.DoModal(GetSafeHandle()) != IDOK)
+            return;
+        files = dialog.GetFileList();
+        if (dialog.GetCreatePlaylist())
+            playlistPath = dialog.GetPlaylistPath();
+        filter.reset(dialog.TakeFilter());
+    }
+    if (!filter || files.size() < static_cast<size_t>(splits))
+        return;
+    StopPlayback();
+
+    FILE* playlist = nullptr;
+    if (!playlistPath.empty()) {
+        playlist = std::fopen(playlistPath.c_str(), "wb");
+        if (playlist == nullptr)
+            ShowMessageBox(FormatString(kWriteFailed, playlistPath), MB_ICONWARNING, GetSafeHandle());
+    }
+    bool playlistFailed = false;
+    const CLabelList& labels = m_media.GetLabels();
+    for (int32_t i = 1; i <= splits; ++i) {
+        const int64_t length = m_media.GetLength();
+        const int64_t start = std::clamp<int64_t>(labels.GetAt(i - 1)->m_position, 0, length);
+        const int64_t end =
+            i < splits ? std::clamp<int64_t>(labels.GetAt(i)->m_position, start, length) : length;
+        const std::string& path = files[static_cast<size_t>(i - 1)];
+        if (!filter->OpenFile(path, nullptr, GetSafeHandle())) {
+            ShowMessageBox(filter->GetErrorMessage(), MB_ICONWARNING, GetSafeHandle());
+            continue;
+        }
+        std::unique_ptr<IBasicIO> peak(CPeakFileManager().CreatePeakFile(path));
+        const int result = RunSaveTask(filter.get(), peak.get(), CSection(start, end), path);
+        filter->Close();
+        if (result != 1) {
+            // A half-written track is no track: it goes, and so does its line.
+            CPeakFileManager::Discard(peak.release());
+            CFile::Remove(path);
+            continue;
+        }
+        if (peak) {
+            CPeakFileManager().UpdateHeader(peak.get(), path);
+            peak->Close();
+        }
+        if (playlist != nullptr && !playlistFailed) {
+            const std::string line = path + "\n";
+            playlistFailed = std::fwrite(line.data(), 1, line.size(), playlist) != line.size();
+        }
+    }
+    filter.reset();
+    if (playlist != nullptr) {
+        playlistFailed = std::fclose(playlist) != 0 || playlistFailed;
+        // A full disk shows here: the playlist would lack tracks that were written.
+        if (playlistFailed)
+            ShowMessageBox(FormatString(kWriteFailed, playlistPath), MB_ICONWARNING, GetSafeHandle());
+    }
+}
+
 void CChildView::AddFileCommands(CCommandTable& table) {
     table.AddCommand(kNew, [this](uint32_t) { OnFileNew(); });
     table.AddUpdate(kNew, [this](CCmdUI& ui) { ui.Enable(Idle()); });
@@ -408,6 +479,10 @@ void CChildView::AddFileCommands(CCommandTable& table) {
     table.AddUpdate(kSaveAs, [this](CCmdUI& ui) { ui.Enable(HasAudio()); });
     table.AddCommand(kClose, [this](uint32_t) { Close(); });
     table.AddUpdate(kClose, [this](CCmdUI& ui) { ui.Enable(HasAudio()); });
+    table.AddCommand(kSaveTracks, [this](uint32_t) { OnSaveTracks(); });
+    table.AddUpdate(kSaveTracks, [this](CCmdUI& ui) {
+        ui.Enable(HasAudio() && Idle() && m_media.GetLabels().GetCount() > 0);
+    });
 }
 
 } // namespace tw

@@ -14,6 +14,7 @@
 #include "platform/FileDialog.h"
 #include "platform/MessageLoop.h"
 #include "platform/Messages.h"
+#include "platform/Settings.h"
 #include "platform/StringTable.h"
 #include "storage/FileFilterManager.h"
 #include "storage/FilteredOutput.h"
@@ -24,9 +25,11 @@
 #include "view/PauseDetectionDlg.h"
 #include "view/PropertiesDialog.h"
 #include "view/SaveDialogs.h"
+#include "view/SaveTracksDlg.h"
 
 #include <QAbstractSpinBox>
 #include <QApplication>
+#include <QCheckBox>
 #include <QComboBox>
 #include <QDialogButtonBox>
 #include <QDir>
@@ -480,6 +483,73 @@ TEST_F(FileDialogs, OpenStartsInItsFolderAndTakesSeveralFiles_AndAFolderDialogAF
         EXPECT_EQ(QDir(QString::fromStdString(thread.Read())).absolutePath(),
                   QDir(QString::fromStdString(folder)).absolutePath());
     }
+}
+
+// Renames a row of a table as a person does: the cell's editor, the new text, Enter.
+void EditCell(QTableWidget& table, int row, const QString& text) {
+    table.setFocus();
+    table.setCurrentCell(row, 0);
+    table.editItem(table.item(row, 0));
+    QWidget* editor = QApplication::focusWidget();
+    ASSERT_NE(editor, nullptr);
+    Type(editor, text);
+    QTest::keyClick(editor, Qt::Key_Return);
+}
+
+TEST_F(FileDialogs, SaveTracksRenamesInItsListRefusesADuplicateAndTakesThePlaylistChoice) {
+    const std::string folder = home.root + "/tracks";
+    QDir().mkpath(QString::fromStdString(folder));
+    PutSettingString("SaveTracks", "LastPlaylist", folder);
+    PutSettingInt("SaveTracks", "CreatePlaylist", 0);
+    const int wav = filters.FindFilter("wav", false);
+    for (int position = 1; position <= 32; ++position)
+        if (filters.PluginOfSavePosition(position) == wav) {
+            PutSettingInt("SaveTracks", "LastFormat", position - 1);
+            break;
+        }
+    DialogThread thread;
+    thread.Show([] { return std::make_unique<CSaveTracksDlg>(4, PcmFormat(2, 44100, 16)); },
+                [](CModalDialog& d) {
+                    auto& dialog = static_cast<CSaveTracksDlg&>(d);
+                    std::unique_ptr<CFilteredOutput> filter(dialog.TakeFilter());
+                    std::string read = filter ? "filter" : "none";
+                    for (const std::string& path : dialog.GetFileList())
+                        read += " " + path;
+                    return read + " " + (dialog.GetCreatePlaylist() ? dialog.GetPlaylistPath() : "-");
+                });
+    CDialogWindow* window = Find<CDialogWindow>();
+    ASSERT_NE(window, nullptr);
+    const QStringList shown = ShownTexts(*window);
+    for (const char* text : {"Save Tracks as Files", "Track file name", "Track1", "Track4",
+                             "Format:", "Folder:", "Create a playlist", "Playlist name:"})
+        EXPECT_TRUE(shown.contains(text)) << text;
+    auto* table = window->findChild<QTableWidget*>("tracks");
+    ASSERT_NE(table, nullptr);
+    EXPECT_GE(table->columnWidth(0), 390);
+    auto* name = window->findChild<QLineEdit*>("playlistName");
+    EXPECT_EQ(name->text(), "MyPlaylist.m3u");
+    EXPECT_FALSE(name->isEnabled());
+
+    EditCell(*table, 0, "Overture");
+    EXPECT_TRUE(Pump([&] { return table->item(0, 0)->text() == "Overture"; }));
+    // A name another row has, in other letters: the box says why and the cell goes back.
+    EditCell(*table, 1, "OVERTURE");
+    QMessageBox* box = nullptr;
+    ASSERT_TRUE(Pump([&] { return (box = Find<QMessageBox>()) != nullptr; }));
+    EXPECT_EQ(box->text(), CSaveTracksDlg::kDuplicateName);
+    box->button(QMessageBox::Ok)->click();
+    EXPECT_TRUE(Pump([&] { return table->item(1, 0)->text() == "Track2"; }));
+
+    window->findChild<QCheckBox*>("createPlaylist")->click();
+    EXPECT_TRUE(Pump([&] { return name->isEnabled(); }));
+    Type(name, "Evening.m3u");
+    Pump([] { return false; }, 0.1);
+    SaveShot(*window, "SaveTracks");
+    Button(*window, QDialogButtonBox::Ok)->click();
+    ASSERT_TRUE(thread.WaitForEnd());
+    EXPECT_EQ(thread.Result(), IDOK);
+    EXPECT_EQ(thread.Read(), "filter " + folder + "/Overture.wav " + folder + "/Track2.wav " + folder +
+                                 "/Track3.wav " + folder + "/Track4.wav " + folder + "/Evening.m3u");
 }
 
 } // namespace
