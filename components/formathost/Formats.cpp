@@ -100,4 +100,16 @@ uint32_t DeliveredBits(int subtype) {
     return bits ? bits : 32;
 }
 
+int TextPropertyId(const std::string& name) {
+    static const std::pair<const char*, int> ids[] = {
+        {"title", SF_STR_TITLE},         {"artist", SF_STR_ARTIST},     {"album", SF_STR_ALBUM},
+        {"comment", SF_STR_COMMENT},     {"date", SF_STR_DATE},         {"genre", SF_STR_GENRE},
+        {"copyright", SF_STR_COPYRIGHT}, {"software", SF_STR_SOFTWARE}, {"tracknumber", SF_STR_TRACKNUMBER},
+    };
+    for (const auto& [n, id] : ids)
+        if (name == n)
+            return id;
+    return 0;
+}
+
 } // namespace fh

@@ -29,4 +29,8 @@ uint32_t DeliveredBits(int subtype);
 // Bits really stored by a subtype, for the format a target reports; 0 when not a fixed width.
 uint32_t StoredBits(int subtype);
 
+// The libsndfile string of a text property ("title", "artist", ... "tracknumber"); 0 for a name
+// it has no place for.
+int TextPropertyId(const std::string& name);
+
 } // namespace fh

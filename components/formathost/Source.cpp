@@ -75,6 +75,8 @@ HRESULT CSource::QueryInterface(const GUID& iid, void** out) {
         return Give(static_cast<IFormatSourceRead*>(this), out);
     if (iid == IID_IFormatSourceSeek)
         return Give(static_cast<IFormatSourceSeek*>(this), out);
+    if (iid == IID_IFormatSourceProperties)
+        return Give(static_cast<IFormatSourceProperties*>(this), out);
     if (iid == IID_IFormatCues && m_hasCues)
         return Give(static_cast<IFormatCues*>(this), out);
     *out = nullptr;
@@ -243,6 +245,17 @@ const char16_t* CSource::GetFieldValue(int32_t cue, int32_t field) {
     if (!c || field < 0 || field >= static_cast<int32_t>(c->fields.size()))
         return nullptr;
     return c->fields[field].second.c_str();
+}
+
+const char16_t* CSource::GetText(const char16_t* name) {
+    if (!m_file || name == nullptr)
+        return nullptr;
+    const int id = TextPropertyId(ToUtf8(name));
+    const char* text = id != 0 ? sf_get_string(m_file, id) : nullptr;
+    if (text == nullptr || *text == '\0')
+        return nullptr;
+    // A text handed out stays where it is until the source goes: the map's nodes never move.
+    return m_texts.try_emplace(std::u16string(name), ToUtf16(text)).first->second.c_str();
 }
 
 } // namespace fh

@@ -8,6 +8,7 @@
 
 #include <sndfile.h>
 
+#include <map>
 #include <vector>
 
 namespace fh {
@@ -16,6 +17,7 @@ class CSource : public IFormatSourceSetup,
                 public IFormatSourceRead,
                 public IFormatSourceSeek,
                 public IFormatCues,
+                public IFormatSourceProperties,
                 public CRefCount {
 public:
     // Takes the open handle; `cues` are the file's cue points when the format has them.
@@ -40,6 +42,8 @@ public:
     const char16_t* GetFieldName(int32_t cue, int32_t field) override;
     const char16_t* GetFieldValue(int32_t cue, int32_t field) override;
 
+    const char16_t* GetText(const char16_t* name) override;
+
 private:
     struct Cue {
         int64_t frame;
@@ -58,6 +62,7 @@ private:
     bool m_open = false;
     bool m_hasCues;
     std::vector<Cue> m_cues;
+    std::map<std::u16string, std::u16string> m_texts; // handed out by GetText
     // Whole frames converted but not yet delivered, so that callers may ask for any byte count.
     std::vector<uint8_t> m_pending;
     size_t m_pendingAt = 0;

@@ -11,18 +11,6 @@ namespace fh {
 
 namespace {
 
-int StringId(const std::string& name) {
-    static const std::pair<const char*, int> ids[] = {
-        {"title", SF_STR_TITLE},         {"artist", SF_STR_ARTIST},     {"album", SF_STR_ALBUM},
-        {"comment", SF_STR_COMMENT},     {"date", SF_STR_DATE},         {"genre", SF_STR_GENRE},
-        {"copyright", SF_STR_COPYRIGHT}, {"software", SF_STR_SOFTWARE}, {"tracknumber", SF_STR_TRACKNUMBER},
-    };
-    for (const auto& [n, id] : ids)
-        if (name == n)
-            return id;
-    return 0;
-}
-
 bool OpusRate(uint32_t rate) {
     return rate == 8000 || rate == 12000 || rate == 16000 || rate == 24000 || rate == 48000;
 }
@@ -223,7 +211,7 @@ HRESULT CTarget::SeekFrame(int64_t frame) {
 }
 
 bool CTarget::ApplyText(const std::string& name, const std::string& value) {
-    int id = StringId(name);
+    int id = TextPropertyId(name);
     return id != 0 && sf_set_string(m_file, id, value.c_str()) == 0;
 }
 
@@ -231,7 +219,7 @@ HRESULT CTarget::SetText(const char16_t* name, const char16_t* value) {
     if (!name || !value)
         return E_POINTER;
     std::string key = Lower(ToUtf8(name));
-    if (StringId(key) == 0)
+    if (TextPropertyId(key) == 0)
         return E_INVALIDARG;
     std::string text = ToUtf8(value);
     if (m_file)

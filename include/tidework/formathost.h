@@ -131,6 +131,13 @@ struct IFormatCues : IUnknown {
     virtual const char16_t* GetFieldValue(int32_t cue, int32_t field) = 0; // slot 7
 };
 
+// Text properties of the whole file, as IFormatTargetProperties names them, on sources that keep
+// some.
+struct IFormatSourceProperties : IUnknown {
+    // slot 3: the text stored under `name`, valid until the source closes; null when there is none.
+    virtual const char16_t* GetText(const char16_t* name) = 0;
+};
+
 // --- Writing. The target object from IFormatHost::CreateWriter answers these interfaces. ---
 
 struct IFormatTargetFile : IUnknown {
@@ -217,6 +224,8 @@ constexpr GUID IID_IFormatTargetFormat = {
     0x5B1E7A40, 0x3C2D, 0x4E8F, {0x9A, 0x61, 0x7D, 0x0C, 0x2B, 0x4E, 0x1F, 0x11}};
 constexpr GUID IID_IFormatHost = {
     0x5B1E7A40, 0x3C2D, 0x4E8F, {0x9A, 0x61, 0x7D, 0x0C, 0x2B, 0x4E, 0x1F, 0x12}};
+constexpr GUID IID_IFormatSourceProperties = {
+    0x5B1E7A40, 0x3C2D, 0x4E8F, {0x9A, 0x61, 0x7D, 0x0C, 0x2B, 0x4E, 0x1F, 0x13}};
 
 // The library's one export: on success *out holds a new reference to the host object.
 using GetFormatHostFn = bool (*)(IFormatHost** out);

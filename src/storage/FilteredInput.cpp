@@ -152,4 +152,15 @@ bool CFilteredInput::ReadMetadata(CLabelList& labels) {
     return true;
 }
 
+std::string CFilteredInput::ReadText(const std::string& name) {
+    auto* properties = Query<IFormatSourceProperties>(m_source, IID_IFormatSourceProperties);
+    if (!properties)
+        return std::string();
+    const std::u16string key = ToUtf16(name);
+    const char16_t* text = properties->GetText(key.c_str());
+    std::string value = text != nullptr ? ToUtf8(text) : std::string();
+    properties->Release();
+    return value;
+}
+
 } // namespace tw

@@ -25,6 +25,9 @@ public:
     // Adds the source's cues as markers ("artist" as first text, "title" as second) at their
     // frames. False when the source has no cues.
     bool ReadMetadata(CLabelList& labels);
+    // A text property of the whole file ("title", "artist", ... as CFilteredOutput writes them);
+    // empty when the file has none or its format keeps none.
+    std::string ReadText(const std::string& name);
 
     int64_t GetLength() override;                            // bytes: frames * block align
     void Seek(int64_t position) override;                    // to the frame of the byte position

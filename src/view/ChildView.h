@@ -17,6 +17,7 @@
 #include "display/Visualizer.h"
 #include "platform/Presentation.h"
 #include "platform/Window.h"
+#include "storage/InfoHolder.h"
 #include "storage/PeakFileManager.h"
 #include "storage/RaffParser.h"
 #include "view/CommandTable.h"
@@ -291,6 +292,8 @@ public:
 
     // ---- state ----
     const std::string& GetFileName() const { return m_fileName; }
+    // The texts of the audio file the document was loaded from, written again when it is saved.
+    const CInfoHolder& GetFileInfo() const { return m_fileInfo; }
     // The document's path; changed only through here, so that host threads see it too.
     void SetFileName(const std::string& path);
     CEditedMedia& GetMedia() { return m_media; }
@@ -320,6 +323,7 @@ public:
 
     // Members in the order the document's description gives them.
     std::string m_fileName;
+    CInfoHolder m_fileInfo;
     int64_t m_dragReference = 0;
     int64_t m_keyAnchor = 0;
     int64_t m_keyActive = 0;

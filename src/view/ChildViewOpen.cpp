@@ -112,6 +112,8 @@ bool CChildView::LoadFile(const std::string& path) {
         m_viewSection = view;
         m_selection = selection;
         HistoryChanged();
+        // A project keeps no texts of its own.
+        m_fileInfo.Clear();
         // A recovered working container has no name of its own: saving it asks for one.
         SetFileName(HasSuffix(path, "vcg") ? std::string() : path);
     } else {
@@ -123,6 +125,8 @@ bool CChildView::LoadFile(const std::string& path) {
             return fail();
         CLabelList labels;
         reader->ReadMetadata(labels);
+        CInfoHolder info;
+        info.ReadFrom(*reader);
         // The stream owns the reader from here on, also when attaching fails; the peak file is
         // found or built (under a progress dialog) in the process.
         auto stream = std::make_unique<CPCMAudio>();
@@ -146,6 +150,7 @@ bool CChildView::LoadFile(const std::string& path) {
             m_media.GetLabels().Add(label->m_position, label->m_type, label->m_firstText,
                                     label->m_secondText);
         }
+        m_fileInfo = info;
         SetFileName(path);
         // The working container follows the document from its first state on.
         SaveProjectState();

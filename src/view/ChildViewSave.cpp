@@ -163,6 +163,8 @@ bool CChildView::SaveFile(const std::string& path, CFilteredOutput* given) {
         filter.reset(manager->CreateOutputForFile(path, *format));
         if (!filter)
             return false;
+        // Saving over the file keeps what it said about itself.
+        m_fileInfo.WriteTo(*filter);
     }
 
     SetCursor(CursorShape::Wait);
@@ -239,6 +241,7 @@ bool CChildView::SaveAs() {
     if (manager == nullptr || format == nullptr)
         return false;
     CExtFileDialog dialog(manager->GetSaveFilter(), *format, CSection(0, m_media.GetLength()));
+    dialog.SetInfo(m_fileInfo);
     dialog.SetShowReadOnly(false);
     dialog.SetOverwritePrompt(true);
     dialog.SelectType(GetSettingInt("General", "LastSaveFilter", DefaultSaveFilter()));
@@ -343,6 +346,7 @@ void CChildView::Close() {
             Presentation().ScrollBar(GetSafeHandle(), hidden);
         }
         SetFileName(std::string());
+        m_fileInfo.Clear();
         UpdateTitle();
         SaveProjectState();
         Invalidate();
@@ -369,6 +373,7 @@ void CChildView::OnCopyToFile() {
     if (manager == nullptr || format == nullptr)
         return;
     CExtFileDialog dialog(manager->GetSaveFilter(), *format, m_selection);
+    dialog.SetInfo(m_fileInfo);
     dialog.SetShowReadOnly(false);
     dialog.SetOverwritePrompt(true);
     dialog.SelectType(GetSettingInt("General", "LastSaveFilter", DefaultSaveFilter()));
@@ -437,6 +442,12 @@ void CChildView::OnSaveTracks() {
         const int64_t end =
             i < splits ? std::clamp<int64_t>(labels.GetAt(i)->m_position, start, length) : length;
         const std::string& path = files[static_cast<size_t>(i - 1)];
+        // Each track says which record it comes from and where on it it stands; the record's own
+        // title and number would be wrong for every one of them.
+        CInfoHolder info = m_fileInfo;
+        info.Set("title", std::string());
+        info.Set("tracknumber", std::to_string(i));
+        info.WriteTo(*filter);
         if (!filter->OpenFile(path, nullptr, GetSafeHandle())) {
             ShowMessageBox(filter->GetErrorMessage(), MB_ICONWARNING, GetSafeHandle());
             continue;

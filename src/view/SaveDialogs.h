@@ -6,6 +6,7 @@
 #include "core/Section.h"
 #include "platform/FileDialog.h"
 #include "platform/ModalDialog.h"
+#include "storage/InfoHolder.h"
 
 #include <tidework/wavefmt.h>
 
@@ -51,8 +52,7 @@ public:
 class CExtFileDialog : public CFileDialog {
 public:
     // The keys of the text fields, as the output filters name them.
-    static constexpr const char* kTextKeys[] = {"title", "artist",      "album",  "genre",
-                                                "date",  "tracknumber", "comment"};
+    static constexpr const auto& kTextKeys = CInfoHolder::kKeys;
 
     CExtFileDialog(const std::string& filter, const WAVEFORMATEX& format, const CSection& section);
     ~CExtFileDialog() override;
@@ -62,6 +62,11 @@ public:
     std::vector<CDialogField> GetFormFields() const override;
     void SetFormField(const std::string& key, const std::string& value) override;
 
+    // The text fields start as `info` holds them.
+    void SetInfo(const CInfoHolder& info) {
+        for (const char* key : kTextKeys)
+            SetText(key, info.Get(key));
+    }
     // Makes the output filter of the chosen file type (dialog position, from 1), as a change of
     // the type does. The format library's writers have no settings windows of their own, so the
     // "Options..." button never has anything to open.

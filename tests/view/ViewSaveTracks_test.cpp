@@ -4,6 +4,7 @@
 #include "view/ViewTestSupport.h"
 
 #include "platform/File.h"
+#include "platform/FileDialog.h"
 #include "platform/Paths.h"
 #include "platform/Settings.h"
 #include "view/SaveTracksDlg.h"
@@ -242,6 +243,58 @@ TEST_F(ViewSaveTracksTest, TheDialogKeepsItsChoicesAndStartsInAFolderThatExists)
         dialog.SetFormField("directory", other);
     }
     EXPECT_EQ(GetSettingString("SaveTracks", "LastPlaylist", ""), folder);
+}
+
+TEST_F(ViewSaveTracksTest, TheTextsOfALoadedFileAreWrittenBackOnSaveAndEachTrackCarriesItsNumber) {
+    LoadWav(4000);
+    EXPECT_TRUE(view->GetFileInfo().IsEmpty());
+    const std::string tagged = home.root + "/tagged.wav";
+    presentation->OnDialog("FileSave", [tagged](CModalDialog& d) {
+        auto& dialog = static_cast<CFileDialog&>(d);
+        dialog.SetPathName(tagged);
+        dialog.SetText("title", "Harbour Morning");
+        dialog.SetText("artist", "Quay Players");
+        dialog.SetText("album", "Tides");
+        d.OnOK();
+    });
+    ASSERT_TRUE(view->SaveAs());
+    // The document is the saved file now, and holds what the file says.
+    EXPECT_EQ(view->GetFileInfo().Get("title"), "Harbour Morning");
+    EXPECT_EQ(view->GetFileInfo().Get("artist"), "Quay Players");
+
+    // An edit saved over the file keeps its texts.
+    Select(0, 500);
+    Command(CChildView::kDelete);
+    Command(CChildView::kSave);
+    // The save dialog offers them.
+    presentation->OnDialog("FileSave", [](CModalDialog& d) {
+        const auto& texts = static_cast<CFileDialog&>(d).GetTexts();
+        EXPECT_TRUE(texts.count("artist") == 1 && texts.at("artist") == "Quay Players");
+        d.OnCancel();
+    });
+    EXPECT_FALSE(view->SaveAs());
+
+    // Tracks keep the record's texts but not its title, and are numbered. (A second view is made
+    // only once no modal loop is left to run: its end quits this thread's loop.)
+    AddSplits({1000, 2000});
+    presentation->OnDialog("SaveTracks", [](CModalDialog& d) { d.OnOK(); });
+    Command(CChildView::kSaveTracks);
+    {
+        CChildView other;
+        ASSERT_NE(other.CreateView(0), 0u);
+        ASSERT_TRUE(other.LoadFile(tagged));
+        EXPECT_EQ(other.GetMedia().GetLength(), 3500);
+        EXPECT_EQ(other.GetFileInfo().Get("title"), "Harbour Morning");
+        EXPECT_EQ(other.GetFileInfo().Get("album"), "Tides");
+    }
+    for (int i = 1; i <= 2; ++i) {
+        CChildView track;
+        ASSERT_NE(track.CreateView(0), 0u);
+        ASSERT_TRUE(track.LoadFile(folder + "/Track" + std::to_string(i) + ".wav"));
+        EXPECT_EQ(track.GetFileInfo().Get("artist"), "Quay Players");
+        EXPECT_EQ(track.GetFileInfo().Get("title"), "");
+        EXPECT_EQ(track.GetFileInfo().Get("tracknumber"), std::to_string(i));
+    }
 }
 
 } // namespace
