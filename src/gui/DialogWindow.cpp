@@ -238,6 +238,16 @@ CDialogWindow::Editor CDialogWindow::MakeEditor(const CDialogField& field, QWidg
         edit->setMinimumWidth(240);
         connect(edit, &QLineEdit::textEdited, this, edited);
         editor.widget = edit;
+        if (field.browseFolder) {
+            editor.browse = new QPushButton("&Browse...", parent);
+            connect(editor.browse, &QPushButton::clicked, this, [this, edit, edited] {
+                const QString folder = QFileDialog::getExistingDirectory(this, "Select Folder", edit->text());
+                if (folder.isEmpty())
+                    return;
+                edit->setText(folder);
+                edited();
+            });
+        }
         break;
     }
     case CDialogField::Kind::Check: {
@@ -416,6 +426,12 @@ void CDialogWindow::BuildForm() {
                 line->addWidget(editor.unit);
                 if (field.kind != CDialogField::Kind::Slider)
                     line->addStretch(1);
+            } else if (editor.browse != nullptr) {
+                shown = new QWidget(m_form);
+                auto* line = new QHBoxLayout(shown);
+                line->setContentsMargins(0, 0, 0, 0);
+                line->addWidget(editor.widget, 1);
+                line->addWidget(editor.browse);
             }
             const bool labelled = !field.label.empty() && field.kind != CDialogField::Kind::Check &&
                                   field.kind != CDialogField::Kind::Radio &&
@@ -639,6 +655,8 @@ void CDialogWindow::Apply(const CDialogSnapshot& snapshot, bool liveStand, bool 
         editor.widget->setEnabled(field.enabled);
         if (editor.unit != nullptr)
             editor.unit->setEnabled(field.enabled);
+        if (editor.browse != nullptr)
+            editor.browse->setEnabled(field.enabled);
         switch (field.kind) {
         case CDialogField::Kind::Label:
             editor.label->setText(Q(field.value));

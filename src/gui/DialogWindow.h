@@ -22,6 +22,7 @@ class QDialogButtonBox;
 class QFileDialog;
 class QLabel;
 class QProgressBar;
+class QPushButton;
 class QVBoxLayout;
 class QWidget;
 
@@ -82,7 +83,8 @@ private:
         QLabel* label = nullptr;   // its label in a shared row, or the value of a Label
         QLabel* unit = nullptr;    // the unit, or the value shown beside a slider
         QButtonGroup* group = nullptr;
-        QLabel* second = nullptr; // the bold part of a header
+        QLabel* second = nullptr;      // the bold part of a header
+        QPushButton* browse = nullptr; // chooses a folder for a text
     };
 
     void BuildForm();

@@ -44,6 +44,8 @@ struct CDialogField {
     // Fields with the same row text, one after another, share one line of the form under that
     // text, each with its label before it and its unit after it ("Start:" 0 h 1 min ...).
     std::string row{};
+    // Text: a "Browse..." button beside it chooses an existing folder for its text.
+    bool browseFolder = false;
     // Table.
     std::vector<std::string> columns{};
     std::vector<std::vector<std::string>> rows{};

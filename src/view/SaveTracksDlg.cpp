@@ -4,6 +4,7 @@
 #include "platform/Paths.h"
 #include "platform/Presentation.h"
 #include "platform/Settings.h"
+#include "platform/StringTable.h"
 #include "platform/Utf.h"
 #include "storage/FileFilterManager.h"
 #include "storage/FilteredOutput.h"
@@ -150,6 +151,7 @@ std::vector<CDialogField> CSaveTracksDlg::GetFormFields() const {
         m_formats, !m_formats.empty()};
     format.live = true;
     CDialogField directory{"directory", "Folder:", CDialogField::Kind::Text, m_directory, {}, true};
+    directory.browseFolder = true;
     CDialogField playlist{"createPlaylist",
                           "Create a playlist",
                           CDialogField::Kind::Check,
@@ -183,6 +185,13 @@ void CSaveTracksDlg::SetFormField(const std::string& key, const std::string& val
 
 void CSaveTracksDlg::OnOK() {
     m_files.clear();
+    // Every track would fail on its own; one word and the folder can still be changed.
+    if (!CFile::IsDirectory(m_directory)) {
+        ShowMessageBox(Format(kNoFolder, m_directory.c_str()), MB_ICONWARNING, GetSafeHandle());
+        m_refused = "directory";
+        return;
+    }
+    m_refused.clear();
     bool exists = false;
     for (const std::string& name : m_names) {
         std::string path = TrackPath(m_directory, name);

@@ -23,6 +23,7 @@ public:
     static constexpr const char* kDuplicateName = "Cannot set file name because duplicate file name exists.";
     static constexpr const char* kIllegalName =
         "Cannot set file name because a file name cannot be empty or contain '/'.";
+    static constexpr const char* kNoFolder = "The folder %s does not exist. Please choose another one.";
     static constexpr const char* kOverwrite = "There are already files with the same names in the target "
                                               "folder. Do you want to overwrite the existing files?";
 
@@ -38,6 +39,7 @@ public:
     void SetFormField(const std::string& key, const std::string& value) override;
     // Builds the file list; asks before files of those names are overwritten, and stays open on No.
     void OnOK() override;
+    std::string GetFocusField() const override { return m_refused; }
 
     // A row renamed: refused (with the box that says why) when another row has the name, compared
     // without regard to case, or when it is no file name.
@@ -68,6 +70,7 @@ private:
     int32_t m_formatIndex = 0;
     WAVEFORMATEX m_format;
     std::string m_extension;
+    std::string m_refused; // the field a refused OK puts the focus on
 };
 
 // `directory` and `name` joined by one '/', however the directory ends.

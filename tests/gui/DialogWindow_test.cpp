@@ -521,7 +521,7 @@ TEST_F(FileDialogs, SaveTracksRenamesInItsListRefusesADuplicateAndTakesThePlayli
     ASSERT_NE(window, nullptr);
     const QStringList shown = ShownTexts(*window);
     for (const char* text : {"Save Tracks as Files", "Track file name", "Track1", "Track4",
-                             "Format:", "Folder:", "Create a playlist", "Playlist name:"})
+                             "Format:", "Folder:", "Create a playlist", "Playlist name:", "Browse..."})
         EXPECT_TRUE(shown.contains(text)) << text;
     auto* table = window->findChild<QTableWidget*>("tracks");
     ASSERT_NE(table, nullptr);

@@ -153,6 +153,19 @@ TEST_F(ViewSaveTracksTest, PathsJoinTheFolderOnceAndExistingFilesAreAskedAbout) 
         dialog.OnOK();
         EXPECT_EQ(dialog.GetFileList(), std::vector<std::string>{dotted + "/Track1.wav"});
     }
+    {
+        // A folder that is not there is said at once, and the dialog stays on it.
+        CSaveTracksDlg dialog(1, PcmFormat(2, 44100, 16));
+        dialog.OnInitDialog();
+        dialog.SetFormField("directory", home.root + "/missing");
+        dialog.OnOK();
+        ASSERT_FALSE(presentation->Boxes().empty());
+        EXPECT_EQ(presentation->Boxes().back(),
+                  "The folder " + home.root + "/missing does not exist. Please choose another one.");
+        EXPECT_EQ(dialog.GetFocusField(), "directory");
+        EXPECT_TRUE(dialog.GetFileList().empty());
+        presentation->Clear();
+    }
     WriteBytes(folder + "/Track2.wav", "old");
     CSaveTracksDlg dialog(2, PcmFormat(2, 44100, 16));
     dialog.OnInitDialog();
