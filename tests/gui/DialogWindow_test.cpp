@@ -44,6 +44,7 @@
 #include <QSlider>
 #include <QTableWidget>
 #include <QTest>
+#include <QTimer>
 
 #include <gtest/gtest.h>
 
@@ -539,6 +540,24 @@ TEST_F(FileDialogs, SaveTracksRenamesInItsListRefusesADuplicateAndTakesThePlayli
     EXPECT_EQ(box->text(), CSaveTracksDlg::kDuplicateName);
     box->button(QMessageBox::Ok)->click();
     EXPECT_TRUE(Pump([&] { return table->item(1, 0)->text() == "Track2"; }));
+
+    // The folder chosen in the chooser goes into the field.
+    const std::string chosen = home.root + "/chosen";
+    QDir().mkpath(QString::fromStdString(chosen));
+    QString seen;
+    QTimer::singleShot(0, [&] {
+        QFileDialog* chooser = FindShown<QFileDialog>();
+        ASSERT_NE(chooser, nullptr);
+        seen = chooser->windowTitle();
+        chooser->setDirectory(QString::fromStdString(chosen));
+        static_cast<QDialog*>(chooser)->accept(); // as its Choose button does
+    });
+    for (QPushButton* button : window->findChildren<QPushButton*>())
+        if (button->text() == "&Browse...")
+            button->click();
+    EXPECT_EQ(seen, "Select Folder");
+    EXPECT_EQ(window->findChild<QLineEdit*>("directory")->text().toStdString(), chosen);
+    Type(window->findChild<QLineEdit*>("directory"), QString::fromStdString(folder));
 
     window->findChild<QCheckBox*>("createPlaylist")->click();
     EXPECT_TRUE(Pump([&] { return name->isEnabled(); }));
