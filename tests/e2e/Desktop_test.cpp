@@ -448,17 +448,8 @@ TEST_F(Desktop, APersonSelectsDeletesSavesAndPlaysWithRealInput) {
     x.Screen().copy(window).save(QString::fromStdString(shots + "/desktop-main-window.png"));
 
     // Where the trace is: its rows and columns, from the picture.
-    int top = window.bottom(), bottom = window.top(), left = window.right(), right = window.left();
-    for (int y = window.top(); y <= window.bottom(); ++y)
-        for (int xx = window.left(); xx <= window.right(); ++xx) {
-            const QColor c = screen.pixelColor(xx, y);
-            if (c.green() > 150 && c.green() > c.red() + 30 && c.green() > c.blue()) {
-                top = std::min(top, y);
-                bottom = std::max(bottom, y);
-                left = std::min(left, xx);
-                right = std::max(right, xx);
-            }
-        }
+    const QRect trace = TraceBox(screen, window);
+    const int top = trace.top(), bottom = trace.bottom(), left = trace.left(), right = trace.right();
     ASSERT_GT(right - left, 300);
     const int y = (top + bottom) / 2;
     const int from = left + (right - left) * 3 / 10;
