@@ -12,6 +12,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -78,6 +79,12 @@ public:
     ~Child() {
         if (m_input >= 0)
             ::close(m_input);
+        // Asked to end first, so a server removes its lock file and socket; killed if it will not.
+        if (Running()) {
+            ::kill(-m_pid, SIGTERM);
+            for (int i = 0; i < 100 && Running(); ++i)
+                std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
         if (Running()) {
             ::kill(-m_pid, SIGKILL);
             ::waitpid(m_pid, nullptr, 0);
@@ -115,12 +122,24 @@ private:
 class XServer {
 public:
     explicit XServer(const std::string& screen = "1280x800x24") {
-        for (int n = 91; n < 140; ++n)
-            if (!fs::exists("/tmp/.X11-unix/X" + std::to_string(n)) &&
-                !fs::exists("/tmp/.X" + std::to_string(n) + "-lock")) {
-                m_display = ":" + std::to_string(n);
-                break;
+        for (int n = 91; n < 400 && m_display.empty(); ++n) {
+            const std::string lock = "/tmp/.X" + std::to_string(n) + "-lock";
+            const std::string socket = "/tmp/.X11-unix/X" + std::to_string(n);
+            // A lock whose server is gone (one killed outright) is taken over with its socket.
+            if (fs::exists(lock)) {
+                std::ifstream in(lock);
+                long pid = 0;
+                in >> pid;
+                if (pid <= 0 || ::kill(static_cast<pid_t>(pid), 0) == 0 || errno != ESRCH)
+                    continue;
+                std::error_code ec;
+                fs::remove(lock, ec);
+                fs::remove(socket, ec);
+            } else if (fs::exists(socket)) {
+                continue;
             }
+            m_display = ":" + std::to_string(n);
+        }
         m_server = std::make_unique<Child>(
             std::vector<std::string>{"Xvfb", m_display, "-screen", "0", screen, "-nolisten", "tcp"},
             std::vector<std::string>{});
