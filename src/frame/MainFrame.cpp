@@ -265,7 +265,9 @@ void CMainFrame::PublishIdle() {
             states.push_back(ui.State());
         }
     PublishPanes();
-    if (m_history) {
+    // The idle runs after every message; the history's rows are read again only when they changed.
+    if (m_history && m_history->Revision() != m_publishedHistoryRevision) {
+        m_publishedHistoryRevision = m_history->Revision();
         CListModel list;
         for (const CHistoryColumn& column : CEditHistory::Columns())
             list.columns.push_back({column.title, column.width});

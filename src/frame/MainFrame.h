@@ -82,6 +82,7 @@ private:
     CChildView m_view;
     std::unique_ptr<CEditHistory> m_history;
     CListModel m_publishedHistory;
+    uint64_t m_publishedHistoryRevision = ~uint64_t{0};
     std::string m_publishedPanes[2];
     std::string m_savedState;
     bool m_hostBar = false;

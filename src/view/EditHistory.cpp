@@ -58,6 +58,7 @@ void CEditHistory::HistoryChanged() {
     m_stageCount = static_cast<int>(undo.size());
     m_marked = -1;
     m_selected.clear();
+    ++m_revision;
 }
 
 int CEditHistory::StageIndexOfRow(int row) const {
@@ -67,6 +68,7 @@ int CEditHistory::StageIndexOfRow(int row) const {
 }
 
 void CEditHistory::SetMarkedRow(int row) {
+    ++m_revision;
     m_marked = row >= 0 && row < static_cast<int>(m_rows.size()) ? row : -1;
     m_selected.clear();
     if (m_marked >= 0)
@@ -74,6 +76,7 @@ void CEditHistory::SetMarkedRow(int row) {
 }
 
 void CEditHistory::SetSelectedRows(const std::vector<int>& rows) {
+    ++m_revision;
     m_selected.clear();
     for (int row : rows)
         if (row >= 0 && row < static_cast<int>(m_rows.size()) &&

@@ -51,6 +51,9 @@ public:
     const std::vector<CHistoryRow>& Rows() const { return m_rows; }
     // How many stages the rows show (the rows less the bottom one).
     int GetStageCount() const { return m_stageCount; }
+    // Counts every change of the rows, the mark or the selection: the frame reads the rows again
+    // only when it moved.
+    uint64_t Revision() const { return m_revision; }
     // The undo list's index a row stands for; -1 for the "Original" row or a row that is not there.
     int StageIndexOfRow(int row) const;
 
@@ -80,6 +83,7 @@ private:
     std::vector<int> m_selected;
     int m_stageCount = 0;
     int m_marked = -1;
+    uint64_t m_revision = 0;
 };
 
 } // namespace tw

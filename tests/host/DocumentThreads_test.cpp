@@ -1,5 +1,6 @@
 // Document threads in-process, with the headless presentation scripted: what the user would see
 // (boxes, titles, dialogs) and what happens to the threads and their list.
+#include "DocumentList.h"
 #include "HostHarness.h"
 
 #include "../clip/ClipTestSupport.h"
@@ -58,15 +59,6 @@ protected:
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
         }
         return true;
-    }
-
-    static std::vector<std::pair<WindowHandle, WindowHandle>> FramesAndViews() {
-        std::vector<std::pair<WindowHandle, WindowHandle>> out;
-        CFileThreadList& list = CFileThreadList::Instance();
-        std::lock_guard<std::recursive_mutex> lock(list.Lock());
-        for (CTKThread* thread : list.Threads())
-            out.emplace_back(thread->GetFrameHandle(), thread->GetViewHandle());
-        return out;
     }
 
     std::vector<std::string> Titles() const {

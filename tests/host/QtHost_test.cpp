@@ -2,6 +2,7 @@
 // does: the library adopts the host's application, and every wait of an export keeps the host's
 // events going, so that a box or dialog a document shows meanwhile appears and can be answered.
 // The boxes here are answered from timers, which fire inside those waits.
+#include "DocumentList.h"
 #include "HostHarness.h"
 
 #include "core/EditedMedia.h"
@@ -134,15 +135,6 @@ protected:
         EXPECT_TRUE(Pump([] { return tkQueryRunStatus() == 0; }));
         SetPresentation(std::make_shared<CHeadlessPresentation>());
         Pump([] { return false; }, 0.05);
-    }
-
-    static std::vector<std::pair<WindowHandle, WindowHandle>> FramesAndViews() {
-        std::vector<std::pair<WindowHandle, WindowHandle>> out;
-        CFileThreadList& list = CFileThreadList::Instance();
-        std::lock_guard<std::recursive_mutex> lock(list.Lock());
-        for (CTKThread* thread : list.Threads())
-            out.emplace_back(thread->GetFrameHandle(), thread->GetViewHandle());
-        return out;
     }
 
     // Runs `work` with the live view on its document's thread, keeping the GUI going meanwhile.
