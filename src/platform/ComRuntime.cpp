@@ -2,6 +2,7 @@
 // length in bytes (u32) and followed by a zero unit; a SAFEARRAY created here carries its VARTYPE in
 // the four bytes before the descriptor, as FADF_HAVEVARTYPE promises.
 #include <tidework/com.h>
+#include <tidework/proppage.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -109,6 +110,14 @@ TW_EXPORT BSTR SysAllocString(const char16_t* text) {
 TW_EXPORT void SysFreeString(BSTR text) {
     if (text != nullptr)
         std::free(reinterpret_cast<uint8_t*>(text) - 4);
+}
+
+TW_EXPORT void* CoTaskMemAlloc(size_t bytes) {
+    return std::malloc(bytes == 0 ? 1 : bytes);
+}
+
+TW_EXPORT void CoTaskMemFree(void* memory) {
+    std::free(memory);
 }
 
 TW_EXPORT uint32_t SysStringLen(BSTR text) {
