@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstring>
 #include <memory>
+#include <mutex>
 
 namespace tw {
 
@@ -73,7 +74,20 @@ std::vector<uint8_t> ReadSizedBytes(CArchive& ar) {
 
 } // namespace
 
+namespace {
+// Guards every instance's link to its origin and to its live clones. Links change only when a
+// clone is made or an instance goes, so one lock for all is no contention.
+std::mutex g_cloneLinks;
+} // namespace
+
 CTransformPlugin::~CTransformPlugin() {
+    {
+        std::lock_guard<std::mutex> lock(g_cloneLinks);
+        if (m_origin != nullptr)
+            std::erase(m_origin->m_clones, this);
+        for (CTransformPlugin* clone : m_clones)
+            clone->m_origin = nullptr;
+    }
     ReleaseTransform();
     DestroyArray(m_input);
 }
@@ -235,23 +249,36 @@ CTransformPlugin* CTransformPlugin::Clone() {
     Reset();
 
     // The values, not the state: the state may hold the running position of the original.
-    auto* source = Query<ITransformValues>(m_transform, IID_ITransformValues);
-    if (source != nullptr) {
-        SAFEARRAY* values = nullptr;
-        if (SUCCEEDED(source->GetValues(&values)) && values != nullptr) {
-            if (auto* target = Query<ITransformValues>(clone->m_transform, IID_ITransformValues)) {
-                target->SetValues(values);
-                target->Release();
-            }
-        }
-        DestroyArray(values);
-        source->Release();
-    }
+    CopyValuesTo(*clone);
 
     clone->SetOption(m_option);
     clone->m_realTimePosition = m_realTimePosition;
     clone->m_bypass = m_bypass;
+    std::lock_guard<std::mutex> lock(g_cloneLinks);
+    clone->m_origin = this;
+    m_clones.push_back(clone);
     return clone;
+}
+
+void CTransformPlugin::CopyValuesTo(CTransformPlugin& target) {
+    auto* source = Query<ITransformValues>(m_transform, IID_ITransformValues);
+    if (source == nullptr)
+        return;
+    SAFEARRAY* values = nullptr;
+    if (SUCCEEDED(source->GetValues(&values)) && values != nullptr) {
+        if (auto* receiver = Query<ITransformValues>(target.m_transform, IID_ITransformValues)) {
+            receiver->SetValues(values);
+            receiver->Release();
+        }
+    }
+    DestroyArray(values);
+    source->Release();
+}
+
+void CTransformPlugin::ForEachLiveClone(const std::function<void(CTransformPlugin&)>& action) {
+    std::lock_guard<std::mutex> lock(g_cloneLinks);
+    for (CTransformPlugin* clone : m_clones)
+        action(*clone);
 }
 
 void CTransformPlugin::TakeOutput(CMediaData& block, SAFEARRAY* out) {

@@ -14,6 +14,7 @@
 #include <tidework/transform.h>
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -75,6 +76,13 @@ public:
     // An independent instance of the same component with the same host, format, parameter values,
     // option, real-time position and bypass. Null when the component cannot be made again.
     CTransformPlugin* Clone();
+    // Gives `target` this instance's parameter values (not its state, which may hold a running
+    // position).
+    void CopyValuesTo(CTransformPlugin& target);
+    // Runs `action` on each clone of this instance that still lives (those a playback runs), while
+    // none of them can go. A dialog that changes this instance during a playback of the document
+    // hands the change on to them this way.
+    void ForEachLiveClone(const std::function<void(CTransformPlugin&)>& action);
 
     // Runs `block` (working-format frames) through the component as a real-time transform. The
     // block may come back with another number of frames. A bypassed instance leaves the block and
@@ -131,6 +139,10 @@ private:
     // at its own (empty) data otherwise.
     SAFEARRAY* m_input = nullptr;
     void* m_inputData = nullptr;
+    // The instance this one was cloned from and the live clones of this one; both cut when either
+    // side goes.
+    CTransformPlugin* m_origin = nullptr;
+    std::vector<CTransformPlugin*> m_clones;
 };
 
 } // namespace tw

@@ -1,6 +1,8 @@
 #include "gui/DialogWindow.h"
 
+#include "gui/EffectPropWnd.h"
 #include "gui/GuiThread.h"
+#include "gui/ToolIcons.h"
 #include "platform/FileDialog.h"
 #include "platform/MessageLoop.h"
 #include "platform/ProgressDialog.h"
@@ -19,11 +21,14 @@
 #include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMenu>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QSlider>
 #include <QTableWidget>
+#include <QTimer>
+#include <QToolButton>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -75,9 +80,33 @@ QString Title(const CDialogSnapshot& s) {
     return Q(s.name);
 }
 
+// The answer buttons' index travels apart from the form's values.
 bool HoldsValue(CDialogField::Kind kind) {
-    return kind != CDialogField::Kind::Label && kind != CDialogField::Kind::Table &&
-           kind != CDialogField::Kind::Header && kind != CDialogField::Kind::Buttons;
+    return CDialogField::HoldsValue(kind) && kind != CDialogField::Kind::Buttons;
+}
+
+// A button's image: the theme's, else the transport's drawn symbols for play and stop; other
+// buttons without one show their text.
+QIcon ButtonIcon(const std::string& name, const QStyle* style) {
+    if (name.empty())
+        return QIcon();
+    if (name == "media-playback-start")
+        return ToolIcon(32772, name, style);
+    if (name == "media-playback-stop")
+        return ToolIcon(32774, name, style);
+    return QIcon::fromTheme(Q(name));
+}
+
+void ShowButton(QToolButton& button, const CDialogField& field) {
+    const QIcon icon = ButtonIcon(field.icon, button.style());
+    button.setIcon(icon);
+    button.setText(Q(field.label));
+    button.setToolTip(Q(field.label));
+    button.setToolButtonStyle(icon.isNull()     ? Qt::ToolButtonTextOnly
+                              : field.checkable ? Qt::ToolButtonTextBesideIcon
+                                                : Qt::ToolButtonIconOnly);
+    button.setCheckable(field.checkable);
+    button.setChecked(field.checkable && field.value == "1");
 }
 
 // A typed number with spin steps. The text stays what the person typed: the dialog's own rule
@@ -275,6 +304,13 @@ CDialogWindow::Editor CDialogWindow::MakeEditor(const CDialogField& field, QWidg
             combo->addItem(Q(option));
         combo->setEditText(Q(field.value));
         connect(combo, &QComboBox::currentTextChanged, this, edited);
+        if (!field.pickKey.empty())
+            connect(combo, &QComboBox::activated, this, [this, combo, key = field.pickKey](int picked) {
+                if (!m_applying)
+                    Forward([key, text = combo->itemText(picked).toStdString()](
+                                CModalDialog& dialog) { dialog.SetFormField(key, text); },
+                            false);
+            });
         editor.widget = combo;
         break;
     }
@@ -356,6 +392,32 @@ CDialogWindow::Editor CDialogWindow::MakeEditor(const CDialogField& field, QWidg
         row->addStretch(1);
         band->setMinimumWidth(360);
         editor.widget = band;
+        break;
+    }
+    case CDialogField::Kind::Button: {
+        auto* button = new QToolButton(parent);
+        button->setAutoRaise(true);
+        ShowButton(*button, field);
+        if (!field.options.empty()) {
+            button->setPopupMode(QToolButton::InstantPopup);
+            button->setMenu(new QMenu(button));
+        }
+        connect(button, &QToolButton::clicked, this, [this, index] { ButtonPressed(index, std::string()); });
+        editor.widget = button;
+        SetButtonMenu(button, field, index);
+        break;
+    }
+    case CDialogField::Kind::PropertyPages: {
+        auto* pages = new CEffectPropWnd(parent);
+        editor.widget = pages;
+        if (!pages->Create(field.pageObject.get())) {
+            // The dialog says what a page that cannot be made means; the window only reports it.
+            const std::string key = field.key;
+            QTimer::singleShot(0, this, [this, key] {
+                Forward([key](CModalDialog& dialog) { dialog.SetFormField(key, CDialogField::kPagesFailed); },
+                        false);
+            });
+        }
         break;
     }
     case CDialogField::Kind::Buttons:
@@ -665,6 +727,12 @@ void CDialogWindow::Apply(const CDialogSnapshot& snapshot, bool liveStand, bool 
             editor.label->setText(Q(field.label));
             editor.second->setText(Q(field.value));
             continue;
+        case CDialogField::Kind::Button:
+            ShowButton(*static_cast<QToolButton*>(editor.widget), field);
+            SetButtonMenu(editor.widget, field, i);
+            continue;
+        case CDialogField::Kind::PropertyPages:
+            continue;
         case CDialogField::Kind::Table:
             // An edit the dialog refused leaves its rows as they were, but not the cell's text.
             if (field.rows != before.rows || field.columns != before.columns ||
@@ -773,6 +841,33 @@ void CDialogWindow::FieldEdited(size_t index) {
     Forward([key = field.key, value = EditorValue(m_editors[index])](
                 CModalDialog& dialog) { dialog.SetFormField(key, value); },
             false);
+}
+
+void CDialogWindow::ButtonPressed(size_t index, const std::string& value) {
+    if (m_applying || index >= m_snapshot.fields.size() || m_snapshot.fields[index].key.empty())
+        return;
+    // The dialog sees the form as it stands (a name typed for a button to use), then the press.
+    Forward(
+        [values = Values(), key = m_snapshot.fields[index].key, value](CModalDialog& dialog) {
+            for (const auto& [field, text] : values)
+                dialog.SetFormField(field, text);
+            dialog.SetFormField(key, value);
+        },
+        false);
+}
+
+void CDialogWindow::SetButtonMenu(QWidget* widget, const CDialogField& field, size_t index) {
+    QMenu* menu = static_cast<QToolButton*>(widget)->menu();
+    if (menu == nullptr)
+        return;
+    menu->clear();
+    for (size_t i = 0; i < field.options.size(); ++i) {
+        QAction* action = menu->addAction(Q(field.options[i]));
+        action->setCheckable(true);
+        action->setChecked(i < field.checks.size() && field.checks[i]);
+        connect(action, &QAction::triggered, this,
+                [this, index, i] { ButtonPressed(index, std::to_string(i)); });
+    }
 }
 
 void CDialogWindow::CellEdited(size_t index, size_t row, const std::string& text) {

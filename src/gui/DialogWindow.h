@@ -106,6 +106,9 @@ private:
     void Apply(const CDialogSnapshot& snapshot, bool liveStand, bool allStand);
     void FieldEdited(size_t index);
     void CellEdited(size_t index, size_t row, const std::string& text);
+    // A push button of the form, or an entry (`value`, its index) of its menu.
+    void ButtonPressed(size_t index, const std::string& value);
+    void SetButtonMenu(QWidget* button, const CDialogField& field, size_t index);
     void Answer(bool ok);
 
     std::string EditorValue(const Editor& editor) const;

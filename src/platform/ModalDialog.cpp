@@ -108,10 +108,7 @@ void CModalDialog::AcceptPresets() {
     if (!m_running)
         return;
     for (const CDialogField& field : GetFormFields()) {
-        const bool holdsValue = field.kind != CDialogField::Kind::Label &&
-                                field.kind != CDialogField::Kind::Table &&
-                                field.kind != CDialogField::Kind::Header;
-        if (holdsValue && !field.key.empty())
+        if (CDialogField::HoldsValue(field.kind) && !field.key.empty())
             SetFormField(field.key, field.value);
     }
     OnOK();

@@ -6,6 +6,9 @@
 
 #include "platform/Window.h"
 
+#include <tidework/com.h>
+
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -25,7 +28,26 @@ struct CDialogField {
     // Table: rows of `columns.size()` cells; read-only unless `editable`.
     // Header: a banner with `label` in the normal face and `value` in bold beside it.
     // TextChoice: a text that may be typed or taken from `options`; its value is the text.
-    enum class Kind { Label, Text, Check, Choice, Radio, Buttons, Number, Slider, Table, Header, TextChoice };
+    // Button: a push button in the form (not an answer): pressing it hands the dialog every value
+    //   of the form, then SetFormField(key, ""); with `options` it opens a menu of them instead,
+    //   and the entry chosen comes as SetFormField(key, index). Holds no value of its own.
+    // PropertyPages: the editor pages `pageObject` offers, made and shown by the window; a page
+    //   that cannot be made comes back as SetFormField(key, kPagesFailed).
+    enum class Kind {
+        Label,
+        Text,
+        Check,
+        Choice,
+        Radio,
+        Buttons,
+        Number,
+        Slider,
+        Table,
+        Header,
+        TextChoice,
+        Button,
+        PropertyPages
+    };
     std::string key;
     std::string label;
     Kind kind = Kind::Label;
@@ -53,6 +75,24 @@ struct CDialogField {
     // its key; the dialog judges it and the window shows the rows it gives back, so a refused edit
     // goes back to what the dialog keeps. Only the first column is edited.
     bool editable = false;
+
+    // Button: the desktop theme's icon name shown on it (the label then becomes its tooltip), and
+    // whether it shows as pressed (`value` "1"). Its menu's entries are checked where `checks` says.
+    std::string icon{};
+    bool checkable = false;
+    std::vector<bool> checks{};
+    // TextChoice: picking an entry of the list (not typing) sends SetFormField(pickKey, text) at once.
+    std::string pickKey{};
+    // PropertyPages: the object, held for as long as any copy of the field lives.
+    std::shared_ptr<IUnknown> pageObject{};
+
+    static constexpr const char* kPagesFailed = "failed";
+
+    // Whether the field carries a value the window hands back (answer buttons carry their index).
+    static bool HoldsValue(Kind kind) {
+        return kind != Kind::Label && kind != Kind::Table && kind != Kind::Header && kind != Kind::Button &&
+               kind != Kind::PropertyPages;
+    }
 
     static std::string TableEdit(size_t row, const std::string& text) {
         return std::to_string(row) + '\t' + text;

@@ -252,6 +252,9 @@ public:
     // ---- transforms (ChildViewTransforms.cpp) ----
     void ChooseTransform(uint32_t id);
     void ApplyTransform(CTransformPlugin* transform);
+    // Renders `section` through `transform` into new audio that takes the section's place: the
+    // effect is baked in under one undo stage and no tag stands for it. Takes the transform.
+    void ApplyOffline(const CSection& section, CTransformPlugin* transform);
     void OnEffectContextMenu(int x, int y);
     void OnRemoveEffect();
     void OnBypassEffect();
@@ -273,6 +276,9 @@ public:
     // Plays `section` through `transform` (a preview, may be null) on the output device of the
     // settings; nothing when the media is empty or a playback runs. False when none started.
     bool StartPlayback(CSection section, CTransformPlugin* transform, bool loop);
+    // The effect dialog's preview: `section` looped through `transform` (null: the document's
+    // own effects only) at the preview's priority, with the channels of `channelMask` sounding.
+    bool StartPreview(CSection section, CTransformPlugin* transform, uint32_t channelMask);
     // Stops a running playback and returns when the play thread has let go of the device; then
     // the idle status, reset meters and play buttons are published. Nothing when none runs.
     void StopPlayback();

@@ -123,7 +123,7 @@ void CChildView::ReconfigureStage(int index) {
     CTransformPlugin* transform = GetStageTransform(index);
     if (transform == nullptr)
         return;
-    CApplyDialog dialog(transform, CApplyDialog::reconfigureMode);
+    CApplyDialog dialog(this, transform, CApplyDialog::reconfigureMode);
     if (dialog.DoModal(GetSafeHandle()) == IDOK)
         DocumentChanged();
 }

@@ -224,7 +224,7 @@ void CChildView::OnLButtonDblClk(uintptr_t flags, int x, int y) {
                     : nullptr;
     if (tag == nullptr || !tag->GetHasPages())
         return;
-    CApplyDialog dialog(tag, CApplyDialog::reconfigureMode);
+    CApplyDialog dialog(this, tag, CApplyDialog::reconfigureMode);
     if (dialog.DoModal(GetSafeHandle()) == IDOK)
         DocumentChanged();
 }

@@ -3,19 +3,28 @@
 #include "view/ChildView.h"
 
 #include "core/MediaData.h"
+#include "core/ObjectPool.h"
 #include "core/ReadCursor.h"
 #include "dsp/TempoEstimate.h"
 #include "dsp/TransformCommandState.h"
 #include "dsp/TransformManager.h"
 #include "dsp/TransformPlugin.h"
 #include "platform/Messages.h"
+#include "platform/ProgressDialog.h"
 #include "platform/StringTable.h"
+#include "storage/FileIO.h"
+#include "storage/FileOut.h"
+#include "storage/PCMAudio.h"
+#include "storage/PeakFileManager.h"
+#include "storage/TempFileManager.h"
 #include "view/ApplyDialog.h"
+#include "view/SaveThread.h"
 
 #include <algorithm>
 #include <atomic>
 #include <cmath>
 #include <cstring>
+#include <memory>
 
 namespace tw {
 
@@ -24,6 +33,8 @@ namespace {
 constexpr const char* kApplyToAll =
     "You have not selected any region. Do you want to apply this tool to the complete recording?";
 constexpr int64_t kPeakBlockFrames = 65535;
+constexpr const char* kApplyingOffline = "Applying %s offline.";
+constexpr const char* kProcessingError = "An error occured during processing.";
 
 bool SameIid(const GUID& a, const GUID& b) {
     return std::memcmp(&a, &b, sizeof(GUID)) == 0;
@@ -129,16 +140,22 @@ void CChildView::ApplyTransform(CTransformPlugin* transform) {
         delete transform;
         return;
     }
+    bool offline = false;
     if (transform->GetHasPages()) {
-        CApplyDialog dialog(transform, CApplyDialog::applyMode);
+        CApplyDialog dialog(this, transform, CApplyDialog::applyMode);
         if (dialog.DoModal(GetSafeHandle()) != IDOK) {
             delete transform;
             return;
         }
+        offline = dialog.IsOffline();
     }
     // The dialog may have changed the selection.
     if (m_selection.SectionLength() <= 0) {
         delete transform;
+        return;
+    }
+    if (offline) {
+        ApplyOffline(m_selection, transform);
         return;
     }
     PushUndo(transform->GetName(), transform);
@@ -147,6 +164,58 @@ void CChildView::ApplyTransform(CTransformPlugin* transform) {
     // Transforms may stretch time: the selection follows the new length, rounded toward zero.
     m_selection.m_end =
         m_selection.m_start + static_cast<int64_t>(static_cast<double>(length) * transform->GetTimeRatio());
+    DocumentChanged();
+}
+
+void CChildView::ApplyOffline(const CSection& section, CTransformPlugin* transform) {
+    const WAVEFORMATEX* format = m_media.GetNativeFormat();
+    if (transform == nullptr || format == nullptr) {
+        delete transform;
+        return;
+    }
+    auto rendered = std::make_unique<CEditedMedia>();
+    m_media.CopyTo(*rendered, section);
+    PushUndo(transform->GetName(), nullptr);
+    const std::string name = transform->GetName();
+    rendered->ApplyTransform(CSection(0, rendered->GetLength()), transform);
+
+    std::unique_ptr<CFileIO> data;
+    try {
+        data.reset(CTempFileManager().CreateFile());
+    } catch (...) {
+    }
+    std::unique_ptr<IBasicIO> peaks(data ? CPeakFileManager().CreatePeakFile("") : nullptr);
+    CFileOut sink;
+    if (data)
+        data->Format = *format;
+    if (!data || !peaks || !sink.Attach(data.get(), peaks.get(), true)) {
+        ShowMessageBox(kProcessingError, MB_ICONWARNING, GetSafeHandle());
+        return;
+    }
+    rendered->PrepareTransforms();
+    CSaveThread task(*rendered, sink, CSection(0, rendered->GetLength()));
+    task.SetTitle(Format(kApplyingOffline, name.c_str()));
+    CProgressDialog progress(task);
+    const int result = progress.DoModal(GetSafeHandle());
+    sink.Attach(nullptr, nullptr, false);
+    if (result != IDOK || !task.m_writeResult) {
+        // A cancelled render leaves the document as it was; only a failed one is told.
+        if (!task.m_writeResult)
+            ShowMessageBox(kProcessingError, MB_ICONWARNING, GetSafeHandle());
+        return;
+    }
+    auto* stream = new CPCMAudio;
+    if (!stream->Attach(data.release(), peaks.release())) {
+        delete stream;
+        ShowMessageBox(kProcessingError, MB_ICONWARNING, GetSafeHandle());
+        return;
+    }
+    rendered->Clear();
+    ObjectPool().AddRef(stream);
+    rendered->AddMedia(stream, 0);
+    ObjectPool().Release(stream);
+    m_media.DeleteSection(section, false);
+    m_media.InsertMedia(*rendered, section.m_start, false);
     DocumentChanged();
 }
 
@@ -213,7 +282,7 @@ void CChildView::OnBypassEffect() {
 void CChildView::OnEffectProperties() {
     if (m_contextEffect == nullptr || !m_contextEffect->GetHasPages())
         return;
-    CApplyDialog dialog(m_contextEffect, CApplyDialog::reconfigureMode);
+    CApplyDialog dialog(this, m_contextEffect, CApplyDialog::reconfigureMode);
     if (dialog.DoModal(GetSafeHandle()) == IDOK)
         DocumentChanged();
 }

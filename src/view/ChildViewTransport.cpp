@@ -24,6 +24,7 @@ constexpr uint32_t kStringIdle = 57345;
 constexpr uint32_t kStringOutputFailed = 142;
 constexpr uint32_t kMeterTicks = 3;
 constexpr int32_t kViewPriority = 32;
+constexpr int32_t kPreviewPriority = 6;
 
 // -80 dB and below rest at 0, 0 dB is 100.
 int MeterValue(float peak) {
@@ -108,6 +109,18 @@ bool CChildView::StartPlayback(CSection section, CTransformPlugin* transform, bo
     request.gate = &m_gate;
     m_tick = 0;
     return tw::StartPlayback(request, *devices, m_playThread);
+}
+
+bool CChildView::StartPreview(CSection section, CTransformPlugin* transform, uint32_t channelMask) {
+    if (IsPlaying())
+        return false;
+    m_playRequest->traceDisplay = GetSettingInt("View", "Trace Playback", 1);
+    m_playRequest->priority = kPreviewPriority;
+    if (!StartPlayback(section, transform, true))
+        return false;
+    m_playRequest->channelMask.store(channelMask);
+    SetPlayButtons(false, true);
+    return true;
 }
 
 void CChildView::StopPlayback() {

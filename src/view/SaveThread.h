@@ -5,6 +5,8 @@
 #include "core/Section.h"
 #include "platform/WorkerThread.h"
 
+#include <string>
+
 namespace tw {
 
 class CEditedMedia;
@@ -17,7 +19,9 @@ public:
 
     bool Cancel() override;
     double GetProgress() override;
-    std::string GetTitle() override { return "Saving"; }
+    std::string GetTitle() override { return m_title; }
+    // The progress dialog's words for this render ("Saving" unless told otherwise).
+    void SetTitle(std::string title) { m_title = std::move(title); }
     int32_t Run() override;
 
     // False when the sink refused a block.
@@ -27,6 +31,7 @@ private:
     CEditedMedia& m_media;
     CStreamOut& m_sink;
     CSection m_section;
+    std::string m_title = "Saving";
 };
 
 } // namespace tw

@@ -22,6 +22,8 @@ extern const CLSID kMissingClass; // never registered
 // doubles, then one claiming two billion elements, then the input array itself), a ratio that is
 // not a number, a negative state size, a name it fails to give but allocates anyway.
 extern const CLSID kHostileClass;
+// The editor page a gain transform names (registered by those tests that show it).
+extern const CLSID kGainPage;
 // A sub-id that Initialise refuses.
 extern const GUID kRefusedSubId;
 

@@ -243,8 +243,8 @@ std::vector<FormCase> FormCases() {
         {"Apply",
          [] {
              doubles::RegisterTransforms();
-             return std::make_unique<CApplyDialog>(CTransformPlugin::Create(doubles::kGainClass, GUID{}, -1),
-                                                   CApplyDialog::applyMode);
+             return std::make_unique<CApplyDialog>(
+                 nullptr, CTransformPlugin::Create(doubles::kGainClass, GUID{}, -1), CApplyDialog::applyMode);
          },
          QStringList{"Gain", "Effects", "OK", "Cancel"}, true, [](CDialogWindow&) {},
          [](CModalDialog& d) {
