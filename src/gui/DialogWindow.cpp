@@ -300,6 +300,7 @@ CDialogWindow::Editor CDialogWindow::MakeEditor(const CDialogField& field, QWidg
         combo->setEditable(true);
         // An entry picked is put in the box as it stands; nothing typed is added to the list.
         combo->setInsertPolicy(QComboBox::NoInsert);
+        combo->setMinimumWidth(180);
         for (const std::string& option : field.options)
             combo->addItem(Q(option));
         combo->setEditText(Q(field.value));
@@ -470,7 +471,8 @@ void CDialogWindow::BuildForm() {
             // Before the stretch that closes the line.
             const int at = shared->count() - 1;
             int placed = 0;
-            if (!field.label.empty()) {
+            // A button carries its own text.
+            if (!field.label.empty() && field.kind != CDialogField::Kind::Button) {
                 editor.label = new QLabel(Q(field.label), m_form);
                 shared->insertWidget(at + placed++, editor.label);
             }

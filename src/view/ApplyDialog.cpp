@@ -35,7 +35,7 @@ CDialogField ButtonField(uint32_t id, const std::string& label, const std::strin
     field.icon = icon;
     field.checkable = checkable;
     field.value = pressed ? "1" : "0";
-    field.row = " ";
+    field.row = "Preview:";
     return field;
 }
 
@@ -120,7 +120,6 @@ std::vector<CDialogField> CApplyDialog::GetFormFields() const {
 
     CDialogField box;
     box.key = Key(kPresetBox);
-    box.label = "Presets:";
     box.kind = CDialogField::Kind::TextChoice;
     box.value = m_presetText;
     box.options = m_names;

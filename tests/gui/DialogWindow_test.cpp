@@ -1,6 +1,7 @@
 // The dialogs of the document logic as windows, off-screen: each shows its fields with the system's
 // texts, what a person types reaches the dialog on its own thread, and what the dialog refuses keeps
 // the window open on the dialog's answer. Pictures of every dialog are written to the build folder.
+#include "GainPageDouble.h"
 #include "OnScreen.h"
 
 #include "gui/DialogWindow.h"
@@ -242,7 +243,7 @@ std::vector<FormCase> FormCases() {
          false, [](CDialogWindow&) {}, nullptr, ""},
         {"Apply",
          [] {
-             doubles::RegisterTransforms();
+             RegisterGainPage();
              return std::make_unique<CApplyDialog>(
                  nullptr, CTransformPlugin::Create(doubles::kGainClass, GUID{}, -1), CApplyDialog::applyMode);
          },
