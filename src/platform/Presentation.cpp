@@ -338,6 +338,22 @@ void CHeadlessPresentation::FocusBar(WindowHandle frame, uint32_t bar) {
     m_focusBars[frame] = bar;
 }
 
+void CHeadlessPresentation::OpenUrl(const std::string& url) {
+    Record("url", url, 0);
+}
+
+void CHeadlessPresentation::FrameLayout(WindowHandle frame, const CFrameLayout& layout) {
+    Record("layout", std::to_string(layout.menuBar.size()), frame);
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_layouts[frame] = layout;
+}
+
+CFrameLayout CHeadlessPresentation::LastFrameLayout(WindowHandle frame) const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    auto it = m_layouts.find(frame);
+    return it == m_layouts.end() ? CFrameLayout() : it->second;
+}
+
 CListModel CHeadlessPresentation::LastHistoryList(WindowHandle frame) const {
     std::lock_guard<std::mutex> lock(m_mutex);
     auto it = m_historyLists.find(frame);

@@ -11,6 +11,7 @@
 
 #include "platform/MessageLoop.h"
 
+#include <atomic>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -60,6 +61,7 @@ struct CMenuItem {
     bool isDefault = false;
     bool separator = false;
     std::string shortcut; // the accelerator as shown beside the text ("Ctrl+S"); the frame translates the key
+    std::string tip;      // shown in the status bar while the item is highlighted (a recent file's path)
     std::vector<CMenuItem> popup;
 };
 
@@ -70,6 +72,9 @@ struct CToolbarModel {
     std::string title;
     std::vector<uint32_t> commands;
     bool visible = true;
+    // Buttons a person took off the bar (Customize): they stay off when the transport swaps its
+    // play and pause buttons.
+    std::vector<uint32_t> hidden{};
 };
 
 // A docking bar of a frame: a pane the presentation builds from its id, with the command that
@@ -199,6 +204,9 @@ public:
     virtual void HistoryList(WindowHandle frame, const CListModel& list) {}
     // Moves the keyboard focus to a docking bar of the frame (by its id), or to the view for 0.
     virtual void FocusBar(WindowHandle frame, uint32_t bar) {}
+    // Opens a document (the help, a web page) in the desktop's own viewer for its kind. Does not
+    // wait for the viewer.
+    virtual void OpenUrl(const std::string& url) {}
 };
 
 // The presentation in force for the process. Never null: the headless one until another is set.
@@ -255,6 +263,12 @@ public:
     void TransportButtons(WindowHandle frame, const std::vector<uint32_t>& commands) override;
     void HistoryList(WindowHandle frame, const CListModel& list) override;
     void FocusBar(WindowHandle frame, uint32_t bar) override;
+    void OpenUrl(const std::string& url) override; // recorded as "url"
+    void FrameLayout(WindowHandle frame, const CFrameLayout& layout) override;
+    bool ShowsWindows() const override { return m_showsWindows; }
+    // Script: frames publish their menus and bars as they would to a person (default: off, as
+    // nobody looks at them).
+    void SetShowsWindows(bool shows) { m_showsWindows = shows; }
 
     // What was last published; a default value when nothing was.
     CCommandState LastCommandState(WindowHandle frame, uint32_t id) const;
@@ -270,6 +284,8 @@ public:
     int MeterUpdates(WindowHandle frame) const;
     std::vector<uint32_t> LastTransportButtons(WindowHandle frame) const;
     CListModel LastHistoryList(WindowHandle frame) const;
+    // The layout a frame last published; empty when it published none.
+    CFrameLayout LastFrameLayout(WindowHandle frame) const;
     // The bar the focus was last sent to; -1 when none was.
     int64_t LastFocusBar(WindowHandle frame) const;
     // The last popup menu shown (empty when none).
@@ -316,6 +332,8 @@ private:
     std::map<WindowHandle, std::vector<uint32_t>> m_transportButtons;
     std::map<WindowHandle, CListModel> m_historyLists;
     std::map<WindowHandle, uint32_t> m_focusBars;
+    std::map<WindowHandle, CFrameLayout> m_layouts;
+    std::atomic<bool> m_showsWindows{false};
 };
 
 } // namespace tw
