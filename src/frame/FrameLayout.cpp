@@ -1,6 +1,7 @@
 #include "frame/FrameLayout.h"
 
 #include "frame/MenuStructure.h"
+#include "platform/Paths.h"
 #include "platform/StringTable.h"
 
 #include <algorithm>
@@ -14,6 +15,8 @@ constexpr uint32_t kPlaceholders[] = {32851, 32873, 32875, 32855, 32857};
 constexpr uint32_t kFirstWindow = 4000;
 constexpr uint32_t kLastWindow = 4100;
 constexpr uint32_t kCloseAll = 32816;
+constexpr uint32_t kFirstRecent = 57616;
+constexpr uint32_t kLastRecent = 57631;
 
 CMenuItem Item(uint32_t id, const std::string& text, const std::string& shortcut = {}) {
     CMenuItem item;
@@ -190,27 +193,42 @@ void FillWindowMenu(std::vector<CMenuItem>& menuBar, const std::vector<std::stri
     }
 }
 
-CFrameLayout DefaultFrameLayout(WindowHandle view, const std::vector<CPluginInfo>& transforms) {
-    CFrameLayout layout;
-    layout.view = view;
-    layout.menuBar = DefaultMenuBar();
-    FillTransformMenus(layout.menuBar, transforms);
-    layout.toolbars.push_back(CToolbarModel{bars::kStandardToolbar,
-                                            "Standard",
-                                            {57600, 57601, 57603, 0, 57635, 57634, 57637, 0, 57643, 57644, 0,
-                                             32798, 32797, 32799, 32800, 0, 32885},
-                                            true});
+void FillRecentFiles(std::vector<CMenuItem>& menuBar, const std::vector<std::string>& paths) {
+    if (paths.empty())
+        return;
+    for (CMenuItem& menu : menuBar) {
+        if (Plain(menu.text) != "File")
+            continue;
+        auto closeAll = std::find_if(menu.popup.begin(), menu.popup.end(),
+                                     [](const CMenuItem& item) { return item.id == kCloseAll; });
+        std::vector<CMenuItem> entries;
+        for (size_t i = 0; i < paths.size() && kFirstRecent + i <= kLastRecent; ++i) {
+            // A '&' of the name is shown as it is, not taken for the mnemonic.
+            std::string name;
+            for (char c : FileNameOf(paths[i]))
+                name += c == '&' ? std::string("&&") : std::string(1, c);
+            CMenuItem item =
+                Item(static_cast<uint32_t>(kFirstRecent + i), "&" + std::to_string(i + 1) + " " + name);
+            item.tip = paths[i];
+            entries.push_back(item);
+        }
+        entries.push_back(Separator());
+        menu.popup.insert(closeAll, entries.begin(), entries.end());
+    }
+}
+
+std::vector<CToolbarModel> DefaultToolbars() {
     // The pause button stands in for a play button only while playing (the transport's swap).
-    layout.toolbars.push_back(
-        CToolbarModel{bars::kTransportToolbar, "Transport", {32771, 32772, 32773, 32774, 32818}, true});
-    layout.bars = {
-        {bars::kVerticalZoom, bars::kVerticalZoom, "Vertical Zoom", 0, true, false},
-        {bars::kHostBar, 0, "Host", 0, false, false},
-        {bars::kLevelMeters, bars::kLevelMeters, "Level Meters", 250, false, true},
-        {bars::kSpectrumAnalyzer, bars::kSpectrumAnalyzer, "Spectrum Analyzer", 150, false, true},
-        {bars::kEditHistory, bars::kEditHistory, "Edit History", 300, false, true},
-    };
-    layout.buttons = {
+    return {CToolbarModel{bars::kStandardToolbar,
+                          "Standard",
+                          {57600, 57601, 57603, 0, 57635, 57634, 57637, 0, 57643, 57644, 0, 32798, 32797,
+                           32799, 32800, 0, 32885},
+                          true},
+            CToolbarModel{bars::kTransportToolbar, "Transport", {32771, 32772, 32773, 32774, 32818}, true}};
+}
+
+std::vector<CFrameLayout::Button> DefaultButtons() {
+    return {
         {57600, "New", "document-new"},
         {57601, "Open", "document-open"},
         {57603, "Save", "document-save"},
@@ -231,6 +249,22 @@ CFrameLayout DefaultFrameLayout(WindowHandle view, const std::vector<CPluginInfo
         {32818, "Play Looped", "media-playlist-repeat"},
         {32837, "Pause", "media-playback-pause"},
     };
+}
+
+CFrameLayout DefaultFrameLayout(WindowHandle view, const std::vector<CPluginInfo>& transforms) {
+    CFrameLayout layout;
+    layout.view = view;
+    layout.menuBar = DefaultMenuBar();
+    FillTransformMenus(layout.menuBar, transforms);
+    layout.toolbars = DefaultToolbars();
+    layout.bars = {
+        {bars::kVerticalZoom, bars::kVerticalZoom, "Vertical Zoom", 0, true, false},
+        {bars::kHostBar, 0, "Host", 0, false, false},
+        {bars::kLevelMeters, bars::kLevelMeters, "Level Meters", 250, false, true},
+        {bars::kSpectrumAnalyzer, bars::kSpectrumAnalyzer, "Spectrum Analyzer", 150, false, true},
+        {bars::kEditHistory, bars::kEditHistory, "Edit History", 300, false, true},
+    };
+    layout.buttons = DefaultButtons();
     return layout;
 }
 

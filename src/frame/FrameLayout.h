@@ -7,6 +7,7 @@
 #include "dsp/PluginInfo.h"
 #include "platform/Presentation.h"
 
+#include <string>
 #include <vector>
 
 namespace tw {
@@ -32,6 +33,15 @@ void FillTransformMenus(std::vector<CMenuItem>& menuBar, const std::vector<CPlug
 // Replaces the items of the Window menu by one per open document (ids 4000 up, `current` checked),
 // before its fixed entries.
 void FillWindowMenu(std::vector<CMenuItem>& menuBar, const std::vector<std::string>& titles, int current);
+
+// Puts the recent files into the File menu, before Close All Windows and set off by separators: one
+// item per path ("&1 name", ids from 57616 up, the whole path as its tip). Nothing for an empty list.
+void FillRecentFiles(std::vector<CMenuItem>& menuBar, const std::vector<std::string>& paths);
+
+// The frame's toolbars with every button they offer, the standard toolbar first.
+std::vector<CToolbarModel> DefaultToolbars();
+// Texts and icon names of every toolbar button.
+std::vector<CFrameLayout::Button> DefaultButtons();
 
 // Menus, toolbars, bars and button texts of a new frame.
 CFrameLayout DefaultFrameLayout(WindowHandle view, const std::vector<CPluginInfo>& transforms);

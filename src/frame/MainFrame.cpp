@@ -1,8 +1,13 @@
 #include "frame/MainFrame.h"
 
 #include "dsp/TransformManager.h"
+#include "frame/AboutDlg.h"
 #include "frame/Accelerators.h"
+#include "frame/CustomizeDlg.h"
 #include "frame/FrameLayout.h"
+#include "frame/HelpPages.h"
+#include "frame/RecentFileList.h"
+#include "frame/ToolbarButtons.h"
 
 #include "platform/Messages.h"
 #include "platform/Presentation.h"
@@ -70,6 +75,18 @@ CMainFrame::CMainFrame() {
             if (IDocumentHost* host = DocumentHost())
                 host->ActivateDocument(static_cast<int>(entry - kFirstWindowEntry));
         });
+    for (uint32_t id = CRecentFileList::kFirstCommand; id <= CRecentFileList::kLastCommand; ++id)
+        m_commands.AddCommand(
+            id, [this](uint32_t entry) { OpenRecentFile(entry - CRecentFileList::kFirstCommand); });
+    m_commands.AddCommand(kAbout, [this](uint32_t) {
+        CAboutDlg about;
+        about.DoModal(GetSafeHandle());
+    });
+    m_commands.AddCommand(kCustomize, [this](uint32_t) { OnCustomize(); });
+    for (uint32_t id : {kHelpTopics, kHelpContext})
+        m_commands.AddCommand(id, [this](uint32_t) { OpenHelpPage(help::kContents, GetSafeHandle()); });
+    for (uint32_t id : {kHowTo, kHowToLink})
+        m_commands.AddCommand(id, [this](uint32_t) { OpenHelpPage(help::kHowTo, GetSafeHandle()); });
 }
 
 CMainFrame::~CMainFrame() {
@@ -92,6 +109,8 @@ bool CMainFrame::LoadFrame() {
     if (Presentation().ShowsWindows()) {
         CFrameLayout layout = DefaultFrameLayout(m_view.GetSafeHandle(), TransformManager().GetEntries());
         LoadLayout(layout);
+        ApplyHiddenButtons(layout.toolbars);
+        FillRecentFiles(layout.menuBar, CRecentFileList::Stored().Entries());
         Presentation().FrameLayout(handle, layout);
     }
     return true;
@@ -99,14 +118,55 @@ bool CMainFrame::LoadFrame() {
 
 void CMainFrame::ShowHostBar(bool show) {
     m_hostBar = show;
-    if (GetSafeHandle() == 0 || !Presentation().ShowsWindows())
+    PublishLayout();
+}
+
+void CMainFrame::PublishLayout() {
+    if (GetSafeHandle() == 0 || !m_created || !Presentation().ShowsWindows())
         return;
+    // Made anew each time, so the titles of the menu bar and the toolbars are set again too.
     CFrameLayout layout = DefaultFrameLayout(m_view.GetSafeHandle(), TransformManager().GetEntries());
+    ApplyHiddenButtons(layout.toolbars);
+    FillRecentFiles(layout.menuBar, CRecentFileList::Stored().Entries());
     for (CToolbarModel& toolbar : layout.toolbars)
         toolbar.visible = m_barVisible[toolbar.id];
     for (CDockBarModel& bar : layout.bars)
         bar.visible = bar.toggle != 0 ? m_barVisible[bar.toggle] : (bar.id == bars::kHostBar && m_hostBar);
     Presentation().FrameLayout(GetSafeHandle(), layout);
+}
+
+void CMainFrame::LayoutChangedEverywhere() {
+    PublishLayout();
+    // The other documents run on threads of their own: each hears it in its own loop.
+    if (IDocumentHost* host = DocumentHost())
+        host->RefreshFrameLayouts(GetSafeHandle());
+}
+
+void CMainFrame::OpenRecentFile(size_t index) {
+    const std::vector<std::string> entries = CRecentFileList::Stored().Entries();
+    if (index >= entries.size())
+        return;
+    const std::string path = entries[index];
+    bool opened = false;
+    if (m_view.GetMedia().IsEmpty() && !m_view.IsClosing()) {
+        opened = m_view.LoadFile(path);
+        // Closing while it loaded is no fault of the file.
+        if (!opened && m_view.IsClosing())
+            return;
+    } else if (IDocumentHost* host = DocumentHost()) {
+        opened = host->OpenDocument(path);
+    }
+    // The failure was told where it happened; the entry goes, as it leads nowhere.
+    if (!opened && CRecentFileList::Update([&](CRecentFileList& list) { return list.Remove(path); }))
+        LayoutChangedEverywhere();
+}
+
+void CMainFrame::OnCustomize() {
+    CCustomizeDlg customize;
+    if (customize.DoModal(GetSafeHandle()) == IDOK)
+        LayoutChangedEverywhere();
+    else
+        PublishLayout();
 }
 
 void CMainFrame::LoadLayout(CFrameLayout& layout) {
@@ -337,6 +397,9 @@ intptr_t CMainFrame::Dispatch(uint32_t message, uintptr_t wParam, intptr_t lPara
         return 0;
     case WM_FOCUSSTEP:
         FocusStep(static_cast<int>(wParam));
+        return 0;
+    case kLayoutChanged:
+        PublishLayout();
         return 0;
     case WM_DESTROY: {
         if (m_created && Presentation().ShowsWindows())

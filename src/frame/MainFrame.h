@@ -24,6 +24,15 @@ public:
     static constexpr uint32_t kHostBarCancel = 551;
     static constexpr uint32_t kSelectedPane = 32881;
     static constexpr uint32_t kViewedPane = 32882;
+    static constexpr uint32_t kCustomize = 32868;
+    static constexpr uint32_t kAbout = 57664;
+    static constexpr uint32_t kHowTo = 57667;
+    static constexpr uint32_t kHowToLink = 57670;
+    static constexpr uint32_t kHelpTopics = 57669;
+    static constexpr uint32_t kHelpContext = 57671;
+    // Posted to a frame when what every frame shows in its menus or bars changed (the recent files,
+    // the customised toolbars): the frame publishes its layout again.
+    static constexpr uint32_t kLayoutChanged = WM_APP + 0x3F12;
 
     // What the edit history bar's list reports, posted to the frame: wParam is HistoryAction in its
     // low byte and the row plus one above it; lParam a point in the view's coordinates
@@ -62,6 +71,9 @@ public:
     const CEditHistory* GetEditHistory() const { return m_history.get(); }
     // The bar with Keep Changes and Cancel, shown while the frame edits a host's clip.
     void ShowHostBar(bool show);
+    // Publishes menus, bars and buttons as they stand now: the recent files in the File menu, the
+    // toolbars without the buttons a person took off. Nothing where nobody sees windows.
+    void PublishLayout();
 
     // Offers a command to the view, then to the frame's own rows. False when nobody took it.
     bool OnCmdMsg(uint32_t id, uint32_t code = 0);
@@ -76,6 +88,12 @@ private:
     void OnHistoryMessage(uintptr_t wParam, intptr_t lParam);
     void PublishPanes();
     void LoadLayout(CFrameLayout& layout);
+    // Opens entry `index` of the recent files here when this document is empty, else in a window of
+    // its own; an entry that fails to open leaves the list.
+    void OpenRecentFile(size_t index);
+    void OnCustomize();
+    // Every frame (this one included) shows the new menus and bars.
+    void LayoutChangedEverywhere();
     void StoreLayout();
     intptr_t Dispatch(uint32_t message, uintptr_t wParam, intptr_t lParam);
 

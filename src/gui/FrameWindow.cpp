@@ -27,6 +27,8 @@
 #include <QToolBar>
 #include <QToolButton>
 
+#include <algorithm>
+
 namespace tw {
 
 namespace {
@@ -132,6 +134,7 @@ void CFrameWindow::FillMenu(QMenu* menu, const std::vector<CMenuItem>& items) {
             action->setEnabled(item.enabled);
             action->setCheckable(item.checked || action->isCheckable());
             action->setChecked(item.checked);
+            action->setStatusTip(Q(item.tip));
             menu->addAction(action);
         }
     }
@@ -241,6 +244,8 @@ void CFrameWindow::ApplyLayout(const CFrameLayout& layout) {
             bar->setIconSize(QSize(22, 22));
             bar->setVisible(model.visible);
         }
+        bar->setWindowTitle(Q(model.title));
+        m_hiddenButtons[model.id] = model.hidden;
         bar->clear();
         for (uint32_t id : model.commands) {
             if (id == 0) {
@@ -341,7 +346,11 @@ void CFrameWindow::SetTransportButtons(const std::vector<uint32_t>& commands) {
         return;
     QToolBar* bar = it->second;
     bar->clear();
+    const std::vector<uint32_t>& hidden = m_hiddenButtons[32819];
     for (uint32_t id : commands) {
+        // A button a person took off the bar stays off while the transport swaps the others.
+        if (std::find(hidden.begin(), hidden.end(), id) != hidden.end())
+            continue;
         auto action = m_actions.find(id);
         if (action == m_actions.end())
             continue;

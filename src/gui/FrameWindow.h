@@ -79,6 +79,7 @@ private:
     std::map<uint32_t, QAction*> m_actions;
     std::map<uint32_t, CFrameLayout::Button> m_buttons;
     std::map<uint32_t, QToolBar*> m_toolbars;
+    std::map<uint32_t, std::vector<uint32_t>> m_hiddenButtons; // by toolbar
     std::map<uint32_t, QDockWidget*> m_bars;
     std::vector<QLabel*> m_panes;
     CMeterBar* m_meters = nullptr;

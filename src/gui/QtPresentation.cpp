@@ -1,5 +1,6 @@
 #include "gui/QtPresentation.h"
 
+#include "gui/AppDialogWindow.h"
 #include "gui/DialogWindow.h"
 #include "gui/FrameWindow.h"
 #include "gui/GuiThread.h"
@@ -11,6 +12,7 @@
 
 #include <QApplication>
 #include <QClipboard>
+#include <QDesktopServices>
 #include <QEventLoop>
 #include <QMenu>
 #include <QMessageBox>
@@ -19,6 +21,7 @@
 #include <QPushButton>
 #include <QSessionManager>
 #include <QTimer>
+#include <QUrl>
 
 #include <atomic>
 #include <chrono>
@@ -234,6 +237,8 @@ int CQtPresentation::MessageBox(WindowHandle owner, const std::string& text, con
             parent = FindFrame(it->second);
         else if (auto dialog = m_dialogs.find(owner); dialog != m_dialogs.end())
             parent = dialog->second;
+        else if (auto own = m_appDialogs.find(owner); own != m_appDialogs.end() && own->second)
+            parent = own->second;
         RunBox(parent, owner, text, caption, style, [promise](int result) { promise->set_value(result); });
     };
     if (CGuiThread::IsGuiThread()) {
@@ -269,6 +274,11 @@ void CQtPresentation::DialogOpened(CModalDialog& dialog) {
             parent = frame;
         else if (auto d = m_dialogs.find(owner); d != m_dialogs.end())
             parent = d->second;
+        if (CAppDialogWindow* own = CAppDialogWindow::Make(snapshot, parent)) {
+            m_appDialogs[snapshot.handle] = own;
+            own->Start();
+            return;
+        }
         auto* window = new CDialogWindow(snapshot, parent);
         m_dialogs[snapshot.handle] = window;
         const WindowHandle handle = snapshot.handle;
@@ -286,6 +296,8 @@ void CQtPresentation::DialogChanged(CModalDialog& dialog) {
     CGuiThread::Post([this, snapshot] {
         if (auto it = m_dialogs.find(snapshot.handle); it != m_dialogs.end())
             it->second->Update(snapshot);
+        else if (auto own = m_appDialogs.find(snapshot.handle); own != m_appDialogs.end() && own->second)
+            own->second->Update(snapshot);
     });
 }
 
@@ -296,6 +308,12 @@ void CQtPresentation::DialogClosed(CModalDialog& dialog) {
             CDialogWindow* window = it->second;
             m_dialogs.erase(it);
             window->Dismiss();
+        }
+        if (auto own = m_appDialogs.find(handle); own != m_appDialogs.end()) {
+            QPointer<CAppDialogWindow> window = own->second;
+            m_appDialogs.erase(own);
+            if (window)
+                window->Dismiss();
         }
     });
 }
@@ -328,6 +346,11 @@ void CQtPresentation::FrameLayout(WindowHandle frame, const CFrameLayout& layout
 
 void CQtPresentation::HistoryList(WindowHandle frame, const CListModel& list) {
     WithFrame(frame, [list](CFrameWindow& w) { w.SetHistoryList(list); });
+}
+
+void CQtPresentation::OpenUrl(const std::string& url) {
+    // The browser starts on its own; the GUI thread does not wait for it.
+    CGuiThread::Post([url = Q(url)] { QDesktopServices::openUrl(QUrl(url)); });
 }
 
 void CQtPresentation::FocusBar(WindowHandle frame, uint32_t bar) {

@@ -6,12 +6,15 @@
 
 #include "platform/Presentation.h"
 
+#include <QPointer>
+
 #include <map>
 #include <memory>
 #include <mutex>
 
 namespace tw {
 
+class CAppDialogWindow;
 class CFrameWindow;
 class CDialogWindow;
 class CViewWidget;
@@ -52,6 +55,7 @@ public:
     void FrameLayout(WindowHandle frame, const CFrameLayout& layout) override;
     void HistoryList(WindowHandle frame, const CListModel& list) override;
     void FocusBar(WindowHandle frame, uint32_t bar) override;
+    void OpenUrl(const std::string& url) override;
     bool ShowsWindows() const override { return true; }
 
     // GUI thread only: the frame window of a handle, or the one showing a view; null when none.
@@ -74,6 +78,7 @@ private:
     std::map<WindowHandle, CFrameWindow*> m_frames;
     std::map<WindowHandle, WindowHandle> m_viewFrames; // view -> frame
     std::map<WindowHandle, CDialogWindow*> m_dialogs;
+    std::map<WindowHandle, QPointer<CAppDialogWindow>> m_appDialogs; // About, Customize
 
     // The clipboard mirror, read by document threads, written on the GUI thread.
     mutable std::mutex m_clipboardLock;

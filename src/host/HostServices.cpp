@@ -1,11 +1,14 @@
 #include "host/HostServices.h"
 
+#include "frame/MainFrame.h"
+#include "frame/RecentFileList.h"
 #include "host/FileThreadList.h"
 #include "host/HostLink.h"
 #include "host/TKThread.h"
 #include "host/TideworkApp.h"
 #include "platform/Presentation.h"
 #include "platform/Utf.h"
+#include "platform/Window.h"
 
 #include <tidework/tidework.h>
 
@@ -45,9 +48,25 @@ void CHostServices::ActivateDocument(int index) {
         Presentation().FrameToTop(frame);
 }
 
-void CHostServices::OpenDocument(const std::string& path) {
+bool CHostServices::OpenDocument(const std::string& path) {
     const std::u16string wide = ToUtf16(path);
-    tkOpenFile(wide.c_str(), nullptr);
+    return tkOpenFile(wide.c_str(), nullptr) != CTKThread::kOpenFailed;
+}
+
+void CHostServices::AddRecentFile(const std::string& path) {
+    if (CRecentFileList::Update([&](CRecentFileList& list) { return list.Add(path); }))
+        RefreshFrameLayouts(0);
+}
+
+void CHostServices::RefreshFrameLayouts(WindowHandle except) {
+    CFileThreadList& list = CFileThreadList::Instance();
+    std::lock_guard<std::recursive_mutex> lock(list.Lock());
+    // Posts only, so the lock may be held: no frame is waited for.
+    for (CTKThread* thread : list.Threads()) {
+        const WindowHandle frame = thread->GetFrameHandle();
+        if (frame != 0 && frame != except)
+            CWindow::PostMessage(frame, CMainFrame::kLayoutChanged);
+    }
 }
 void CHostServices::NewDocument(ITkCloseCallback* callback) {
     tkNewFile(callback, u"");

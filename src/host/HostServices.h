@@ -15,7 +15,10 @@ public:
     void ReportError(const std::string& text, int severity) override;
     void CloseAllDocuments() override;
     void ActivateDocument(int index) override;
-    void OpenDocument(const std::string& path) override;
+    bool OpenDocument(const std::string& path) override;
+    // The list is changed under its own lock; the frames hear of it only when it changed.
+    void AddRecentFile(const std::string& path) override;
+    void RefreshFrameLayouts(WindowHandle except) override;
     void NewDocument(ITkCloseCallback* callback) override;
 };
 

@@ -97,6 +97,7 @@ constexpr Entry kTable[] = {
     {624, "Fast anti aliasing filter"},
     {625, "Medium anti aliasing filter"},
     {626, "Accurate anti aliasing filter"},
+    {700, "The help file %s was not found. Please reinstall Vond Tidewright."},
     {791, "[APPLICATION_NAME_0] is running. Please close [APPLICATION_NAME_0] before you start "
           "[APPLICATION_NAME_1]."},
     {32833, "Insert track split"},

@@ -162,8 +162,12 @@ bool CChildView::LoadFile(const std::string& path) {
     UpdateScrollBar();
     Invalidate();
     m_modified = 0;
-    if (IDocumentHost* host = DocumentHost())
+    if (IDocumentHost* host = DocumentHost()) {
+        // A recovered working container is no file a person would open again by name.
+        if (!HasSuffix(path, "vcg"))
+            host->AddRecentFile(path);
         host->NotifyOpened(path);
+    }
     return true;
 }
 

@@ -151,6 +151,8 @@ bool CChildView::SaveFile(const std::string& path, CFilteredOutput* given) {
             return false;
         }
         SetFileName(path);
+        if (IDocumentHost* host = DocumentHost())
+            host->AddRecentFile(path);
         UpdateTitle();
         m_modified = 0;
         return true;

@@ -6,6 +6,8 @@
 // nothing (a view tested on its own).
 #pragma once
 
+#include "platform/MessageLoop.h"
+
 #include <string>
 
 struct ITkCloseCallback;
@@ -28,11 +30,18 @@ public:
     // Menu command "Close All Windows": asks every document and closes them when nobody refuses.
     virtual void CloseAllDocuments() = 0;
     // A new document window on a thread of its own with `path` in it (the application's open).
-    virtual void OpenDocument(const std::string& path) = 0;
+    // False when the file could not be opened (the new window told the person and went).
+    virtual bool OpenDocument(const std::string& path) = 0;
     // A new, empty document window that hands `callback` on (command New).
     virtual void NewDocument(ITkCloseCallback* callback) = 0;
     // Menu "Window": brings the document at `index` of the list of open documents to the front.
     virtual void ActivateDocument(int index) {}
+    // A document now is the file at `path` (opened, or saved as a project): it goes to the front
+    // of the application's recent file list, which every frame's File menu shows.
+    virtual void AddRecentFile(const std::string& path) {}
+    // What every frame shows in its menus or bars changed: each document's frame but `except`
+    // publishes its layout again, on its own thread.
+    virtual void RefreshFrameLayouts(WindowHandle except) {}
 };
 
 // The registered host, or null.
