@@ -11,6 +11,7 @@
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
+#include <algorithm>
 #include <cmath>
 
 namespace tw {
@@ -104,7 +105,8 @@ CAboutWindow::CAboutWindow(const CDialogSnapshot& snapshot, QWidget* parent)
     m_libraries->setFocusPolicy(Qt::NoFocus);
     m_libraries->setAlternatingRowColors(true);
     m_libraries->header()->setStretchLastSection(true);
-    outer->addWidget(m_libraries, 1);
+    outer->addWidget(m_libraries);
+    outer->addStretch(1);
 
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok, this);
     buttons->button(QDialogButtonBox::Ok)->setDefault(true);
@@ -112,7 +114,7 @@ CAboutWindow::CAboutWindow(const CDialogSnapshot& snapshot, QWidget* parent)
     outer->addWidget(buttons);
 
     Refresh();
-    resize(520, 440);
+    resize(520, sizeHint().height());
 }
 
 void CAboutWindow::Refresh() {
@@ -141,6 +143,14 @@ void CAboutWindow::Refresh() {
     }
     m_libraries->resizeColumnToContents(0);
     m_libraries->setColumnWidth(0, m_libraries->columnWidth(0) + 24);
+    // Tall enough for every library, no emptier: the box grows with the list instead.
+    const int rows = m_libraries->topLevelItemCount();
+    // Before the window shows an item has no place yet: the font's height stands in for its row.
+    int row = m_libraries->fontMetrics().height() + 4;
+    if (rows > 0)
+        row = std::max(row, m_libraries->visualItemRect(m_libraries->topLevelItem(0)).height());
+    m_libraries->setFixedHeight(m_libraries->header()->sizeHint().height() + rows * row +
+                                2 * m_libraries->frameWidth() + 4);
 }
 
 } // namespace tw

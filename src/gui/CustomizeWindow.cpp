@@ -7,6 +7,7 @@
 #include <QGridLayout>
 #include <QLabel>
 #include <QListWidget>
+#include <QPainter>
 #include <QPushButton>
 #include <QVBoxLayout>
 
@@ -19,6 +20,21 @@ constexpr int kKeyRole = Qt::UserRole + 1;
 
 QString Q(const std::string& text) {
     return QString::fromStdString(text);
+}
+
+// The icon centred on a tile of the list's icon size: a theme icon that comes smaller would pull
+// its text out of line with the others.
+QIcon OnTile(const QIcon& icon, QSize size, qreal ratio) {
+    QPixmap tile(size * ratio);
+    tile.setDevicePixelRatio(ratio);
+    tile.fill(Qt::transparent);
+    const QPixmap drawn = icon.pixmap(size, ratio);
+    const QSizeF shown = QSizeF(drawn.size()) / drawn.devicePixelRatio();
+    QPainter painter(&tile);
+    painter.drawPixmap(QPointF((size.width() - shown.width()) / 2, (size.height() - shown.height()) / 2),
+                       drawn);
+    painter.end();
+    return QIcon(tile);
 }
 
 std::string ButtonPrefix(uint32_t toolbar) {
@@ -37,13 +53,15 @@ CCustomizeWindow::CCustomizeWindow(const CDialogSnapshot& snapshot, QWidget* par
 
     auto* grid = new QGridLayout;
     grid->setHorizontalSpacing(12);
-    grid->addWidget(new QLabel(tr("&Toolbars:"), this), 0, 0);
+    auto* toolbarsLabel = new QLabel(tr("&Toolbars:"), this);
+    grid->addWidget(toolbarsLabel, 0, 0);
     auto* buttonsLabel = new QLabel(tr("&Buttons:"), this);
     grid->addWidget(buttonsLabel, 0, 1);
     m_toolbars = new QListWidget(this);
     m_toolbars->setObjectName("toolbars");
     m_toolbars->setMaximumWidth(170);
     grid->addWidget(m_toolbars, 1, 0);
+    toolbarsLabel->setBuddy(m_toolbars);
     m_buttons = new QListWidget(this);
     m_buttons->setObjectName("buttons");
     m_buttons->setIconSize(QSize(22, 22));
@@ -76,7 +94,7 @@ CCustomizeWindow::CCustomizeWindow(const CDialogSnapshot& snapshot, QWidget* par
     Refresh();
     // The standard toolbar, the first, is the one shown at first.
     m_toolbars->setCurrentRow(0);
-    resize(460, 420);
+    resize(470, 540);
 }
 
 std::vector<uint32_t> CCustomizeWindow::ToolbarIds() const {
@@ -122,8 +140,9 @@ void CCustomizeWindow::ShowButtons() {
             if (field.key.rfind(prefix, 0) != 0)
                 continue;
             const uint32_t command = static_cast<uint32_t>(std::stoul(field.key.substr(prefix.size())));
-            auto* item =
-                new QListWidgetItem(ToolIcon(command, icons[command], style()), Q(field.label), m_buttons);
+            const QIcon icon = OnTile(ToolIcon(command, icons[command], style()), m_buttons->iconSize(),
+                                      devicePixelRatioF());
+            auto* item = new QListWidgetItem(icon, Q(field.label), m_buttons);
             item->setData(kKeyRole, Q(field.key));
             item->setFlags(Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemIsUserCheckable);
             item->setCheckState(field.value == "0" ? Qt::Unchecked : Qt::Checked);
