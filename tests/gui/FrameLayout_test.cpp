@@ -1,10 +1,13 @@
 // The frame's menus as data: every menu in its place, the transform placeholders filled from the
-// transform list with the fixed entries behind them, and the Windows menu made from the documents.
+// transform list with the fixed entries behind them, the Windows menu made from the documents, the
+// recent files in the File menu and the toolbars without the buttons a person took off.
 #include "frame/FrameLayout.h"
 #include "frame/MenuStructure.h"
+#include "frame/ToolbarButtons.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 
 namespace tw {
@@ -118,6 +121,68 @@ TEST(FrameLayout, TheWindowsMenuListsTheDocumentsFrom4000) {
     EXPECT_TRUE(windows->popup[1].checked);
     EXPECT_FALSE(windows->popup[0].checked);
     EXPECT_EQ(windows->popup[3].id, 32816u);
+}
+
+TEST(FrameLayout, RecentFilesStandBeforeCloseAllWithTheirNumbersAndPaths) {
+    std::vector<CMenuItem> bar = DefaultMenuBar();
+    const size_t items = FindMenu(bar, "File")->popup.size();
+    FillRecentFiles(bar, {});
+    EXPECT_EQ(FindMenu(bar, "File")->popup.size(), items);
+
+    FillRecentFiles(bar, {"/music/a.wav", "/music/R&B/b & c.wav"});
+    const std::vector<CMenuItem>& file = FindMenu(bar, "File")->popup;
+    ASSERT_EQ(file.size(), items + 3);
+    EXPECT_EQ(file.back().id, 32816u);
+    const CMenuItem& first = file[file.size() - 4];
+    const CMenuItem& second = file[file.size() - 3];
+    EXPECT_TRUE(file[file.size() - 5].separator);
+    EXPECT_TRUE(file[file.size() - 2].separator);
+    EXPECT_EQ(first.id, 57616u);
+    EXPECT_EQ(first.text, "&1 a.wav");
+    EXPECT_EQ(first.tip, "/music/a.wav");
+    EXPECT_EQ(second.id, 57617u);
+    EXPECT_EQ(second.text, "&2 b && c.wav"); // a '&' of the name is no mnemonic
+    EXPECT_EQ(second.tip, "/music/R&B/b & c.wav");
+}
+
+TEST(FrameLayout, HiddenButtonsLeaveTheirBarWithoutStrayOrDoubledSeparators) {
+    struct Case {
+        const char* name;
+        std::vector<uint32_t> commands;
+        std::vector<uint32_t> hidden;
+        std::vector<uint32_t> shown;
+    };
+    const Case cases[] = {
+        {"nothing hidden", {1, 0, 2}, {}, {1, 0, 2}},
+        {"the group after a separator", {1, 0, 2, 3}, {2, 3}, {1}},
+        {"the group before a separator", {1, 2, 0, 3}, {1, 2}, {3}},
+        {"a group between two", {1, 0, 2, 0, 3}, {2}, {1, 0, 3}},
+        {"everything", {1, 0, 2}, {1, 2}, {}},
+        {"an id the bar lacks", {1, 2}, {9}, {1, 2}},
+    };
+    for (const Case& c : cases) {
+        CToolbarModel toolbar{7, "Bar", c.commands, true};
+        RemoveButtons(toolbar, c.hidden);
+        EXPECT_EQ(toolbar.commands, c.shown) << c.name;
+        std::vector<uint32_t> expectedHidden;
+        for (uint32_t id : c.hidden)
+            if (std::find(c.commands.begin(), c.commands.end(), id) != c.commands.end())
+                expectedHidden.push_back(id);
+        EXPECT_EQ(toolbar.hidden, expectedHidden) << c.name;
+    }
+}
+
+TEST(FrameLayout, DefaultToolbarsOfferOnlyButtonsWithTextsAndTheStandardComesFirst) {
+    const std::vector<CToolbarModel> toolbars = DefaultToolbars();
+    ASSERT_EQ(toolbars.size(), 2u);
+    EXPECT_EQ(toolbars[0].title, "Standard");
+    const std::vector<CFrameLayout::Button> buttons = DefaultButtons();
+    for (const CToolbarModel& toolbar : toolbars)
+        for (uint32_t id : toolbar.commands)
+            if (id != 0)
+                EXPECT_TRUE(std::any_of(buttons.begin(), buttons.end(), [id](const CFrameLayout::Button& b) {
+                    return b.id == id;
+                })) << id;
 }
 
 } // namespace

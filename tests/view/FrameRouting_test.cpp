@@ -59,7 +59,7 @@ public:
     void NotifySaved(const std::string&) override {}
     void ReportError(const std::string&, int) override {}
     void CloseAllDocuments() override {}
-    void OpenDocument(const std::string&) override {}
+    bool OpenDocument(const std::string&) override { return true; }
     void NewDocument(ITkCloseCallback*) override {}
 };
 

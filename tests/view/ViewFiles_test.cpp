@@ -30,7 +30,10 @@ public:
     void NotifySaved(const std::string& path) override { saved.push_back(path); }
     void ReportError(const std::string& text, int severity) override { errors.push_back({text, severity}); }
     void CloseAllDocuments() override {}
-    void OpenDocument(const std::string& path) override { handedOn.push_back(path); }
+    bool OpenDocument(const std::string& path) override {
+        handedOn.push_back(path);
+        return true;
+    }
     void NewDocument(ITkCloseCallback* callback) override { newDocuments.push_back(callback); }
 
     std::vector<std::string> opened, closing, saved, handedOn;
