@@ -141,6 +141,46 @@ struct ITransformValues : IUnknown {
     virtual HRESULT SetValues(SAFEARRAY* values) = 0;  // 4
 };
 
+// Optional: what an editor needs to show a parameter well beyond its name and range. A transform
+// without it gets plain linear controls.
+// {4C7C1409-6F04-4CFB-946D-4BAB3A420F96}
+constexpr IID IID_ITransformParamInfo = {
+    0x4C7C1409, 0x6F04, 0x4CFB, {0x94, 0x6D, 0x4B, 0xAB, 0x3A, 0x42, 0x0F, 0x96}};
+
+// How a parameter's value moves and reads (TRANSFORMPARAMINFO flags).
+enum : uint32_t {
+    kParamLogarithmic = 0x1, // a control moves in equal ratios (frequencies, times); low is above 0
+    kParamInteger = 0x2,     // whole values only
+    kParamChoice = 0x4,      // whole values from low to high, each named by GetParamChoice
+};
+
+struct TRANSFORMPARAMINFO {
+    ULONG cb;           // set by the caller to sizeof(TRANSFORMPARAMINFO)
+    uint32_t flags;     // kParam* above
+    float defaultValue; // the value of a new instance
+    float step;         // the step of arrow keys; values are kept to whole steps; 0 is free
+    int32_t decimals;   // digits after the point a value is written with
+};
+
+struct ITransformParamInfo : IUnknown {
+    virtual HRESULT GetParamInfo(int32_t index, TRANSFORMPARAMINFO* info) = 0; // 3
+    // 4: the name without its unit, as a caption beside a control ("Gain").
+    virtual HRESULT GetParamLabel(int32_t index, BSTR* label) = 0;
+    // 5: written after a value ("dB", "ms", "Hz", "%", ":1"); empty when the value has none.
+    virtual HRESULT GetParamUnit(int32_t index, BSTR* unit) = 0;
+    // 6: the name of whole value `value` of a kParamChoice parameter; DISP_E_BADINDEX outside.
+    virtual HRESULT GetParamChoice(int32_t index, int32_t value, BSTR* name) = 0;
+};
+
+// Optional, the standard interface: the class id the object was made by, for an editor that shows
+// more for a class it knows (a response curve).
+// {0000010C-0000-0000-C000-000000000046}
+constexpr IID IID_IPersist = {0x0000010C, 0x0000, 0x0000, {0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46}};
+
+struct IPersist : IUnknown {
+    virtual HRESULT GetClassID(CLSID* classId) = 0; // 3
+};
+
 // {56E0D200-D77C-414B-8CF4-F1FAE787F06D}: the file list of the third manager (LV2), asked for by
 // the settings page that adds plug-in files and scans folders.
 constexpr IID IID_IVstPluginList = {
@@ -148,5 +188,5 @@ constexpr IID IID_IVstPluginList = {
 
 struct IVstPluginList : IUnknown {
     virtual HRESULT ScanFolder(BSTR path, VARIANT_BOOL recursive) = 0; // 3
-    virtual HRESULT AddFile(BSTR path) = 0;                           // 4: negative: no plug-in there
+    virtual HRESULT AddFile(BSTR path) = 0;                            // 4: negative: no plug-in there
 };

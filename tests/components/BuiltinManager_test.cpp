@@ -2,6 +2,7 @@
 // factories, and the contract every effect shares (formats, state records, presets, values).
 #include "components/BuiltinModule.h"
 
+#include <cstdlib>
 #include <cstring>
 #include <set>
 
@@ -31,6 +32,15 @@ protected:
         auto presets = QueryAs<ITransformPresets>(t.get(), IID_ITransformPresets);
         int32_t count = 0;
         return presets && SUCCEEDED(presets->GetCount(&count)) ? count : 0;
+    }
+    // Whether an effect lists pages (so the dialog shows before it is applied).
+    bool OffersPages(const CLSID& id) {
+        auto t = Make<ITransform>(id, IID_ITransform);
+        CAUUID pages{0, nullptr};
+        EXPECT_EQ(t->GetPages(&pages), S_OK);
+        const bool offers = pages.cElems > 0;
+        std::free(pages.pElems);
+        return offers;
     }
     int32_t AllPresets() {
         int32_t total = 0;
@@ -64,7 +74,7 @@ TEST_F(BuiltinManagerTest, ListsEveryEffectOnceWithAMenuPathThatTakesItsName) {
         const std::string text = TakeBstr(name);
         EXPECT_TRUE(subId == kNull);
         EXPECT_TRUE(menus.count(TakeBstr(paths))) << text;
-        EXPECT_EQ(dialog, VARIANT_TRUE);
+        EXPECT_EQ(dialog, OffersPages(classId) ? VARIANT_TRUE : VARIANT_FALSE) << text;
         EXPECT_EQ(flags & kLayoutAll, kLayoutAll);
         EXPECT_EQ(text.find('['), std::string::npos) << "a bracket would read as a preset number";
         EXPECT_TRUE(names.insert(text).second) << text;
@@ -115,7 +125,7 @@ TEST_F(BuiltinManagerTest, FactoryPresetsFollowAsNumberedEntriesInASubMenuOfThei
             ASSERT_EQ(manager->GetFlags(index, &flags), S_OK);
             EXPECT_TRUE(classId == kEffects[e]);
             EXPECT_TRUE(subId == kNull);
-            EXPECT_EQ(dialog, VARIANT_TRUE);
+            EXPECT_EQ(dialog, OffersPages(classId) ? VARIANT_TRUE : VARIANT_FALSE);
             EXPECT_EQ(flags & kLayoutAll, kLayoutAll);
         }
     }
@@ -381,6 +391,77 @@ TEST_F(BuiltinManagerTest, FactoryPresetsSetValuesInsideTheRangesAndRefuseBadInd
         EXPECT_EQ(presets->Select(-1), S_FALSE);
         BSTR none = nullptr;
         EXPECT_EQ(presets->GetName(count, &none), DISP_E_BADINDEX);
+    }
+}
+
+// What the parameters page reads beyond names and ranges, for every parameter of every effect: a
+// default that is the new instance's value, a step that reaches both ends, a name per whole value of
+// a choice, a ratio scale only above zero; and the class id the object was made by.
+TEST_F(BuiltinManagerTest, EveryParameterDescribesItselfForThePage) {
+    for (const CLSID& id : kEffects) {
+        auto t = Make<ITransform>(id, IID_ITransform);
+        BSTR effectName = nullptr;
+        ASSERT_EQ(t->GetName(&effectName), S_OK);
+        SCOPED_TRACE(TakeBstr(effectName));
+        auto persist = QueryAs<IPersist>(t.get(), IID_IPersist);
+        ASSERT_TRUE(persist);
+        CLSID own{};
+        ASSERT_EQ(persist->GetClassID(&own), S_OK);
+        EXPECT_TRUE(own == id);
+        EXPECT_EQ(OffersPages(id), id != CLSID_BuiltinDcOffset);
+
+        auto params = QueryAs<ITransformParams>(t.get(), IID_ITransformParams);
+        auto info = QueryAs<ITransformParamInfo>(t.get(), IID_ITransformParamInfo);
+        ASSERT_TRUE(info);
+        int32_t count = 0;
+        ASSERT_EQ(params->GetCount(&count), S_OK);
+        for (int32_t i = 0; i < count; ++i) {
+            SCOPED_TRACE(i);
+            TRANSFORMPARAMINFO facts{};
+            facts.cb = sizeof(facts);
+            ASSERT_EQ(info->GetParamInfo(i, &facts), S_OK);
+            float low = 0, high = 0, start = 0;
+            ASSERT_EQ(params->GetRange(i, &low, &high), S_OK);
+            ASSERT_EQ(params->GetValue(i, &start), S_OK);
+            EXPECT_EQ(facts.defaultValue, start);
+            ASSERT_GT(facts.step, 0.0f);
+            const double stepsAcross = (high - low) / facts.step;
+            EXPECT_NEAR(stepsAcross, std::round(stepsAcross), 1e-3) << "a step that misses the top";
+            EXPECT_GE(facts.decimals, 0);
+            EXPECT_LE(std::pow(10.0, -facts.decimals), facts.step * 1.0001) << "a step finer than shown";
+            if ((facts.flags & kParamLogarithmic) != 0) {
+                EXPECT_GT(low, 0.0f);
+            }
+            BSTR label = nullptr, unit = nullptr, name = nullptr;
+            ASSERT_EQ(info->GetParamLabel(i, &label), S_OK);
+            ASSERT_EQ(info->GetParamUnit(i, &unit), S_OK);
+            ASSERT_EQ(params->GetParamName(i, &name), S_OK);
+            const std::string caption = TakeBstr(label), units = TakeBstr(unit), full = TakeBstr(name);
+            EXPECT_FALSE(caption.empty());
+            EXPECT_EQ(full.rfind(caption, 0), 0u) << "the caption starts the name: " << full;
+            BSTR choice = nullptr;
+            if ((facts.flags & kParamChoice) != 0) {
+                for (int v = static_cast<int>(low); v <= static_cast<int>(high); ++v) {
+                    ASSERT_EQ(info->GetParamChoice(i, v, &choice), S_OK);
+                    EXPECT_FALSE(TakeBstr(choice).empty());
+                }
+                EXPECT_EQ(info->GetParamChoice(i, static_cast<int>(high) + 1, &choice), DISP_E_BADINDEX);
+            } else {
+                EXPECT_EQ(info->GetParamChoice(i, 0, &choice), DISP_E_BADINDEX);
+                if (!units.empty() && units != ":1") {
+                    EXPECT_EQ(full, caption + " (" + units + ")");
+                }
+            }
+            EXPECT_EQ(choice, nullptr);
+        }
+        TRANSFORMPARAMINFO facts{};
+        facts.cb = sizeof(facts) - 4;
+        EXPECT_EQ(info->GetParamInfo(0, &facts), E_INVALIDARG);
+        facts.cb = sizeof(facts);
+        EXPECT_EQ(info->GetParamInfo(count, &facts), DISP_E_BADINDEX);
+        EXPECT_EQ(info->GetParamInfo(-1, &facts), DISP_E_BADINDEX);
+        EXPECT_EQ(info->GetParamInfo(0, nullptr), E_POINTER);
+        EXPECT_EQ(persist->GetClassID(nullptr), E_POINTER);
     }
 }
 

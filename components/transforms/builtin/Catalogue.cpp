@@ -9,17 +9,17 @@ namespace bt {
 namespace {
 
 const CatalogueEntry kEntries[] = {
-    {CLSID_BuiltinAmplify, u"Amplify", u"VOLUME\\", kLayoutAll, true, CreateAmplify},
-    {CLSID_BuiltinNormalize, u"Normalize", u"VOLUME\\", kLayoutAll, true, CreateNormalize},
-    {CLSID_BuiltinFadeIn, u"Fade In", u"VOLUME\\", kLayoutAll, true, CreateFadeIn},
-    {CLSID_BuiltinFadeOut, u"Fade Out", u"VOLUME\\", kLayoutAll, true, CreateFadeOut},
-    {CLSID_BuiltinEcho, u"Echo", u"EFFECTS\\", kLayoutAll, true, CreateEcho},
-    {CLSID_BuiltinReverb, u"Reverb", u"EFFECTS\\", kLayoutAll, true, CreateReverb},
-    {CLSID_BuiltinEqualizer, u"Parametric Equalizer", u"EFFECTS\\", kLayoutAll, true, CreateEqualizer},
-    {CLSID_BuiltinCompressor, u"Compressor", u"EFFECTS\\", kLayoutAll, true, CreateCompressor},
-    {CLSID_BuiltinTimeStretch, u"Time Stretch", u"TOOLS\\", kLayoutAll, true, CreateTimeStretch},
-    {CLSID_BuiltinPitchShift, u"Pitch Shift", u"TOOLS\\", kLayoutAll, true, CreatePitchShift},
-    {CLSID_BuiltinDcOffset, u"DC Offset Removal", u"ENHANCEMENT\\", kLayoutAll, true, CreateDcOffset},
+    {CLSID_BuiltinAmplify, u"Amplify", u"VOLUME\\", kLayoutAll, CreateAmplify},
+    {CLSID_BuiltinNormalize, u"Normalize", u"VOLUME\\", kLayoutAll, CreateNormalize},
+    {CLSID_BuiltinFadeIn, u"Fade In", u"VOLUME\\", kLayoutAll, CreateFadeIn},
+    {CLSID_BuiltinFadeOut, u"Fade Out", u"VOLUME\\", kLayoutAll, CreateFadeOut},
+    {CLSID_BuiltinEcho, u"Echo", u"EFFECTS\\", kLayoutAll, CreateEcho},
+    {CLSID_BuiltinReverb, u"Reverb", u"EFFECTS\\", kLayoutAll, CreateReverb},
+    {CLSID_BuiltinEqualizer, u"Parametric Equalizer", u"EFFECTS\\", kLayoutAll, CreateEqualizer},
+    {CLSID_BuiltinCompressor, u"Compressor", u"EFFECTS\\", kLayoutAll, CreateCompressor},
+    {CLSID_BuiltinTimeStretch, u"Time Stretch", u"TOOLS\\", kLayoutAll, CreateTimeStretch},
+    {CLSID_BuiltinPitchShift, u"Pitch Shift", u"TOOLS\\", kLayoutAll, CreatePitchShift},
+    {CLSID_BuiltinDcOffset, u"DC Offset Removal", u"ENHANCEMENT\\", kLayoutAll, CreateDcOffset},
 };
 
 } // namespace

@@ -13,7 +13,6 @@ struct CatalogueEntry {
     const char16_t* name;
     const char16_t* menuPaths; // line-feed separated; a trailing backslash takes the name behind it
     uint32_t flags;
-    bool hasDialog;
     ITransform* (*create)();
 };
 

@@ -14,12 +14,13 @@ namespace {
 
 const EffectInfo kCompressorInfo = {
     u"Compressor",
+    CLSID_BuiltinCompressor,
     0x504D4F43, // "COMP"
-    {{u"Threshold (dB)", -60.0f, 0.0f, -20.0f},
-     {u"Ratio", 1.0f, 20.0f, 4.0f},
-     {u"Attack (ms)", 0.1f, 200.0f, 10.0f},
-     {u"Release (ms)", 1.0f, 2000.0f, 100.0f},
-     {u"Make-up gain (dB)", 0.0f, 30.0f, 0.0f}},
+    {{u"Threshold (dB)", -60.0f, 0.0f, -20.0f, u"Threshold", u"dB", 0, 0.1f, 1},
+     {u"Ratio", 1.0f, 20.0f, 4.0f, u"Ratio", u":1", kParamLogarithmic, 0.1f, 1},
+     {u"Attack (ms)", 0.1f, 200.0f, 10.0f, u"Attack", u"ms", kParamLogarithmic, 0.1f, 1},
+     {u"Release (ms)", 1.0f, 2000.0f, 100.0f, u"Release", u"ms", kParamLogarithmic, 1.0f, 0},
+     {u"Make-up gain (dB)", 0.0f, 30.0f, 0.0f, u"Make-up gain", u"dB", 0, 0.1f, 1}},
     {{u"Gentle", {-18.0f, 2.0f, 20.0f, 200.0f, 2.0f}},
      {u"Vocal", {-20.0f, 4.0f, 5.0f, 150.0f, 4.0f}},
      {u"Heavy", {-30.0f, 8.0f, 5.0f, 100.0f, 10.0f}},

@@ -13,9 +13,12 @@ namespace {
 
 const EffectInfo kDcOffsetInfo = {
     u"DC Offset Removal",
+    CLSID_BuiltinDcOffset,
     0x46464F44, // "DOFF"
-    {{u"Cutoff (Hz)", 1.0f, 20.0f, 5.0f}},
+    {{u"Cutoff (Hz)", 1.0f, 20.0f, 5.0f, u"Cutoff", u"Hz", 0, 0.1f, 1}},
     {{u"Standard (5 Hz)", {5.0f}}, {u"Gentle (2 Hz)", {2.0f}}, {u"Firm (15 Hz)", {15.0f}}},
+    // Removing an offset is a one-step command; its menu's presets choose another corner.
+    false,
 };
 
 class CDcOffset : public CEffect {

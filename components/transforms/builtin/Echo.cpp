@@ -15,10 +15,11 @@ constexpr float kMaxDelayMs = 2000.0f;
 
 const EffectInfo kEchoInfo = {
     u"Echo",
+    CLSID_BuiltinEcho,
     0x4F484345, // "ECHO"
-    {{u"Delay (ms)", 1.0f, kMaxDelayMs, 250.0f},
-     {u"Feedback (%)", 0.0f, 95.0f, 40.0f},
-     {u"Mix (%)", 0.0f, 100.0f, 50.0f}},
+    {{u"Delay (ms)", 1.0f, kMaxDelayMs, 250.0f, u"Delay", u"ms", kParamLogarithmic, 1.0f, 0},
+     {u"Feedback (%)", 0.0f, 95.0f, 40.0f, u"Feedback", u"%", 0, 1.0f, 0},
+     {u"Mix (%)", 0.0f, 100.0f, 50.0f, u"Mix", u"%", 0, 1.0f, 0}},
     {{u"Slapback", {90.0f, 0.0f, 40.0f}},
      {u"Short Echo", {200.0f, 30.0f, 40.0f}},
      {u"Long Echo", {500.0f, 50.0f, 50.0f}},

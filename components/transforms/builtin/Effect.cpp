@@ -1,6 +1,9 @@
 #include "Effect.h"
 
+#include <tidework/pages.h>
+
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 
 namespace bt {
@@ -57,6 +60,10 @@ HRESULT CEffect::QueryInterface(const GUID& iid, void** out) {
         return Give(static_cast<ITransformParams*>(this), out);
     if (iid == IID_ITransformValues)
         return Give(static_cast<ITransformValues*>(this), out);
+    if (iid == IID_ITransformParamInfo)
+        return Give(static_cast<ITransformParamInfo*>(this), out);
+    if (iid == IID_IPersist)
+        return Give(static_cast<IPersist*>(this), out);
     *out = nullptr;
     return E_NOINTERFACE;
 }
@@ -77,9 +84,17 @@ HRESULT CEffect::GetVendor(BSTR* vendor) {
 HRESULT CEffect::GetPages(CAUUID* pages) {
     if (pages == nullptr)
         return E_POINTER;
-    // No property pages of our own: the effect dialog builds its controls from ITransformParams.
     pages->cElems = 0;
     pages->pElems = nullptr;
+    if (!m_info.page || m_info.params.empty())
+        return S_OK;
+    // The one generic page shows every effect: it reads the parameters through ITransformParams and
+    // adds the curve of the classes it knows.
+    pages->pElems = static_cast<GUID*>(std::malloc(sizeof(GUID)));
+    if (pages->pElems == nullptr)
+        return E_OUTOFMEMORY;
+    pages->pElems[0] = CLSID_TransformParamsPage;
+    pages->cElems = 1;
     return S_OK;
 }
 
@@ -327,6 +342,59 @@ HRESULT CEffect::SetValues(SAFEARRAY* values) {
     const auto* data = static_cast<const float*>(values->pvData);
     for (size_t i = 0; i < m_info.params.size() && i < count; ++i)
         m_values[i].store(Clamp(static_cast<int>(i), data[i]));
+    return S_OK;
+}
+
+HRESULT CEffect::GetParamInfo(int32_t index, TRANSFORMPARAMINFO* info) {
+    if (info == nullptr)
+        return E_POINTER;
+    if (info->cb < sizeof(TRANSFORMPARAMINFO))
+        return E_INVALIDARG;
+    if (!ValidIndex(index))
+        return DISP_E_BADINDEX;
+    const ParamInfo& p = m_info.params[index];
+    info->flags = p.flags;
+    info->defaultValue = p.start;
+    info->step = p.step;
+    info->decimals = p.decimals;
+    return S_OK;
+}
+
+HRESULT CEffect::GetParamLabel(int32_t index, BSTR* label) {
+    if (label == nullptr)
+        return E_POINTER;
+    *label = nullptr;
+    if (!ValidIndex(index))
+        return DISP_E_BADINDEX;
+    const ParamInfo& p = m_info.params[index];
+    return MakeBstr(p.label != nullptr ? p.label : p.name, label);
+}
+
+HRESULT CEffect::GetParamUnit(int32_t index, BSTR* unit) {
+    if (unit == nullptr)
+        return E_POINTER;
+    *unit = nullptr;
+    if (!ValidIndex(index))
+        return DISP_E_BADINDEX;
+    return MakeBstr(m_info.params[index].unit, unit);
+}
+
+HRESULT CEffect::GetParamChoice(int32_t index, int32_t value, BSTR* name) {
+    if (name == nullptr)
+        return E_POINTER;
+    *name = nullptr;
+    if (!ValidIndex(index))
+        return DISP_E_BADINDEX;
+    const auto& choices = m_info.params[index].choices;
+    if (value < 0 || value >= static_cast<int32_t>(choices.size()))
+        return DISP_E_BADINDEX;
+    return MakeBstr(choices[value], name);
+}
+
+HRESULT CEffect::GetClassID(CLSID* classId) {
+    if (classId == nullptr)
+        return E_POINTER;
+    *classId = m_info.classId;
     return S_OK;
 }
 

@@ -6,6 +6,8 @@
 #include "ComBase.h"
 #include "EffectFacets.h"
 
+#include <tidework/builtin.h>
+
 #include <array>
 #include <atomic>
 #include <vector>
@@ -17,6 +19,13 @@ struct ParamInfo {
     float low;
     float high;
     float start; // the value of a new instance
+    // How an editor shows it (ITransformParamInfo).
+    const char16_t* label = nullptr; // the caption without the unit; null: the name
+    const char16_t* unit = u"";
+    uint32_t flags = 0; // kParamLogarithmic, kParamInteger, kParamChoice
+    float step = 0.0f;
+    int32_t decimals = 1;
+    std::vector<const char16_t*> choices = {}; // the names of 0, 1, ... of a choice
 };
 
 struct PresetInfo {
@@ -26,9 +35,13 @@ struct PresetInfo {
 
 struct EffectInfo {
     const char16_t* name;
+    CLSID classId;
     uint32_t tag; // four characters that mark this effect's state record
     std::vector<ParamInfo> params;
     std::vector<PresetInfo> presets;
+    // Whether it shows the parameters page before it is applied; without one the menu command applies
+    // it at once with its present values (a preset entry of the menu chooses others).
+    bool page = true;
 };
 
 constexpr int kMaxParams = 16;
@@ -40,7 +53,9 @@ class CEffect : public CRefCount,
                 public ITransformOffline,
                 public CPresetsFacet,
                 public CParamsFacet,
-                public ITransformValues {
+                public ITransformValues,
+                public ITransformParamInfo,
+                public IPersist {
 public:
     explicit CEffect(const EffectInfo& info);
     ~CEffect() override;
@@ -88,6 +103,15 @@ public:
     HRESULT GetValues(SAFEARRAY** values) override;
     HRESULT SetValues(SAFEARRAY* values) override;
 
+    // ITransformParamInfo
+    HRESULT GetParamInfo(int32_t index, TRANSFORMPARAMINFO* info) override;
+    HRESULT GetParamLabel(int32_t index, BSTR* label) override;
+    HRESULT GetParamUnit(int32_t index, BSTR* unit) override;
+    HRESULT GetParamChoice(int32_t index, int32_t value, BSTR* name) override;
+
+    // IPersist
+    HRESULT GetClassID(CLSID* classId) override;
+
 protected:
     // Called by SetFormat once rate and channels are accepted; false refuses the format.
     virtual bool Prepare() = 0;
@@ -109,6 +133,9 @@ protected:
 
 private:
     float Clamp(int index, float value) const;
+    bool ValidIndex(int32_t index) const {
+        return index >= 0 && index < static_cast<int32_t>(m_info.params.size());
+    }
 
     const EffectInfo& m_info;
     std::array<std::atomic<float>, kMaxParams> m_values;

@@ -14,21 +14,32 @@ namespace {
 
 constexpr int kBands = 4;
 
+// A band's three parameters: the centre on a ratio scale, the gain in tenths of a decibel, and the
+// width as Q on a ratio scale.
+ParamInfo Frequency(const char16_t* name, const char16_t* label, float start) {
+    return {name, 20.0f, 20000.0f, start, label, u"Hz", kParamLogarithmic, 1.0f, 0};
+}
+
+ParamInfo Gain(const char16_t* name, const char16_t* label) {
+    return {name, -24.0f, 24.0f, 0.0f, label, u"dB", 0, 0.1f, 1};
+}
+
+ParamInfo Quality(const char16_t* name) {
+    return {name, 0.1f, 10.0f, 1.0f, name, u"", kParamLogarithmic, 0.01f, 2};
+}
+
 const EffectInfo kEqualizerInfo = {
     u"Parametric Equalizer",
+    CLSID_BuiltinEqualizer,
     0x51455150, // "PQEQ"
-    {{u"Band 1 frequency (Hz)", 20.0f, 20000.0f, 100.0f},
-     {u"Band 1 gain (dB)", -24.0f, 24.0f, 0.0f},
-     {u"Band 1 Q", 0.1f, 10.0f, 1.0f},
-     {u"Band 2 frequency (Hz)", 20.0f, 20000.0f, 500.0f},
-     {u"Band 2 gain (dB)", -24.0f, 24.0f, 0.0f},
-     {u"Band 2 Q", 0.1f, 10.0f, 1.0f},
-     {u"Band 3 frequency (Hz)", 20.0f, 20000.0f, 2000.0f},
-     {u"Band 3 gain (dB)", -24.0f, 24.0f, 0.0f},
-     {u"Band 3 Q", 0.1f, 10.0f, 1.0f},
-     {u"Band 4 frequency (Hz)", 20.0f, 20000.0f, 8000.0f},
-     {u"Band 4 gain (dB)", -24.0f, 24.0f, 0.0f},
-     {u"Band 4 Q", 0.1f, 10.0f, 1.0f}},
+    {Frequency(u"Band 1 frequency (Hz)", u"Band 1 frequency", 100.0f),
+     Gain(u"Band 1 gain (dB)", u"Band 1 gain"), Quality(u"Band 1 Q"),
+     Frequency(u"Band 2 frequency (Hz)", u"Band 2 frequency", 500.0f),
+     Gain(u"Band 2 gain (dB)", u"Band 2 gain"), Quality(u"Band 2 Q"),
+     Frequency(u"Band 3 frequency (Hz)", u"Band 3 frequency", 2000.0f),
+     Gain(u"Band 3 gain (dB)", u"Band 3 gain"), Quality(u"Band 3 Q"),
+     Frequency(u"Band 4 frequency (Hz)", u"Band 4 frequency", 8000.0f),
+     Gain(u"Band 4 gain (dB)", u"Band 4 gain"), Quality(u"Band 4 Q")},
     {{u"Flat", {100, 0, 1, 500, 0, 1, 2000, 0, 1, 8000, 0, 1}},
      {u"Bass Boost", {80, 6, 0.7f, 500, 0, 1, 2000, 0, 1, 8000, 0, 1}},
      {u"Presence", {100, 0, 1, 500, 0, 1, 3000, 4, 1.2f, 8000, 0, 1}},

@@ -30,18 +30,31 @@ double RisingGain(int shape, double p) {
 const std::vector<PresetInfo> kShapePresets = {
     {u"Linear", {0.0f}}, {u"Logarithmic", {1.0f}}, {u"Exponential", {2.0f}}, {u"S-Curve", {3.0f}}};
 
+const ParamInfo kShapeParam = {u"Shape (0 linear, 1 logarithmic, 2 exponential, 3 S-curve)",
+                               0.0f,
+                               3.0f,
+                               0.0f,
+                               u"Shape",
+                               u"",
+                               kParamChoice | kParamInteger,
+                               1.0f,
+                               0,
+                               {u"Linear", u"Logarithmic", u"Exponential", u"S-Curve"}};
+
 const EffectInfo kFadeInInfo = {
-    u"Fade In",
+    u"Fade In", // rises from silence across the covered length
+    CLSID_BuiltinFadeIn,
     0x4E494446, // "FDIN"
-    {{u"Shape (0 linear, 1 logarithmic, 2 exponential, 3 S-curve)", 0.0f, 3.0f, 0.0f}},
-    kShapePresets,
+    {kShapeParam},
+    kShapePresets, // one per shape
 };
 
 const EffectInfo kFadeOutInfo = {
-    u"Fade Out",
+    u"Fade Out", // falls to silence across the covered length
+    CLSID_BuiltinFadeOut,
     0x54554F46, // "FOUT"
-    {{u"Shape (0 linear, 1 logarithmic, 2 exponential, 3 S-curve)", 0.0f, 3.0f, 0.0f}},
-    kShapePresets,
+    {kShapeParam},
+    kShapePresets, // one per shape
 };
 
 class CFade : public CEffect {

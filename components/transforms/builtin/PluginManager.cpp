@@ -1,6 +1,7 @@
 #include "PluginManager.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <mutex>
 #include <string>
 
@@ -21,41 +22,54 @@ std::vector<const CatalogueEntry*>& DisabledList() {
     return list;
 }
 
-// The factory preset names of every catalogue entry, in catalogue order, asked once from the
-// effects themselves so that the list and ITransformPresets never disagree.
-const std::vector<std::vector<std::u16string>>& PresetNames() {
-    static const std::vector<std::vector<std::u16string>> names = [] {
-        std::vector<std::vector<std::u16string>> all;
-        for (const CatalogueEntry& entry : Catalogue()) {
-            std::vector<std::u16string>& own = all.emplace_back();
-            ITransform* effect = entry.create();
-            if (effect == nullptr)
-                continue;
-            void* out = nullptr;
-            if (SUCCEEDED(effect->QueryInterface(IID_ITransformPresets, &out))) {
-                auto* presets = static_cast<ITransformPresets*>(out);
-                int32_t count = 0;
-                if (FAILED(presets->GetCount(&count)))
-                    count = 0;
-                for (int32_t i = 0; i < count; ++i) {
-                    BSTR name = nullptr;
-                    if (SUCCEEDED(presets->GetName(i, &name)) && name != nullptr)
-                        own.emplace_back(name, SysStringLen(name));
-                    else
-                        own.emplace_back();
-                    SysFreeString(name);
-                }
-                presets->Release();
-            }
-            effect->Release();
+// What each catalogue entry's effect tells of itself, in catalogue order: its factory preset names
+// and whether it has pages. Asked once from the effects themselves, so that the list and the
+// effects' own interfaces never disagree.
+struct EffectFacts {
+    std::vector<std::u16string> presetNames;
+    bool hasPages = false;
+};
+
+EffectFacts AskEffect(const CatalogueEntry& entry) {
+    EffectFacts facts;
+    ITransform* effect = entry.create();
+    if (effect == nullptr)
+        return facts;
+    CAUUID pages{0, nullptr};
+    facts.hasPages = SUCCEEDED(effect->GetPages(&pages)) && pages.cElems > 0;
+    std::free(pages.pElems);
+    void* out = nullptr;
+    if (SUCCEEDED(effect->QueryInterface(IID_ITransformPresets, &out))) {
+        auto* presets = static_cast<ITransformPresets*>(out);
+        int32_t count = 0;
+        if (FAILED(presets->GetCount(&count)))
+            count = 0;
+        for (int32_t i = 0; i < count; ++i) {
+            BSTR name = nullptr;
+            if (SUCCEEDED(presets->GetName(i, &name)) && name != nullptr)
+                facts.presetNames.emplace_back(name, SysStringLen(name));
+            else
+                facts.presetNames.emplace_back();
+            SysFreeString(name);
         }
-        return all;
+        presets->Release();
+    }
+    effect->Release();
+    return facts;
+}
+
+const EffectFacts& FactsOf(const CatalogueEntry* entry) {
+    static const std::vector<EffectFacts> all = [] {
+        std::vector<EffectFacts> facts;
+        for (const CatalogueEntry& e : Catalogue())
+            facts.push_back(AskEffect(e));
+        return facts;
     }();
-    return names;
+    return all[static_cast<size_t>(entry - Catalogue().data())];
 }
 
 const std::vector<std::u16string>& PresetNamesOf(const CatalogueEntry* entry) {
-    return PresetNames()[static_cast<size_t>(entry - Catalogue().data())];
+    return FactsOf(entry).presetNames;
 }
 
 // "Name[n]": the system makes the effect and selects preset n.
@@ -194,7 +208,7 @@ HRESULT CPluginManager::GetHasDialog(int32_t index, VARIANT_BOOL* has) {
     const CatalogueEntry* entry = EnabledAt(index).entry;
     if (entry == nullptr)
         return DISP_E_BADINDEX;
-    *has = entry->hasDialog ? VARIANT_TRUE : VARIANT_FALSE;
+    *has = FactsOf(entry).hasPages ? VARIANT_TRUE : VARIANT_FALSE;
     return S_OK;
 }
 

@@ -22,10 +22,11 @@ constexpr float kWetScale = 3.0f;
 
 const EffectInfo kReverbInfo = {
     u"Reverb",
+    CLSID_BuiltinReverb,
     0x42524556, // "VERB"
-    {{u"Room size (%)", 0.0f, 100.0f, 50.0f},
-     {u"Damping (%)", 0.0f, 100.0f, 50.0f},
-     {u"Mix (%)", 0.0f, 100.0f, 30.0f}},
+    {{u"Room size (%)", 0.0f, 100.0f, 50.0f, u"Room size", u"%", 0, 1.0f, 0},
+     {u"Damping (%)", 0.0f, 100.0f, 50.0f, u"Damping", u"%", 0, 1.0f, 0},
+     {u"Mix (%)", 0.0f, 100.0f, 30.0f, u"Mix", u"%", 0, 1.0f, 0}},
     {{u"Small Room", {30.0f, 50.0f, 20.0f}},
      {u"Hall", {70.0f, 40.0f, 30.0f}},
      {u"Cathedral", {95.0f, 20.0f, 35.0f}},

@@ -24,8 +24,9 @@ constexpr size_t kChunk = 1024; // frames handed to the stretcher at a time
 
 const EffectInfo kTimeStretchInfo = {
     u"Time Stretch",
+    CLSID_BuiltinTimeStretch,
     0x48435453, // "STCH"
-    {{u"Length (%)", 25.0f, 400.0f, 100.0f}},
+    {{u"Length (%)", 25.0f, 400.0f, 100.0f, u"Length", u"%", kParamLogarithmic, 1.0f, 0}},
     {{u"Half speed (200%)", {200.0f}},
      {u"Slower (125%)", {125.0f}},
      {u"Faster (80%)", {80.0f}},
@@ -34,8 +35,10 @@ const EffectInfo kTimeStretchInfo = {
 
 const EffectInfo kPitchShiftInfo = {
     u"Pitch Shift",
+    CLSID_BuiltinPitchShift,
     0x48435450, // "PTCH"
-    {{u"Pitch (semitones)", -12.0f, 12.0f, 0.0f}, {u"Fine tune (cents)", -100.0f, 100.0f, 0.0f}},
+    {{u"Pitch (semitones)", -12.0f, 12.0f, 0.0f, u"Pitch", u"semitones", kParamInteger, 1.0f, 0},
+     {u"Fine tune (cents)", -100.0f, 100.0f, 0.0f, u"Fine tune", u"cents", kParamInteger, 1.0f, 0}},
     {{u"Octave Down", {-12.0f, 0.0f}},
      {u"Whole Tone Down", {-2.0f, 0.0f}},
      {u"Whole Tone Up", {2.0f, 0.0f}},

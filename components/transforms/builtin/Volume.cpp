@@ -16,8 +16,9 @@ float DbToGain(float db) {
 
 const EffectInfo kAmplifyInfo = {
     u"Amplify",
+    CLSID_BuiltinAmplify,
     0x504D4120, // "AMP "
-    {{u"Gain (dB)", -48.0f, 48.0f, 0.0f}},
+    {{u"Gain (dB)", -48.0f, 48.0f, 0.0f, u"Gain", u"dB", 0, 0.1f, 1}},
     {{u"Double (+6 dB)", {6.0206f}},
      {u"Boost (+3 dB)", {3.0f}},
      {u"Cut (-3 dB)", {-3.0f}},
@@ -54,8 +55,9 @@ private:
 
 const EffectInfo kNormalizeInfo = {
     u"Normalize",
+    CLSID_BuiltinNormalize,
     0x4D524F4E, // "NORM"
-    {{u"Peak level (dB)", -48.0f, 0.0f, -0.1f}},
+    {{u"Peak level (dB)", -48.0f, 0.0f, -0.1f, u"Peak level", u"dB", 0, 0.1f, 1}},
     {{u"Full scale (0 dB)", {0.0f}},
      {u"-0.1 dB", {-0.1f}},
      {u"-1 dB", {-1.0f}},
