@@ -98,6 +98,12 @@ inline void Wait(double seconds) {
     Pump([] { return false; }, seconds);
 }
 
+// Lets the deletions the GUI thread has put off happen, as its event loop would.
+inline void Settle() {
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    QCoreApplication::processEvents();
+}
+
 inline void SaveShot(QWidget& widget, const std::string& name) {
     const QString folder = QString(TW_OUTPUT_DIR) + "/screenshots";
     QDir().mkpath(folder);

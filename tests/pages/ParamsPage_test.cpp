@@ -470,6 +470,8 @@ TEST_F(ParamsPageTest, AHostThatCallsOutOfOrderGetsAnErrorAndNoPage) {
     EXPECT_EQ(page->TranslateAccelerator(nullptr), E_POINTER);
     EXPECT_EQ(window.findChildren<QWidget*>("parametersPage").size(), 1);
     EXPECT_EQ(page->Deactivate(), S_OK);
+    EXPECT_FALSE(window.findChild<QWidget*>("parametersPage")->isVisibleTo(&window));
+    Settle();
     EXPECT_TRUE(window.findChildren<QWidget*>().isEmpty());
 }
 
@@ -503,6 +505,7 @@ TEST_F(ParamsPageTest, ThePageFollowsTheHostsMovesAndLetsGoOfItsObjectAndWidgets
     EXPECT_FALSE(window.findChild<QSlider*>("slider0")->isEnabled());
     // Released without Deactivate, the page takes its widgets with it.
     page.Reset();
+    Settle();
     EXPECT_EQ(window.findChild<QWidget*>("parametersPage"), nullptr);
 }
 

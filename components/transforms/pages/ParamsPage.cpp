@@ -26,11 +26,22 @@ QRect ToRect(const TWRECT& r) {
     return QRect(QPoint(r.left, r.top), QSize(std::max(0, r.right - r.left), std::max(0, r.bottom - r.top)));
 }
 
+// Takes the panel out of use at once and deletes it once the GUI thread is back in its event loop:
+// a host may deactivate from inside one of the panel's own handlers (a key that closes the dialog).
+void Retire(QPointer<CParamsPanel>& panel) {
+    if (panel) {
+        panel->Detach();
+        panel->hide();
+        panel->deleteLater();
+    }
+    panel = nullptr;
+}
+
 } // namespace
 
 CParamsPage::~CParamsPage() {
     // A host that lets go without Deactivate still gets its widget back clean.
-    delete m_panel.data();
+    Retire(m_panel);
 }
 
 HRESULT CParamsPage::QueryInterface(const GUID& iid, void** out) {
@@ -105,8 +116,7 @@ HRESULT CParamsPage::Activate(PageWindow parent, const TWRECT* rect, int32_t mod
 HRESULT CParamsPage::Deactivate() {
     if (!m_active)
         return E_UNEXPECTED;
-    delete m_panel.data();
-    m_panel = nullptr;
+    Retire(m_panel);
     m_active = false;
     return S_OK;
 }

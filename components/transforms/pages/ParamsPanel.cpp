@@ -89,11 +89,15 @@ CParamsPanel::CParamsPanel(std::shared_ptr<CParamList> params, QWidget* parent)
     m_poll->start();
 }
 
-CParamsPanel::~CParamsPanel() = default;
+CParamsPanel::~CParamsPanel() {
+    // The controls' handlers live in the rows; the controls go while the rows still stand.
+    qDeleteAll(findChildren<QWidget*>(QString(), Qt::FindDirectChildrenOnly));
+}
 
 void CParamsPanel::Detach() {
     m_poll->stop();
     m_params.reset();
+    onEdited = nullptr;
     for (auto& row : m_rows)
         row->SetEnabled(false);
 }
