@@ -7,8 +7,10 @@
 #include <QLabel>
 #include <QLayout>
 #include <QLineEdit>
+#include <QMouseEvent>
 #include <QSlider>
 #include <QTest>
+#include <QWheelEvent>
 
 #include <cmath>
 
@@ -345,6 +347,46 @@ TEST_F(ParamsPageTest, TheEqualizerCurveRisesAsTheBandsGainIsTyped) {
     Type(host.Control<QLineEdit>("edit", 7), "18");
     const double boosted = CurveRow(curve->grab().toImage(), x);
     EXPECT_LT(boosted, flat - 20) << "the curve did not rise on the page's own change";
+}
+
+void Mouse(QWidget& w, QEvent::Type type, QPoint at) {
+    const Qt::MouseButtons held = type == QEvent::MouseButtonRelease ? Qt::NoButton : Qt::LeftButton;
+    const Qt::MouseButton button = type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton;
+    QMouseEvent e(type, QPointF(at), w.mapToGlobal(QPointF(at)), button, held, Qt::NoModifier);
+    QCoreApplication::sendEvent(&w, &e);
+}
+
+TEST_F(ParamsPageTest, DraggingABandsHandleMovesItsCentreAndGainAndTheWheelItsWidth) {
+    PageHost host(CLSID_BuiltinEqualizer);
+    ASSERT_TRUE(host.Ok());
+    auto* curve = host.Window().findChild<QWidget*>("responseCurve");
+    ASSERT_NE(curve, nullptr);
+    // Band 3 starts at 2 kHz and 0 dB.
+    const QPoint to = PlotPoint(*curve, 1000.0, 6.0);
+    Mouse(*curve, QEvent::MouseButtonPress, PlotPoint(*curve, 2000.0, 0.0));
+    Mouse(*curve, QEvent::MouseMove, PlotPoint(*curve, 1500.0, 3.0));
+    Mouse(*curve, QEvent::MouseMove, to);
+    Mouse(*curve, QEvent::MouseButtonRelease, to);
+    EXPECT_NEAR(host.Value(6), 1000.0f, 30.0f);
+    EXPECT_NEAR(host.Value(7), 6.0f, 0.5f);
+    EXPECT_EQ(host.Control<QLineEdit>("edit", 6)->text().toDouble(), host.Value(6));
+    EXPECT_NEAR(host.Control<QLineEdit>("edit", 7)->text().toDouble(), host.Value(7), 1e-4);
+    EXPECT_GE(host.Site().dirty, 2);
+    // The other bands stay where they were.
+    EXPECT_FLOAT_EQ(host.Value(3), 500.0f);
+    EXPECT_FLOAT_EQ(host.Value(4), 0.0f);
+
+    QWheelEvent wheel(QPointF(to), curve->mapToGlobal(QPointF(to)), QPoint(), QPoint(0, 120), Qt::NoButton,
+                      Qt::NoModifier, Qt::NoScrollPhase, false);
+    QCoreApplication::sendEvent(curve, &wheel);
+    EXPECT_NEAR(host.Value(8), 1.25f, 1e-4);
+
+    // A press away from every handle moves nothing.
+    const float before = host.Value(0);
+    Mouse(*curve, QEvent::MouseButtonPress, PlotPoint(*curve, 10000.0, 20.0));
+    Mouse(*curve, QEvent::MouseMove, PlotPoint(*curve, 50.0, -20.0));
+    Mouse(*curve, QEvent::MouseButtonRelease, PlotPoint(*curve, 50.0, -20.0));
+    EXPECT_FLOAT_EQ(host.Value(0), before);
 }
 
 // A transform of another kind (a plug-in's) with nothing but names and ranges: the page still builds

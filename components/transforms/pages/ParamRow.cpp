@@ -93,6 +93,13 @@ void CParamRow::Chosen(double value) {
         onChange(m_index, value);
 }
 
+void CParamRow::Set(double value) {
+    value = m_scale.Limit(value);
+    if (m_edit != nullptr)
+        m_edit->ShowValue(value);
+    Chosen(value);
+}
+
 void CParamRow::Show(double value) {
     const bool changed = !m_scale.Same(value, m_value);
     m_value = value;

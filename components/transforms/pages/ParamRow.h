@@ -29,6 +29,9 @@ public:
 
     // Shows a value the object holds, except on a control the person is working.
     void Show(double value);
+    // The person chose `value` elsewhere on the page (on a curve): limited and stepped as typed text
+    // is, shown on every control of the row and told as a change of the person's.
+    void Set(double value);
     double Value() const { return m_value; }
     void SetEnabled(bool enabled);
 

@@ -81,6 +81,11 @@ CParamsPanel::CParamsPanel(std::shared_ptr<CParamList> params, QWidget* parent)
         m_rows.push_back(std::move(line));
     }
     page->addStretch(1);
+    if (m_curve != nullptr)
+        m_curve->onSet = [this](int index, double value) {
+            if (index >= 0 && index < static_cast<int>(m_rows.size()))
+                m_rows[static_cast<size_t>(index)]->Set(value);
+        };
     UpdateCurve();
 
     m_poll = new QTimer(this);

@@ -64,6 +64,16 @@ QPointF CResponseCurve::ToScreen(double x, double y) const {
     return {XToScreen(XAxis(), x), YToScreen(YAxis(), y)};
 }
 
+QPointF CResponseCurve::FromScreen(QPointF point) const {
+    const Axis x = XAxis();
+    const Axis y = YAxis();
+    const QRectF r = PlotRect();
+    const double across = std::clamp((point.x() - r.left()) / r.width(), 0.0, 1.0);
+    const double up = std::clamp((r.bottom() - point.y()) / r.height(), 0.0, 1.0);
+    return {x.log ? x.low * std::pow(x.high / x.low, across) : x.low + across * (x.high - x.low),
+            y.low + up * (y.high - y.low)};
+}
+
 QString CResponseCurve::TickText(double value, bool log) const {
     if (log && value >= 1000.0)
         return QString::number(value / 1000.0, 'g', 3) + u'k';

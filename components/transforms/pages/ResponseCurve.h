@@ -10,6 +10,7 @@
 #include <QString>
 #include <QWidget>
 
+#include <functional>
 #include <vector>
 
 namespace tp {
@@ -19,6 +20,9 @@ public:
     explicit CResponseCurve(QWidget* parent);
 
     void SetValues(const std::vector<float>& values);
+
+    // The person set parameter `index` to `value` on the curve itself (a curve with handles).
+    std::function<void(int index, double value)> onSet;
 
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
@@ -49,6 +53,8 @@ protected:
     }
     QRectF PlotRect() const;
     QPointF ToScreen(double x, double y) const;
+    // The axes' values at a point of the widget, held inside the plot.
+    QPointF FromScreen(QPointF point) const;
 
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
