@@ -4,11 +4,13 @@
 #include "gui/DialogWindow.h"
 #include "gui/FrameWindow.h"
 #include "gui/GuiThread.h"
+#include "gui/RecordConsoleWindow.h"
 #include "gui/ViewWidget.h"
 #include "platform/MessageLoop.h"
 #include "platform/Messages.h"
 #include "platform/ModalDialog.h"
 #include "platform/Window.h"
+#include "view/RecordDialog.h"
 
 #include <QApplication>
 #include <QClipboard>
@@ -230,16 +232,8 @@ int CQtPresentation::MessageBox(WindowHandle owner, const std::string& text, con
     auto promise = std::make_shared<std::promise<int>>();
     std::future<int> answer = promise->get_future();
     auto show = [this, owner, text, caption, style, promise] {
-        QWidget* parent = nullptr;
-        if (CFrameWindow* frame = FindFrame(owner))
-            parent = frame;
-        else if (auto it = m_viewFrames.find(owner); it != m_viewFrames.end())
-            parent = FindFrame(it->second);
-        else if (auto dialog = m_dialogs.find(owner); dialog != m_dialogs.end())
-            parent = dialog->second;
-        else if (auto own = m_appDialogs.find(owner); own != m_appDialogs.end() && own->second)
-            parent = own->second;
-        RunBox(parent, owner, text, caption, style, [promise](int result) { promise->set_value(result); });
+        RunBox(OwnerWindow(owner), owner, text, caption, style,
+               [promise](int result) { promise->set_value(result); });
     };
     if (CGuiThread::IsGuiThread()) {
         // A host calling from its own GUI thread: the box runs in a nested loop of that thread.
@@ -263,17 +257,37 @@ void CQtPresentation::WithdrawMessageBox(WindowHandle owner, const std::string& 
     });
 }
 
+QWidget* CQtPresentation::OwnerWindow(WindowHandle owner) const {
+    if (auto it = m_viewFrames.find(owner); it != m_viewFrames.end())
+        owner = it->second;
+    if (CFrameWindow* frame = FindFrame(owner))
+        return frame;
+    if (auto d = m_dialogs.find(owner); d != m_dialogs.end())
+        return d->second;
+    if (auto c = m_consoles.find(owner); c != m_consoles.end())
+        return c->second;
+    if (auto own = m_appDialogs.find(owner); own != m_appDialogs.end() && own->second)
+        return own->second;
+    return nullptr;
+}
+
+namespace {
+
+// The dialogs with a window of their own, by name; the others are shown as forms.
+CRecordDialog* AsRecordConsole(CModalDialog& dialog) {
+    return dialog.DialogName() == "Record" ? dynamic_cast<CRecordDialog*>(&dialog) : nullptr;
+}
+
+} // namespace
+
 void CQtPresentation::DialogOpened(CModalDialog& dialog) {
+    if (CRecordDialog* console = AsRecordConsole(dialog)) {
+        ConsoleOpened(*console);
+        return;
+    }
     CDialogSnapshot snapshot = CDialogSnapshot::Take(dialog);
     CGuiThread::Post([this, snapshot] {
-        QWidget* parent = nullptr;
-        WindowHandle owner = snapshot.owner;
-        if (auto it = m_viewFrames.find(owner); it != m_viewFrames.end())
-            owner = it->second;
-        if (CFrameWindow* frame = FindFrame(owner))
-            parent = frame;
-        else if (auto d = m_dialogs.find(owner); d != m_dialogs.end())
-            parent = d->second;
+        QWidget* parent = OwnerWindow(snapshot.owner);
         if (CAppDialogWindow* own = CAppDialogWindow::Make(snapshot, parent)) {
             m_appDialogs[snapshot.handle] = own;
             own->Start();
@@ -292,6 +306,10 @@ void CQtPresentation::DialogOpened(CModalDialog& dialog) {
 }
 
 void CQtPresentation::DialogChanged(CModalDialog& dialog) {
+    if (CRecordDialog* console = AsRecordConsole(dialog)) {
+        ConsoleChanged(*console);
+        return;
+    }
     CDialogSnapshot snapshot = CDialogSnapshot::Take(dialog);
     CGuiThread::Post([this, snapshot] {
         if (auto it = m_dialogs.find(snapshot.handle); it != m_dialogs.end())
@@ -315,6 +333,37 @@ void CQtPresentation::DialogClosed(CModalDialog& dialog) {
             if (window)
                 window->Dismiss();
         }
+        if (auto it = m_consoles.find(handle); it != m_consoles.end()) {
+            CRecordConsoleWindow* window = it->second;
+            m_consoles.erase(it);
+            window->Dismiss();
+        }
+    });
+}
+
+void CQtPresentation::ConsoleOpened(CRecordDialog& console) {
+    const WindowHandle handle = console.GetSafeHandle();
+    const WindowHandle owner = console.GetOwner();
+    const std::string title = console.GetWindowText();
+    const RecordConsoleFields fields = console.GetFields();
+    CGuiThread::Post([this, handle, owner, title, fields] {
+        auto* window = new CRecordConsoleWindow(handle, title, fields, OwnerWindow(owner));
+        m_consoles[handle] = window;
+        QObject::connect(window, &QObject::destroyed, window, [this, handle, window] {
+            auto it = m_consoles.find(handle);
+            if (it != m_consoles.end() && it->second == window)
+                m_consoles.erase(it);
+        });
+        window->open();
+    });
+}
+
+void CQtPresentation::ConsoleChanged(CRecordDialog& console) {
+    const WindowHandle handle = console.GetSafeHandle();
+    const RecordConsoleFields fields = console.GetFields();
+    CGuiThread::Post([this, handle, fields] {
+        if (auto it = m_consoles.find(handle); it != m_consoles.end())
+            it->second->Update(fields);
     });
 }
 

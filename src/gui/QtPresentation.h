@@ -8,15 +8,20 @@
 
 #include <QPointer>
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
+
+class QWidget;
 
 namespace tw {
 
 class CAppDialogWindow;
 class CFrameWindow;
 class CDialogWindow;
+class CRecordConsoleWindow;
+class CRecordDialog;
 class CViewWidget;
 
 class CQtPresentation : public IPresentation {
@@ -73,12 +78,18 @@ private:
     void WithView(WindowHandle view, std::function<void(CViewWidget&)> call);
     // Keeps the system clipboard's audio in a mirror that document threads read without waiting.
     void WatchClipboard();
+    // GUI thread only: the window a box or dialog owned by `owner` sits on; null for none.
+    QWidget* OwnerWindow(WindowHandle owner) const;
+    // The recording console gets a window of its own; on the console's thread.
+    void ConsoleOpened(CRecordDialog& console);
+    void ConsoleChanged(CRecordDialog& console);
 
     // GUI thread only.
     std::map<WindowHandle, CFrameWindow*> m_frames;
     std::map<WindowHandle, WindowHandle> m_viewFrames; // view -> frame
     std::map<WindowHandle, CDialogWindow*> m_dialogs;
     std::map<WindowHandle, QPointer<CAppDialogWindow>> m_appDialogs; // About, Customize
+    std::map<WindowHandle, CRecordConsoleWindow*> m_consoles;
 
     // The clipboard mirror, read by document threads, written on the GUI thread.
     mutable std::mutex m_clipboardLock;
