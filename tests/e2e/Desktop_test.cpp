@@ -4,223 +4,16 @@
 // shorter file, Space plays into the private sound server. Pictures of the screen go to the build
 // folder.
 #include "../TestWav.h"
-#include "../sound/SoundTestSupport.h"
+#include "Desktop.h"
 
 #include <QImage>
 
-#include <xcb/xcb.h>
-
 #include <gtest/gtest.h>
 
-#include <cerrno>
-#include <csignal>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <fcntl.h>
-#include <filesystem>
-#include <fstream>
-#include <map>
-#include <sstream>
-#include <sys/wait.h>
-#include <unistd.h>
+#include <cmath>
 
 namespace tw::test {
 namespace {
-
-namespace fs = std::filesystem;
-using Clock = std::chrono::steady_clock;
-
-bool WaitFor(const std::function<bool()>& done, double seconds) {
-    const auto end = Clock::now() + std::chrono::milliseconds(static_cast<int64_t>(seconds * 1000));
-    while (!done()) {
-        if (Clock::now() > end)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    return true;
-}
-
-// A child process with its own environment; killed with its group if still running at the end.
-class Child {
-public:
-    // `output`: a file that takes what the child prints.
-    Child(const std::vector<std::string>& argv, const std::vector<std::string>& env, bool pipeInput = false,
-          const std::string& output = {}) {
-        int input[2] = {-1, -1};
-        if (pipeInput && ::pipe(input) != 0)
-            return;
-        m_pid = ::fork();
-        if (m_pid == 0) {
-            ::setpgid(0, 0);
-            if (pipeInput) {
-                ::dup2(input[0], 0);
-                ::close(input[1]);
-            }
-            if (!output.empty()) {
-                const int fd = ::open(output.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-                ::dup2(fd, 1);
-                ::dup2(fd, 2);
-            }
-            for (const std::string& e : env)
-                ::putenv(const_cast<char*>(e.c_str()));
-            std::vector<char*> args;
-            for (const std::string& a : argv)
-                args.push_back(const_cast<char*>(a.c_str()));
-            args.push_back(nullptr);
-            ::execvp(args[0], args.data());
-            ::_exit(127);
-        }
-        if (pipeInput) {
-            ::close(input[0]);
-            m_input = input[1];
-        }
-    }
-    ~Child() {
-        if (m_input >= 0)
-            ::close(m_input);
-        // Asked to end first, so a server removes its lock file and socket; killed if it will not.
-        if (Running()) {
-            ::kill(-m_pid, SIGTERM);
-            for (int i = 0; i < 100 && Running(); ++i)
-                std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
-        if (Running()) {
-            ::kill(-m_pid, SIGKILL);
-            ::waitpid(m_pid, nullptr, 0);
-        }
-    }
-    bool Running() {
-        if (m_pid <= 0 || m_exited)
-            return false;
-        int status = 0;
-        if (::waitpid(m_pid, &status, WNOHANG) == m_pid) {
-            m_exited = true;
-            m_status = status;
-            return false;
-        }
-        return true;
-    }
-    void Send(const std::string& line) {
-        if (m_input >= 0)
-            (void)!::write(m_input, line.data(), line.size());
-    }
-    int ExitCode() const { return WIFEXITED(m_status) ? WEXITSTATUS(m_status) : -1; }
-    void Signal(int signal) {
-        if (Running())
-            ::kill(m_pid, signal);
-    }
-
-private:
-    pid_t m_pid = -1;
-    int m_input = -1;
-    bool m_exited = false;
-    int m_status = 0;
-};
-
-// A private X server on the first free display number.
-class XServer {
-public:
-    explicit XServer(const std::string& screen = "1280x800x24") {
-        for (int n = 91; n < 400 && m_display.empty(); ++n) {
-            const std::string lock = "/tmp/.X" + std::to_string(n) + "-lock";
-            const std::string socket = "/tmp/.X11-unix/X" + std::to_string(n);
-            // A lock whose server is gone (one killed outright) is taken over with its socket.
-            if (fs::exists(lock)) {
-                std::ifstream in(lock);
-                long pid = 0;
-                in >> pid;
-                if (pid <= 0 || ::kill(static_cast<pid_t>(pid), 0) == 0 || errno != ESRCH)
-                    continue;
-                std::error_code ec;
-                fs::remove(lock, ec);
-                fs::remove(socket, ec);
-            } else if (fs::exists(socket)) {
-                continue;
-            }
-            m_display = ":" + std::to_string(n);
-        }
-        m_server = std::make_unique<Child>(
-            std::vector<std::string>{"Xvfb", m_display, "-screen", "0", screen, "-nolisten", "tcp"},
-            std::vector<std::string>{});
-        WaitFor(
-            [this] {
-                m_connection = xcb_connect(m_display.c_str(), nullptr);
-                if (xcb_connection_has_error(m_connection) == 0)
-                    return true;
-                xcb_disconnect(m_connection);
-                m_connection = nullptr;
-                return false;
-            },
-            15);
-    }
-    ~XServer() {
-        if (m_connection != nullptr)
-            xcb_disconnect(m_connection);
-    }
-    bool Up() const { return m_connection != nullptr; }
-    // The server stops answering (and goes on again), as a stuck or stopped server does.
-    void Freeze(bool frozen) { m_server->Signal(frozen ? SIGSTOP : SIGCONT); }
-    // The server goes away under its clients, as when a remote display is lost.
-    void Kill() {
-        if (m_connection != nullptr)
-            xcb_disconnect(m_connection);
-        m_connection = nullptr;
-        m_server->Signal(SIGKILL);
-        WaitFor([this] { return !m_server->Running(); }, 10);
-    }
-    const std::string& Display() const { return m_display; }
-
-    // The whole screen as the server holds it.
-    QImage Screen() const {
-        const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data;
-        auto cookie = xcb_get_image(m_connection, XCB_IMAGE_FORMAT_Z_PIXMAP, screen->root, 0, 0,
-                                    screen->width_in_pixels, screen->height_in_pixels, ~0u);
-        xcb_get_image_reply_t* reply = xcb_get_image_reply(m_connection, cookie, nullptr);
-        if (reply == nullptr)
-            return QImage();
-        QImage image(xcb_get_image_data(reply), screen->width_in_pixels, screen->height_in_pixels,
-                     QImage::Format_RGB32);
-        QImage copy = image.copy();
-        std::free(reply);
-        return copy;
-    }
-
-private:
-    std::string m_display;
-    std::unique_ptr<Child> m_server;
-    xcb_connection_t* m_connection = nullptr;
-};
-
-// Runs xdotool against the private display and gives what it printed.
-std::string Xdo(const XServer& x, const std::string& arguments) {
-    const std::string command = "DISPLAY=" + x.Display() + " xdotool " + arguments + " 2>/dev/null";
-    std::string out;
-    if (FILE* pipe = ::popen(command.c_str(), "r")) {
-        char buffer[256];
-        while (std::fgets(buffer, sizeof buffer, pipe) != nullptr)
-            out += buffer;
-        ::pclose(pipe);
-    }
-    return out;
-}
-
-// Frames in a 16-bit PCM file, from its data chunk's size; -1 when it cannot be read.
-int64_t WavFrames(const std::string& path, int channels) {
-    std::ifstream in(path, std::ios::binary);
-    char header[12];
-    if (!in.read(header, 12) || std::memcmp(header, "RIFF", 4) != 0)
-        return -1;
-    char chunk[8];
-    while (in.read(chunk, 8)) {
-        uint32_t size = 0;
-        std::memcpy(&size, chunk + 4, 4);
-        if (std::memcmp(chunk, "data", 4) == 0)
-            return size / (2 * channels);
-        in.seekg(size + (size & 1), std::ios::cur);
-    }
-    return -1;
-}
 
 // Three seconds of a stereo chord at 44.1 kHz.
 void WriteChord(const std::string& path) {
@@ -243,55 +36,18 @@ int TracePixels(const QImage& screen, const QRect& area) {
     return count;
 }
 
-class Desktop : public ::testing::Test {
+// A document to open: the chord of WriteChord.
+class Desktop : public DesktopTest {
 protected:
     void SetUp() override {
-        TW_REQUIRE_SOUND_SERVER();
-        root = fs::temp_directory_path() / ("tw-e2e-" + std::to_string(::getpid()));
-        fs::create_directories(root / "config" / "VondTidewright");
-        // A layout left by an earlier run: every docking bar shown, in this language.
-        std::ofstream(root / "config" / "VondTidewright" / "VondTidewright.ini")
-            << "[General]\nLastLanguage=en-US\n[Workspace]\nBar32820=1\nBar32828=1\nBar32770=1\n";
+        DesktopTest::SetUp();
+        if (IsSkipped() || HasFatalFailure())
+            return;
         wav = (root / "chord.wav").string();
         WriteChord(wav);
-        shots = std::string(TW_OUTPUT_DIR) + "/screenshots";
-        fs::create_directories(shots);
     }
-    void TearDown() override {
-        std::error_code ec;
-        fs::remove_all(root, ec);
-    }
-    std::vector<std::string> Environment(const XServer& x) const {
-        return {"DISPLAY=" + x.Display(),
-                "XDG_CONFIG_HOME=" + (root / "config").string(),
-                "XDG_DATA_HOME=" + (root / "data").string(),
-                "XDG_STATE_HOME=" + (root / "state").string(),
-                "XDG_CACHE_HOME=" + (root / "cache").string(),
-                "QT_QPA_PLATFORM=xcb"};
-    }
-    fs::path root;
     std::string wav;
-    std::string shots;
 };
-
-// The editor's window on the screen: its place and size, empty when it did not appear.
-QRect FindWindow(const XServer& x, const std::string& title) {
-    std::string id;
-    if (!WaitFor(
-            [&] {
-                id = Xdo(x, "search --onlyvisible --name " + title);
-                return !id.empty();
-            },
-            30))
-        return QRect();
-    id = id.substr(0, id.find('\n'));
-    std::map<std::string, int> geometry;
-    std::istringstream shell(Xdo(x, "getwindowgeometry --shell " + id));
-    for (std::string line; std::getline(shell, line);)
-        if (const auto eq = line.find('='); eq != std::string::npos)
-            geometry[line.substr(0, eq)] = std::atoi(line.c_str() + eq + 1);
-    return QRect(geometry["X"], geometry["Y"], geometry["WIDTH"], geometry["HEIGHT"]);
-}
 
 // Where the trace of the plot lies in the window: its box on the screen.
 QRect TraceBox(const QImage& screen, const QRect& window) {
@@ -313,15 +69,6 @@ QRect TraceBox(const QImage& screen, const QRect& window) {
 // editor guarantees is that nothing is lost: the working container of the edited document stays,
 // and the next start recovers it through the Crash Guard.
 TEST_F(Desktop, WhenTheDisplayGoesAwayTheEditedDocumentIsRecoveredAtTheNextStart) {
-    const fs::path temporary = root / "state" / "VondTidewright" / "Temporary";
-    auto containers = [&] {
-        std::vector<fs::path> found;
-        std::error_code ec;
-        for (fs::directory_iterator it(temporary, ec), end; !ec && it != end; it.increment(ec))
-            if (it->path().extension() == ".vcg")
-                found.push_back(it->path());
-        return found;
-    };
     {
         XServer x;
         ASSERT_TRUE(x.Up()) << "Xvfb did not start";
@@ -355,18 +102,11 @@ TEST_F(Desktop, WhenTheDisplayGoesAwayTheEditedDocumentIsRecoveredAtTheNextStart
     EXPECT_EQ(WavFrames(wav, 2), 3 * 44100);
 
     // The working container stayed, and holds the edit: read as a project, it is a tenth shorter.
-    const std::vector<fs::path> left = containers();
+    const std::vector<fs::path> left = Containers();
     ASSERT_EQ(left.size(), 1u);
     const fs::path project = root / "left.vtf";
     fs::copy_file(left[0], project);
-    std::string info;
-    if (FILE* pipe = ::popen(
-            (std::string(TW_OUTPUT_DIR) + "/tideclip info '" + project.string() + "' 2>&1").c_str(), "r")) {
-        char buffer[256];
-        while (std::fgets(buffer, sizeof buffer, pipe) != nullptr)
-            info += buffer;
-        ::pclose(pipe);
-    }
+    const std::string info = Tideclip("info '" + project.string() + "'");
     long long frames = -1;
     if (const auto at = info.find("length: "); at != std::string::npos)
         frames = std::atoll(info.c_str() + at + 8);
