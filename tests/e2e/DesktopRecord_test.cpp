@@ -1,0 +1,185 @@
+// Recording on a desktop, as a person does it: in a new, empty document Ctrl+R asks for the format,
+// the console opens, its record button is pressed with the mouse while a tone plays into the
+// private sound server's sink (whose monitor is the default input), pressed again about a second
+// later, and Enter ends the console with OK. The document then holds the take: saved with Ctrl+S,
+// it is as long as the button was down and carries the tone at its level.
+#include "Desktop.h"
+
+#include <alsa/asoundlib.h>
+
+#include <atomic>
+#include <cmath>
+
+namespace tw::test {
+namespace {
+
+constexpr double kTone = 997.0;
+constexpr float kAmplitude = 0.3f; // -10.5 dB: the meters stay out of their red
+
+// The number the editor gives ALSA's `default` among its inputs: ALSA's devices come first, in the
+// order ALSA lists them (`default` itself left out), and `default` follows them.
+int AlsaDefaultInput() {
+    void** hints = nullptr;
+    if (snd_device_name_hint(-1, "pcm", &hints) < 0 || hints == nullptr)
+        return -1;
+    int inputs = 0;
+    for (void** h = hints; *h != nullptr; ++h) {
+        char* name = snd_device_name_get_hint(*h, "NAME");
+        char* io = snd_device_name_get_hint(*h, "IOID");
+        if (name != nullptr && std::strcmp(name, "default") != 0 &&
+            (io == nullptr || std::strcmp(io, "Input") == 0))
+            ++inputs;
+        std::free(name);
+        std::free(io);
+    }
+    snd_device_name_free_hint(hints);
+    return inputs;
+}
+
+// A steady tone into the default sink, from construction to destruction.
+class TonePlayer {
+public:
+    TonePlayer() {
+        pa_sample_spec spec{PA_SAMPLE_FLOAT32LE, kRate, 2};
+        // A short queue, so that the sink carries the tone soon after it starts.
+        pa_buffer_attr attr{};
+        attr.maxlength = static_cast<uint32_t>(-1);
+        attr.tlength = kRate / 10 * 2 * 4;
+        attr.prebuf = static_cast<uint32_t>(-1);
+        attr.minreq = static_cast<uint32_t>(-1);
+        int error = 0;
+        m_stream = pa_simple_new(nullptr, "tw-e2e-tone", PA_STREAM_PLAYBACK, nullptr, "tone", &spec, nullptr,
+                                 &attr, &error);
+        if (m_stream != nullptr)
+            m_thread = std::thread([this] { Loop(); });
+    }
+    ~TonePlayer() {
+        m_run = false;
+        if (m_thread.joinable())
+            m_thread.join();
+        if (m_stream != nullptr)
+            pa_simple_free(m_stream);
+    }
+    bool Playing() const { return m_stream != nullptr; }
+
+private:
+    static constexpr uint32_t kRate = 48000;
+    void Loop() {
+        std::vector<float> chunk(kRate / 100 * 2);
+        int64_t frame = 0;
+        while (m_run) {
+            for (size_t i = 0; i < chunk.size() / 2; ++i, ++frame)
+                chunk[2 * i] = chunk[2 * i + 1] =
+                    kAmplitude * static_cast<float>(std::sin(2.0 * M_PI * kTone * frame / kRate));
+            int error = 0;
+            if (pa_simple_write(m_stream, chunk.data(), chunk.size() * 4, &error) < 0)
+                return;
+        }
+    }
+    pa_simple* m_stream = nullptr;
+    std::thread m_thread;
+    std::atomic<bool> m_run{true};
+};
+
+// The centre of the strong red in the upper third of `area` on the screen, where the console has
+// its buttons: the record button's symbol.
+QPoint RedCentre(const QImage& screen, const QRect& area) {
+    int64_t sx = 0, sy = 0, n = 0;
+    for (int y = area.top(); y <= area.top() + area.height() / 3; ++y)
+        for (int x = area.left(); x <= area.right(); ++x) {
+            const QColor c = screen.pixelColor(x, y);
+            if (c.red() > 200 && c.green() < 110 && c.blue() < 110) {
+                sx += x;
+                sy += y;
+                ++n;
+            }
+        }
+    return n < 20 ? QPoint() : QPoint(static_cast<int>(sx / n), static_cast<int>(sy / n));
+}
+
+class DesktopRecord : public DesktopTest {};
+
+TEST_F(DesktopRecord, ATakeOfATonePlayedIntoTheSinkBecomesTheNewDocument) {
+    const int input = AlsaDefaultInput();
+    ASSERT_GE(input, 0) << "ALSA lists no devices";
+    WriteSettings("[Audio]\nInputDevice=" + std::to_string(input) + "\n");
+    XServer x;
+    ASSERT_TRUE(x.Up()) << "Xvfb did not start";
+    Child editor({std::string(TW_OUTPUT_DIR) + "/tidewright"}, Environment(x), true);
+    const QRect main = FindWindow(x, "^Vond Tidewright$");
+    ASSERT_FALSE(main.isEmpty()) << "no window";
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+
+    // Ctrl+R: an empty document has no format yet, so it is asked for first; Enter takes the
+    // defaults (44,100 Hz, 16 bits, stereo).
+    PointAt(x, main.center());
+    Xdo(x, "key --clearmodifiers ctrl+r");
+    const QRect format = FindWindow(x, "^Sample Format Settings$", 10);
+    ASSERT_FALSE(format.isEmpty()) << "no format dialog";
+    EXPECT_TRUE(Xdo(x, "search --onlyvisible --name '^Recording Console$'").empty());
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    Shot(x, format, "e2e-record-format");
+    PointAt(x, format.center());
+    Xdo(x, "key Return");
+
+    const QRect console = FindWindow(x, "^Recording Console$", 10);
+    if (console.isEmpty())
+        Shot(x, QRect(0, 0, 1280, 800), "e2e-record-failed");
+    ASSERT_FALSE(console.isEmpty()) << "no console";
+    TonePlayer tone;
+    ASSERT_TRUE(tone.Playing());
+    std::this_thread::sleep_for(std::chrono::milliseconds(700));
+    const QPoint record = RedCentre(x.Screen(), console);
+    ASSERT_FALSE(record.isNull()) << "no record button";
+
+    Xdo(x, "mousemove --sync " + std::to_string(record.x()) + " " + std::to_string(record.y()) + " click 1");
+    const auto pressed = std::chrono::steady_clock::now();
+    std::this_thread::sleep_for(std::chrono::milliseconds(800));
+    Shot(x, console, "e2e-record-console");
+    // The red symbol gave way to the pause symbol.
+    EXPECT_TRUE(RedCentre(x.Screen(), console).isNull());
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    Xdo(x, "click 1");
+    const double held = std::chrono::duration<double>(std::chrono::steady_clock::now() - pressed).count();
+    ASSERT_TRUE(WaitFor([&] { return !RedCentre(x.Screen(), console).isNull(); }, 3)) << "no pause";
+    Xdo(x, "key Return");
+    ASSERT_TRUE(WindowGone(x, "^Recording Console$")) << "the console stays";
+    std::this_thread::sleep_for(std::chrono::milliseconds(800));
+    Shot(x, main, "e2e-record-document");
+
+    // Ctrl+S asks where a new document goes; WAV is the type it offers first.
+    const fs::path saved = root / "take.wav";
+    PointAt(x, main.center());
+    Xdo(x, "key --clearmodifiers ctrl+s");
+    const QRect saveAs = FindWindow(x, "^Save As$", 10);
+    ASSERT_FALSE(saveAs.isEmpty()) << "no Save As";
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    PointAt(x, saveAs.center());
+    Xdo(x, "type --delay 5 '" + saved.string() + "'");
+    Xdo(x, "key Return");
+    ASSERT_TRUE(WindowGone(x, "^Save As$")) << "Save As stays";
+    std::vector<float> take;
+    ASSERT_TRUE(WaitFor(
+        [&] {
+            take = WavSamples(saved.string());
+            return !take.empty() && WavFrames(saved.string(), 2) == static_cast<int64_t>(take.size() / 2);
+        },
+        10))
+        << "nothing saved";
+    const double seconds = static_cast<double>(take.size() / 2) / 44100.0;
+    EXPECT_NEAR(seconds, held, 0.25) << "the button was down for " << held << " s";
+    const int64_t frames = static_cast<int64_t>(take.size() / 2);
+    const int64_t from = frames / 5;
+    const int64_t to = frames - frames / 5;
+    for (int channel = 0; channel < 2; ++channel) {
+        EXPECT_NEAR(Rms(take, 2, channel, from, to), kAmplitude / std::sqrt(2.0), 0.04) << channel;
+        EXPECT_NEAR(ToneFrequency(take, 2, channel, from, to, 44100), kTone, 2.0) << channel;
+    }
+    // Saved, the document ends without a question.
+    editor.Send("quit\n");
+    EXPECT_TRUE(WaitFor([&] { return !editor.Running(); }, 30));
+    EXPECT_EQ(editor.ExitCode(), 0);
+}
+
+} // namespace
+} // namespace tw::test
