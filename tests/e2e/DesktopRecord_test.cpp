@@ -97,6 +97,18 @@ QPoint RedCentre(const QImage& screen, const QRect& area) {
     return n < 20 ? QPoint() : QPoint(static_cast<int>(sx / n), static_cast<int>(sy / n));
 }
 
+// Lit segments of the console's meters: their green, counted in `area` of the screen.
+int LitMeterPixels(const QImage& screen, const QRect& area) {
+    int count = 0;
+    for (int y = area.top(); y <= area.bottom(); ++y)
+        for (int x = area.left(); x <= area.right(); ++x) {
+            const QColor c = screen.pixelColor(x, y);
+            if (c.green() > 180 && c.red() < 100 && c.blue() < 160)
+                ++count;
+        }
+    return count;
+}
+
 class DesktopRecord : public DesktopTest {};
 
 TEST_F(DesktopRecord, ATakeOfATonePlayedIntoTheSinkBecomesTheNewDocument) {
@@ -126,9 +138,11 @@ TEST_F(DesktopRecord, ATakeOfATonePlayedIntoTheSinkBecomesTheNewDocument) {
     if (console.isEmpty())
         Shot(x, QRect(0, 0, 1280, 800), "e2e-record-failed");
     ASSERT_FALSE(console.isEmpty()) << "no console";
+    // As a person does, the button is pressed once the meters show that the tone comes in.
     TonePlayer tone;
     ASSERT_TRUE(tone.Playing());
-    std::this_thread::sleep_for(std::chrono::milliseconds(700));
+    ASSERT_TRUE(WaitFor([&] { return LitMeterPixels(x.Screen(), console) > 200; }, 10))
+        << "the meters stay dark";
     const QPoint record = RedCentre(x.Screen(), console);
     ASSERT_FALSE(record.isNull()) << "no record button";
 
@@ -152,20 +166,18 @@ TEST_F(DesktopRecord, ATakeOfATonePlayedIntoTheSinkBecomesTheNewDocument) {
     PointAt(x, main.center());
     Xdo(x, "key --clearmodifiers ctrl+s");
     const QRect saveAs = FindWindow(x, "^Save As$", 10);
+    if (saveAs.isEmpty())
+        Shot(x, QRect(0, 0, 1280, 800), "e2e-record-failed");
     ASSERT_FALSE(saveAs.isEmpty()) << "no Save As";
     std::this_thread::sleep_for(std::chrono::milliseconds(500));
     PointAt(x, saveAs.center());
     Xdo(x, "type --delay 5 '" + saved.string() + "'");
     Xdo(x, "key Return");
     ASSERT_TRUE(WindowGone(x, "^Save As$")) << "Save As stays";
-    std::vector<float> take;
-    ASSERT_TRUE(WaitFor(
-        [&] {
-            take = WavSamples(saved.string());
-            return !take.empty() && WavFrames(saved.string(), 2) == static_cast<int64_t>(take.size() / 2);
-        },
-        10))
-        << "nothing saved";
+    // Once written, the document is read again from the file and named after it.
+    ASSERT_FALSE(FindWindow(x, "^take.wav", 20).isEmpty()) << "nothing saved";
+    const std::vector<float> take = WavSamples(saved.string());
+    ASSERT_FALSE(take.empty());
     const double seconds = static_cast<double>(take.size() / 2) / 44100.0;
     EXPECT_NEAR(seconds, held, 0.25) << "the button was down for " << held << " s";
     const int64_t frames = static_cast<int64_t>(take.size() / 2);
