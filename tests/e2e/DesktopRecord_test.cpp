@@ -161,7 +161,7 @@ TEST_F(DesktopRecord, ATakeOfATonePlayedIntoTheSinkBecomesTheNewDocument) {
     std::this_thread::sleep_for(std::chrono::milliseconds(800));
     Shot(x, main, "e2e-record-document");
 
-    // Ctrl+S asks where a new document goes; WAV is the type it offers first.
+    // Ctrl+S asks where a new document goes, offering WAV; the path is typed into its name box.
     const fs::path saved = root / "take.wav";
     PointAt(x, main.center());
     Xdo(x, "key --clearmodifiers ctrl+s");
