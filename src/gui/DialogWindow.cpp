@@ -26,6 +26,7 @@
 #include <QPushButton>
 #include <QRadioButton>
 #include <QSlider>
+#include <QTabWidget>
 #include <QTableWidget>
 #include <QTimer>
 #include <QToolButton>
@@ -268,9 +269,18 @@ CDialogWindow::Editor CDialogWindow::MakeEditor(const CDialogField& field, QWidg
         connect(edit, &QLineEdit::textEdited, this, edited);
         editor.widget = edit;
         if (field.browseFolder) {
-            editor.browse = new QPushButton("&Browse...", parent);
-            connect(editor.browse, &QPushButton::clicked, this, [this, edit, edited] {
-                const QString folder = QFileDialog::getExistingDirectory(this, "Select Folder", edit->text());
+            editor.browse =
+                new QPushButton(field.browseButton.empty() ? "&Browse..." : Q(field.browseButton), parent);
+            if (!field.browseButton.empty()) {
+                // A button of the dialog's own words ("...") is as wide as they are, and the path
+                // beside it gets the room.
+                editor.browse->setMaximumWidth(
+                    editor.browse->fontMetrics().horizontalAdvance(editor.browse->text()) + 24);
+                edit->setMinimumWidth(360);
+            }
+            const QString prompt = field.browsePrompt.empty() ? "Select Folder" : Q(field.browsePrompt);
+            connect(editor.browse, &QPushButton::clicked, this, [this, edit, edited, prompt] {
+                const QString folder = QFileDialog::getExistingDirectory(this, prompt, edit->text());
                 if (folder.isEmpty())
                     return;
                 edit->setText(folder);
@@ -432,15 +442,50 @@ CDialogWindow::Editor CDialogWindow::MakeEditor(const CDialogField& field, QWidg
     return editor;
 }
 
+QFormLayout* CDialogWindow::FormOf(const CDialogField& field, QFormLayout* top) {
+    if (field.page.empty())
+        return top;
+    if (const auto found = m_pageForms.find(field.page); found != m_pageForms.end())
+        return found->second;
+    if (m_tabs == nullptr) {
+        m_tabs = new QTabWidget(m_form);
+        m_form->layout()->addWidget(m_tabs);
+    }
+    auto* page = new QWidget(m_tabs);
+    auto* form = new QFormLayout(page);
+    form->setFieldGrowthPolicy(QFormLayout::ExpandingFieldsGrow);
+    m_tabs->addTab(page, Q(field.page));
+    m_pageForms[field.page] = form;
+    return form;
+}
+
+void CDialogWindow::ShowTabOf(QWidget* widget) {
+    if (m_tabs == nullptr || widget == nullptr)
+        return;
+    for (int i = 0; i < m_tabs->count(); ++i)
+        if (m_tabs->widget(i)->isAncestorOf(widget))
+            m_tabs->setCurrentIndex(i);
+}
+
 void CDialogWindow::BuildForm() {
     m_editors.clear();
+    m_pageForms.clear();
+    m_tabs = nullptr;
     m_form = new QWidget(this);
-    auto* form = new QFormLayout(m_form);
-    form->setContentsMargins(0, 0, 0, 0);
-    form->setFieldGrowthPolicy(QFormLayout::ExpandingFieldsGrow);
+    auto* column = new QVBoxLayout(m_form);
+    column->setContentsMargins(0, 0, 0, 0);
+    auto* top = new QFormLayout();
+    top->setFieldGrowthPolicy(QFormLayout::ExpandingFieldsGrow);
+    column->addLayout(top);
     QHBoxLayout* shared = nullptr; // the line of a row shared by several fields
     std::string sharedRow;
+    QFormLayout* sharedForm = nullptr;
     for (const CDialogField& field : m_snapshot.fields) {
+        QFormLayout* form = FormOf(field, top);
+        if (form != sharedForm) {
+            shared = nullptr; // a row never reaches across pages
+            sharedForm = form;
+        }
         if (field.kind == CDialogField::Kind::Buttons) {
             m_answerKey = field.key;
             m_answerButtons = field.options;
@@ -511,11 +556,16 @@ void CDialogWindow::BuildForm() {
         }
         m_editors.push_back(editor);
     }
-    m_form->setMinimumWidth(m_chooserInside ? 0 : 300);
+    // At least 300 wide, and never narrower than its rows need: a least width set by hand stands
+    // in for the layout's own, and tabs whose pages are wider than the page shown first would
+    // otherwise be squeezed.
+    m_form->setMinimumWidth(m_chooserInside ? 0 : std::max(300, column->minimumSize().width()));
     m_layout->insertWidget(m_chooserInside ? 2 : 0, m_form);
     for (const Editor& editor : m_editors)
-        if (editor.widget != nullptr && m_snapshot.focus == editor.widget->objectName().toStdString())
+        if (editor.widget != nullptr && m_snapshot.focus == editor.widget->objectName().toStdString()) {
+            ShowTabOf(editor.widget);
             editor.widget->setFocus();
+        }
 }
 
 void CDialogWindow::BuildButtons() {
@@ -698,7 +748,8 @@ void CDialogWindow::Apply(const CDialogSnapshot& snapshot, bool liveStand, bool 
     for (size_t i = 0; sameShape && i < snapshot.fields.size(); ++i)
         sameShape = snapshot.fields[i].key == m_snapshot.fields[i].key &&
                     snapshot.fields[i].kind == m_snapshot.fields[i].kind &&
-                    snapshot.fields[i].row == m_snapshot.fields[i].row;
+                    snapshot.fields[i].row == m_snapshot.fields[i].row &&
+                    snapshot.fields[i].page == m_snapshot.fields[i].page;
     const std::string previousFocus = m_snapshot.focus;
     if (!sameShape) {
         // Another set of fields: the form is made anew from them.
@@ -772,6 +823,7 @@ void CDialogWindow::Apply(const CDialogSnapshot& snapshot, bool liveStand, bool 
         for (Editor& editor : m_editors) {
             if (editor.widget == nullptr || editor.widget->objectName().toStdString() != snapshot.focus)
                 continue;
+            ShowTabOf(editor.widget);
             editor.widget->setFocus();
             if (auto* number = dynamic_cast<CNumberBox*>(editor.widget))
                 number->SelectAll();

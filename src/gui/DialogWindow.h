@@ -20,9 +20,11 @@
 class QButtonGroup;
 class QDialogButtonBox;
 class QFileDialog;
+class QFormLayout;
 class QLabel;
 class QProgressBar;
 class QPushButton;
+class QTabWidget;
 class QVBoxLayout;
 class QWidget;
 
@@ -88,6 +90,11 @@ private:
     };
 
     void BuildForm();
+    // The form a field goes into: `top` for a field without a page, else the form of its page's
+    // tab, made when the page first comes.
+    QFormLayout* FormOf(const CDialogField& field, QFormLayout* top);
+    // Brings forward the tab that holds `widget`, when it stands on one.
+    void ShowTabOf(QWidget* widget);
     void BuildButtons();
     Editor MakeEditor(const CDialogField& field, QWidget* parent);
     void StartFileChooser();
@@ -122,6 +129,8 @@ private:
     QPointer<QFileDialog> m_chooser;
     bool m_chooserInside = false;
     std::vector<Editor> m_editors; // one per field of m_snapshot.fields
+    QTabWidget* m_tabs = nullptr;  // the pages of the form, when its fields have pages
+    std::map<std::string, QFormLayout*> m_pageForms;
     QLabel* m_status = nullptr;
     QProgressBar* m_progress = nullptr;
     bool m_dismissed = false;

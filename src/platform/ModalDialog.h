@@ -66,8 +66,12 @@ struct CDialogField {
     // Fields with the same row text, one after another, share one line of the form under that
     // text, each with its label before it and its unit after it ("Start:" 0 h 1 min ...).
     std::string row{};
-    // Text: a "Browse..." button beside it chooses an existing folder for its text.
+    // Text: a "Browse..." button beside it chooses an existing folder for its text, starting in the
+    // folder the text names. `browsePrompt` is what the folder chooser says (empty: "Select
+    // Folder"), `browseButton` the button's text (empty: "Browse...").
     bool browseFolder = false;
+    std::string browsePrompt{};
+    std::string browseButton{};
     // Table.
     std::vector<std::string> columns{};
     std::vector<std::vector<std::string>> rows{};
@@ -75,6 +79,10 @@ struct CDialogField {
     // its key; the dialog judges it and the window shows the rows it gives back, so a refused edit
     // goes back to what the dialog keeps. Only the first column is edited.
     bool editable = false;
+    // Fields with the same page text go onto one tab of the window, titled by it, tabs in the order
+    // their pages first come; fields without a page stand above the tabs. The window shows the tab
+    // that holds the focus field.
+    std::string page{};
 
     // Button: the desktop theme's icon name shown on it (the label then becomes its tooltip), and
     // whether it shows as pressed (`value` "1"). Its menu's entries are checked where `checks` says.
