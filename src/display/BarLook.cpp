@@ -1,6 +1,6 @@
 #include "display/BarLook.h"
 
-#include "platform/Settings.h"
+#include "display/Appearance.h"
 
 namespace tw {
 
@@ -21,7 +21,7 @@ BarLook MakeBarLook(bool systemAppearance) {
 }
 
 BarLook CurrentBarLook() {
-    return MakeBarLook(GetSettingInt("View", "Appearance", 0) != 0);
+    return MakeBarLook(CurrentAppearance() != 0);
 }
 
 void FillBar(CDrawContext& dc, const PixelRect& r, const BarLook& look) {

@@ -4,6 +4,7 @@
 #include "core/LabelList.h"
 #include "core/MediaEvent.h"
 #include "core/Transform.h"
+#include "display/Appearance.h"
 #include "platform/Settings.h"
 
 #include <algorithm>
@@ -132,7 +133,7 @@ void CVisualizer::Refresh() {
 }
 
 int32_t CVisualizer::ReadAppearance() {
-    return GetSettingInt("View", "Appearance", 0);
+    return CurrentAppearance();
 }
 
 bool CVisualizer::ReadHighContrast() {

@@ -83,7 +83,8 @@ protected:
         CTransformBase* transform;
     };
 
-    // The "Appearance" setting of section "View": 0 the default colours, otherwise the platform's.
+    // The "Appearance" setting of section "View" (display/Appearance.h): 0 the default colours,
+    // otherwise the platform's.
     static int32_t ReadAppearance();
     // Whether the platform asks for high-contrast colours ("HighContrast" of section "View", off
     // unless set).

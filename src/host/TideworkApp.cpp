@@ -2,6 +2,7 @@
 
 #include "audio/AudioDeviceMgr.h"
 #include "audio/DeviceChain.h"
+#include "display/Appearance.h"
 #include "dsp/MediaMakers.h"
 #include "dsp/TransformManager.h"
 #include "host/ClipServerHooks.h"
@@ -93,6 +94,8 @@ void CTideworkApp::InitInstance() {
         // The COM class factories: the clip server's classes, with the hook through which the
         // server reaches this application object.
         StartClipServer();
+        // The colour set every document draws with, until the options change it.
+        LoadGlobalAppearance();
 
         // The further-modules folder joins the process's search path, so helper programs that
         // plug-ins start from beside them are found. Modules themselves are loaded by full path.

@@ -6,6 +6,7 @@
 #include "WaveDocument.h"
 
 #include "core/EditedMedia.h"
+#include "display/Appearance.h"
 #include "platform/Settings.h"
 
 #include <gtest/gtest.h>
@@ -255,6 +256,23 @@ TEST_F(WavePlot, PalettesFollowTheAppearanceSetting) {
     wave.Refresh();
     EXPECT_EQ(wave.GetPalette().waveTop, SystemColor(8));
     EXPECT_EQ(wave.GetPalette().selectedFocused, SystemColor(0xD));
+}
+
+TEST_F(WavePlot, WithNoStoredAppearanceTheGlobalOneDecides_AndTheStartTakesTheStoredOne) {
+    auto media = MakeDocument(2000, 1, [](int, int64_t) { return 0.0f; });
+    SetGlobalAppearance(1);
+    EXPECT_EQ(CPCMVisualizer(media.get(), false).GetPalette().waveTop, SystemColor(0x1B));
+    // A stored value wins over the global one, and the start makes it the global one.
+    ASSERT_TRUE(PutSettingInt("View", "Appearance", 0));
+    EXPECT_EQ(CPCMVisualizer(media.get(), false).GetPalette().waveTop, 0xA0C878u);
+    LoadGlobalAppearance();
+    EXPECT_EQ(GlobalAppearance(), 0);
+    // Without a stored value the start keeps what is in force.
+    ASSERT_TRUE(DeleteSetting("View", "Appearance"));
+    SetGlobalAppearance(1);
+    LoadGlobalAppearance();
+    EXPECT_EQ(GlobalAppearance(), 1);
+    SetGlobalAppearance(0);
 }
 
 TEST_F(WavePlot, StatusTextAndValuePositions) {
