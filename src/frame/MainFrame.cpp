@@ -1,11 +1,14 @@
 #include "frame/MainFrame.h"
 
+#include "audio/DeviceChain.h"
 #include "dsp/TransformManager.h"
 #include "frame/AboutDlg.h"
 #include "frame/Accelerators.h"
 #include "frame/CustomizeDlg.h"
+#include "frame/DeviceDialog.h"
 #include "frame/FrameLayout.h"
 #include "frame/HelpPages.h"
+#include "frame/OptionsSheet.h"
 #include "frame/RecentFileList.h"
 #include "frame/ToolbarButtons.h"
 
@@ -70,6 +73,10 @@ CMainFrame::CMainFrame() {
     });
     m_commands.AddCommand(kHostBarCancel,
                           [this](uint32_t) { CWindow::PostMessage(GetSafeHandle(), WM_CLOSE); });
+    m_commands.AddCommand(kEditorOptions, [this](uint32_t) { OpenOptions(0); });
+    m_commands.AddCommand(kDirectxSettings, [this](uint32_t) { OpenOptions(kDirectxPage); });
+    m_commands.AddCommand(kVstSettings, [this](uint32_t) { OpenOptions(kVstPage); });
+    m_commands.AddCommand(kDeviceSettings, [this](uint32_t) { OpenDeviceSettings(); });
     for (uint32_t id = kFirstWindowEntry; id <= kLastWindowEntry; ++id)
         m_commands.AddCommand(id, [](uint32_t entry) {
             if (IDocumentHost* host = DocumentHost())
@@ -167,6 +174,16 @@ void CMainFrame::OnCustomize() {
         LayoutChangedEverywhere();
     else
         PublishLayout();
+}
+
+int CMainFrame::OpenOptions(uint32_t startPage) {
+    COptionsSheet sheet(startPage);
+    return sheet.DoModal(GetSafeHandle());
+}
+
+int CMainFrame::OpenDeviceSettings() {
+    CDeviceDialog dialog(DeviceChain());
+    return dialog.DoModal(GetSafeHandle());
 }
 
 void CMainFrame::LoadLayout(CFrameLayout& layout) {
@@ -400,6 +417,12 @@ intptr_t CMainFrame::Dispatch(uint32_t message, uintptr_t wParam, intptr_t lPara
         return 0;
     case kLayoutChanged:
         PublishLayout();
+        return 0;
+    case WM_SETTINGCHANGE:
+        // The view makes its visualizer anew with the colours now in force, and repaints.
+        if (m_view.GetSafeHandle() != 0)
+            CWindow::SendMessage(m_view.GetSafeHandle(), message, wParam, lParam);
+        PublishIdle();
         return 0;
     case WM_DESTROY: {
         if (m_created && Presentation().ShowsWindows())

@@ -33,6 +33,12 @@ public:
     // Posted to a frame when what every frame shows in its menus or bars changed (the recent files,
     // the customised toolbars): the frame publishes its layout again.
     static constexpr uint32_t kLayoutChanged = WM_APP + 0x3F12;
+    static constexpr uint32_t kDeviceSettings = 32824;
+    static constexpr uint32_t kEditorOptions = 32827;
+    static constexpr uint32_t kDirectxSettings = 32858; // the options at the LADSPA page
+    static constexpr uint32_t kVstSettings = 32859;     // the options at the LV2 page
+    static constexpr uint32_t kDirectxPage = 573;
+    static constexpr uint32_t kVstPage = 6041;
 
     // What the edit history bar's list reports, posted to the frame: wParam is HistoryAction in its
     // low byte and the row plus one above it; lParam a point in the view's coordinates
@@ -74,6 +80,11 @@ public:
     // Publishes menus, bars and buttons as they stand now: the recent files in the File menu, the
     // toolbars without the buttons a person took off. Nothing where nobody sees windows.
     void PublishLayout();
+    // The options sheet, modal over the frame, showing first the page with resource id `startPage`
+    // (0, or a page the sheet does not hold: its first). The sheet's result.
+    int OpenOptions(uint32_t startPage = 0);
+    // The device settings over the frame, listing the application's device manager chain.
+    int OpenDeviceSettings();
 
     // Offers a command to the view, then to the frame's own rows. False when nobody took it.
     bool OnCmdMsg(uint32_t id, uint32_t code = 0);

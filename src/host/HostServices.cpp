@@ -6,6 +6,7 @@
 #include "host/HostLink.h"
 #include "host/TKThread.h"
 #include "host/TideworkApp.h"
+#include "platform/Messages.h"
 #include "platform/Presentation.h"
 #include "platform/Utf.h"
 #include "platform/Window.h"
@@ -13,6 +14,7 @@
 #include <tidework/tidework.h>
 
 #include <mutex>
+#include <vector>
 
 namespace tw {
 
@@ -46,6 +48,20 @@ void CHostServices::ActivateDocument(int index) {
     // The lock is let go first: raising a frame may reach its thread.
     if (frame != 0)
         Presentation().FrameToTop(frame);
+}
+
+void CHostServices::SettingsChanged() {
+    std::vector<WindowHandle> frames;
+    {
+        CFileThreadList& list = CFileThreadList::Instance();
+        std::lock_guard<std::recursive_mutex> lock(list.Lock());
+        for (CTKThread* thread : list.Threads())
+            if (const WindowHandle frame = thread->GetFrameHandle(); frame != 0)
+                frames.push_back(frame);
+    }
+    // Posted after the lock is let go: a frame's thread may be waiting for the list meanwhile.
+    for (const WindowHandle frame : frames)
+        CWindow::PostMessage(frame, WM_SETTINGCHANGE);
 }
 
 bool CHostServices::OpenDocument(const std::string& path) {

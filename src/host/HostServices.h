@@ -19,6 +19,7 @@ public:
     // The list is changed under its own lock; the frames hear of it only when it changed.
     void AddRecentFile(const std::string& path) override;
     void RefreshFrameLayouts(WindowHandle except) override;
+    void SettingsChanged() override;
     void NewDocument(ITkCloseCallback* callback) override;
 };
 

@@ -123,6 +123,13 @@ std::string CDirectoryManager::GetDirectory(int key) {
     return out;
 }
 
+std::string CDirectoryManager::GetFolder(int key) {
+    std::string folder = GetDirectory(key);
+    if (folder.size() > 1 && folder.back() == '/')
+        folder.pop_back();
+    return folder;
+}
+
 void CDirectoryManager::SetDirectory(int key, const std::string& path) {
     const char* name = WriteName(key);
     if (name == nullptr)

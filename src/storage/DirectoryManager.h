@@ -15,6 +15,9 @@ public:
     // key is unknown or the folder cannot be made.
     bool GetDirectory(int key, std::string& out);
     std::string GetDirectory(int key); // empty on failure
+    // The same folder as a person reads it, without the trailing '/' (the root stays "/"); empty on
+    // failure.
+    std::string GetFolder(int key);
     // Stores the value for keys 1-4; others are ignored.
     void SetDirectory(int key, const std::string& path);
     // Makes every missing level of `path`; stops at the first failure. True when it exists after.

@@ -42,6 +42,9 @@ public:
     // What every frame shows in its menus or bars changed: each document's frame but `except`
     // publishes its layout again, on its own thread.
     virtual void RefreshFrameLayouts(WindowHandle except) {}
+    // Settings of how documents look changed (the options' View page): every open document's frame
+    // gets the settings-changed notice, posted, so each repaints on its own thread.
+    virtual void SettingsChanged() {}
 };
 
 // The registered host, or null.

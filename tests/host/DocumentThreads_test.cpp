@@ -10,11 +10,14 @@
 
 #include "core/EditedMedia.h"
 #include "core/ObjectPool.h"
+#include "display/Appearance.h"
+#include "display/PCMVisualizer.h"
 #include "host/FileThreadList.h"
 #include "host/TKThread.h"
 #include "platform/Messages.h"
 #include "platform/ModalDialog.h"
 #include "platform/Presentation.h"
+#include "platform/Settings.h"
 #include "platform/Window.h"
 #include "storage/PCMAudio.h"
 
@@ -331,6 +334,45 @@ TEST_F(InProcess, AutoClose_Set_EndsTheApplicationLoopWithTheLastDocument) {
 TEST_F(InProcess, AutoClose_Clear_KeepsTheApplicationLoopRunning) {
     EXPECT_EQ(RunApplicationThread(0, std::chrono::milliseconds(800)), 0);
     EXPECT_TRUE(WaitIdle());
+}
+
+TEST_F(InProcess, TheColourSetChosenInOneDocumentsOptionsRedrawsEveryDocument) {
+    ASSERT_TRUE(PutSettingInt("View", "Appearance", 0));
+    ASSERT_EQ(tkNewFile(nullptr, nullptr), 0);
+    ASSERT_EQ(tkNewFile(nullptr, nullptr), 0);
+    const auto docs = FramesAndViews();
+    ASSERT_EQ(docs.size(), 2u);
+    // The wave colour each document's visualizer draws with, read on its own thread.
+    auto waveColour = [](WindowHandle view) {
+        auto colour = std::make_shared<std::promise<ColorRef>>();
+        std::future<ColorRef> future = colour->get_future();
+        CWindow::LoopOf(view)->PostCall([colour, view] {
+            auto* document = dynamic_cast<CChildView*>(CWindow::FromHandle(view));
+            auto* wave =
+                document != nullptr ? dynamic_cast<CPCMVisualizer*>(document->GetVisualizer()) : nullptr;
+            colour->set_value(wave != nullptr ? wave->GetPalette().waveTop : 0);
+        });
+        return future.get();
+    };
+    const ColorRef greenOnBlack = MakeWavePalette(0, false).waveTop;
+    const ColorRef normal = MakeWavePalette(1, false).waveTop;
+    for (const auto& [frame, view] : docs)
+        EXPECT_EQ(waveColour(view), greenOnBlack);
+
+    presentation->OnDialog("Options", [](CModalDialog& sheet) {
+        sheet.SetFormField("greenOnBlack", "0");
+        sheet.OnOK();
+    });
+    CWindow::SendMessage(docs[1].first, WM_COMMAND, CMainFrame::kEditorOptions);
+    EXPECT_EQ(GlobalAppearance(), 1);
+    for (const auto& [frame, view] : docs) {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (waveColour(view) != normal && std::chrono::steady_clock::now() < end)
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        EXPECT_EQ(waveColour(view), normal);
+    }
+    DeleteSetting("View", "Appearance");
+    SetGlobalAppearance(0);
 }
 
 TEST_F(InProcess, AClipsEditorOpensOnceAndKeepChangesGoesBackIntoTheClip) {
