@@ -9,6 +9,7 @@
 #include "platform/Settings.h"
 #include "platform/StringTable.h"
 #include "platform/Utf.h"
+#include "storage/DirectoryManager.h"
 #include "storage/FileFilterManager.h"
 #include "storage/FilteredInput.h"
 #include "storage/PCMAudio.h"
@@ -24,6 +25,7 @@ namespace {
 
 constexpr uint32_t kProductName = 128;
 constexpr uint32_t kReadFailed = 141;
+constexpr int kMusicDirectory = 4;
 
 bool HasSuffix(const std::string& path, const char* suffix) {
     return path.size() >= 3 && EqualsNoCase(path.substr(path.size() - 3), suffix);
@@ -50,7 +52,10 @@ std::string OpenFilterText() {
 // Where the file dialogs start: the music folder, or the last folder used unless the music folder
 // is asked for always.
 std::string StartDirectory() {
-    const std::string music = MusicFolder();
+    // The music folder of the options, which follows the platform's unless a person chose another.
+    std::string music = CDirectoryManager().GetFolder(kMusicDirectory);
+    if (music.empty())
+        music = MusicFolder();
     if (GetSettingInt("Directories", "UseMyMusicFolder", 0) != 0)
         return music;
     return GetSettingString("Directories", "Last", music);

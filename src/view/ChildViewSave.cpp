@@ -128,6 +128,10 @@ int CChildView::RunSaveTask(CFilteredOutput* filter, IBasicIO* peakTarget, const
         ShowMessageBox(FormatString(kWriteFailed, path), MB_ICONWARNING, GetSafeHandle());
         return 2;
     }
+    // A file is quantised as playback is: the same dither and noise shaping settings, no keys of
+    // its own.
+    sink.SetDither(GetSettingInt("AudioOutput", "Dithering", 0) != 0,
+                   GetSettingInt("AudioOutput", "NoiseShapingFilter", 1));
     CSaveThread task(m_media, sink, section);
     CProgressDialog progress(task);
     const int result = progress.DoModal(GetSafeHandle());

@@ -6,6 +6,7 @@
 #include "platform/Settings.h"
 #include "platform/StringTable.h"
 #include "platform/Utf.h"
+#include "storage/DirectoryManager.h"
 #include "storage/FileFilterManager.h"
 #include "storage/FilteredOutput.h"
 
@@ -18,6 +19,7 @@ namespace tw {
 namespace {
 
 constexpr const char* kSection = "SaveTracks";
+constexpr int kMusicDirectory = 4;
 
 std::string CurrentFolder() {
     char buffer[PATH_MAX];
@@ -71,7 +73,9 @@ std::string TrackPath(const std::string& directory, const std::string& name) {
 
 CSaveTracksDlg::CSaveTracksDlg(int32_t trackCount, const WAVEFORMATEX& format)
     : m_trackCount(trackCount), m_format(format) {
-    m_directory = MusicFolder();
+    m_directory = CDirectoryManager().GetFolder(kMusicDirectory);
+    if (m_directory.empty())
+        m_directory = MusicFolder();
     if (GetSettingInt("Directories", "UseMyMusicFolder", 0) == 0)
         m_directory = GetSettingString(kSection, "LastPlaylist", m_directory);
     if (m_directory.empty() || !CFile::IsDirectory(m_directory))

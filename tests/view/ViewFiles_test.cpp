@@ -3,12 +3,15 @@
 #include "ViewTestSupport.h"
 
 #include "platform/File.h"
+#include "platform/Settings.h"
 #include "platform/StringTable.h"
+#include "storage/DirectoryManager.h"
 #include "view/DocumentHost.h"
 #include "view/SaveDialogs.h"
 #include "view/UndoEntry.h"
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <sys/file.h>
@@ -298,6 +301,61 @@ TEST_F(ViewFilesTest, TheFileCommandsFollowTheDocument) {
     Command(CChildView::kOpen);
     EXPECT_EQ(host.handedOn, std::vector<std::string>{other});
     EXPECT_EQ(view->GetMedia().GetLength(), 1000);
+}
+
+TEST_F(ViewFilesTest, TheOpenDialogStartsInTheLastFolderOrInTheMusicFolderOfTheOptions) {
+    const std::string music = home.root + "/music";
+    const std::string last = home.root + "/last";
+    fs::create_directories(last);
+    CDirectoryManager().SetDirectory(4, music);
+    const struct {
+        const char* last; // null: none stored
+        int useMusic;
+        std::string expected;
+    } cases[] = {{nullptr, 0, music}, {last.c_str(), 0, last}, {last.c_str(), 1, music}};
+    for (const auto& c : cases) {
+        if (c.last != nullptr)
+            PutSettingString("Directories", "Last", c.last);
+        PutSettingInt("Directories", "UseMyMusicFolder", c.useMusic);
+        std::string start;
+        presentation->OnDialog("FileOpen", [&start](CModalDialog& d) {
+            start = static_cast<CFileDialog&>(d).GetInitialFolder();
+            d.OnCancel();
+        });
+        Command(CChildView::kOpen);
+        EXPECT_EQ(start, c.expected) << c.useMusic;
+    }
+}
+
+TEST_F(ViewFilesTest, AFileIsQuantisedWithTheDitherOfTheOutputSettings) {
+    LoadWav(4000);
+    for (int dithering : {0, 1}) {
+        SCOPED_TRACE(dithering);
+        PutSettingInt("AudioOutput", "Dithering", dithering);
+        const std::string part = home.root + "/dither" + std::to_string(dithering) + ".wav";
+        AnswerSaveDialog(part);
+        Select(0, 4000);
+        Command(CChildView::kCopyToFile);
+        // Read as a stream of its own: a second view on this thread would end its loop when it goes.
+        CEditedMedia copy;
+        AddFile(copy, part);
+        const std::vector<float> samples = Channel0(copy);
+        ASSERT_EQ(samples.size(), 4000u);
+        int changed = 0;
+        float largest = 0;
+        for (int64_t f = 0; f < 4000; ++f) {
+            const float difference = std::fabs(samples[static_cast<size_t>(f)] - Written(f));
+            changed += difference > 0 ? 1 : 0;
+            largest = std::max(largest, difference);
+        }
+        if (dithering == 0) {
+            EXPECT_EQ(changed, 0);
+        } else {
+            // Noise of a few steps of the 16-bit grid, shaped by the stored filter.
+            EXPECT_GT(changed, 0);
+            EXPECT_LE(largest, 8.0f / 32768.0f);
+        }
+    }
 }
 
 TEST_F(ViewFilesTest, ACancelledSaveAsToANewFileDeletesItWithoutABox) {

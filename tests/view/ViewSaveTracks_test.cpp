@@ -5,7 +5,6 @@
 
 #include "platform/File.h"
 #include "platform/FileDialog.h"
-#include "platform/Paths.h"
 #include "platform/Settings.h"
 #include "view/SaveTracksDlg.h"
 
@@ -239,12 +238,14 @@ TEST_F(ViewSaveTracksTest, TheDialogKeepsItsChoicesAndStartsInAFolderThatExists)
         EXPECT_EQ(dialog.GetDirectory(), fs::current_path().string());
         EXPECT_TRUE(dialog.GetCreatePlaylist());
     }
-    // With the music folder always used, the folder chosen is not stored.
+    // With the music folder always used, the folder chosen is not stored. The music folder is
+    // the one of the options.
     PutSettingInt("Directories", "UseMyMusicFolder", 1);
     PutSettingString("SaveTracks", "LastPlaylist", folder);
+    PutSettingString("Directories", "MyMusic", home.root + "/music");
     {
         CSaveTracksDlg dialog(1, PcmFormat(2, 44100, 16));
-        EXPECT_EQ(dialog.GetDirectory(), MusicFolder());
+        EXPECT_EQ(dialog.GetDirectory(), home.root + "/music");
         dialog.SetFormField("directory", other);
     }
     EXPECT_EQ(GetSettingString("SaveTracks", "LastPlaylist", ""), folder);
