@@ -2,6 +2,7 @@
 
 #include "platform/File.h"
 #include "platform/Messages.h"
+#include "platform/Paths.h"
 #include "platform/Presentation.h"
 #include "platform/Settings.h"
 #include "platform/StringTable.h"
@@ -14,6 +15,13 @@ constexpr const char* kSection = "Directories";
 constexpr const char* kFolderPrompt = "Please select a folder from the tree view below:";
 constexpr const char* kMissingFolder =
     "The folder %s does not exist. Are you sure you want to change the folder setting?";
+
+// A folder as typed, with a leading "~" read as the home folder, as a shell would.
+std::string TypedFolder(const std::string& text) {
+    if (text == "~" || text.rfind("~/", 0) == 0)
+        return HomeFolder() + text.substr(1);
+    return text;
+}
 
 CDialogField Check(const char* key, const char* label, bool checked) {
     return CDialogField{key, label, CDialogField::Kind::Check, checked ? "1" : "0", {}, true};
@@ -46,7 +54,7 @@ std::vector<CDialogField> CDirectoriesPage::GetFields() const {
 bool CDirectoriesPage::SetField(const std::string& key, const std::string& value) {
     for (Folder& folder : m_folders)
         if (key == folder.key) {
-            folder.value = value;
+            folder.value = TypedFolder(value);
             return true;
         }
     if (key == "recreatePeaks")

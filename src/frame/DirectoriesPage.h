@@ -19,7 +19,8 @@ public:
     uint32_t GetResourceId() const override { return kResourceId; }
     std::string GetTitle() const override { return "Directories"; }
     std::vector<CDialogField> GetFields() const override;
-    // Folders "temporary", "peakFiles", "myMusic" as typed; checks "recreatePeaks", "useMyMusic".
+    // Folders "temporary", "peakFiles", "myMusic" as typed ("~" the home folder); checks
+    // "recreatePeaks", "useMyMusic".
     bool SetField(const std::string& key, const std::string& value) override;
     // Asks, folder by folder, about each that does not exist; false at the first No.
     bool CanApply(WindowHandle sheet) override;
