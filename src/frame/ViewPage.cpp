@@ -1,9 +1,7 @@
 #include "frame/ViewPage.h"
 
 #include "display/Appearance.h"
-#include "platform/Messages.h"
 #include "platform/Settings.h"
-#include "platform/Window.h"
 #include "view/DocumentHost.h"
 
 namespace tw {
@@ -43,7 +41,7 @@ bool CViewPage::SetField(const std::string& key, const std::string& value) {
     return true;
 }
 
-void CViewPage::OnOK(WindowHandle frame) {
+void CViewPage::OnOK(WindowHandle) {
     PutSettingInt(kSection, "Show Axis", m_showAxis ? 1 : 0);
     PutSettingInt(kSection, "Show Ruler", m_showRuler ? 1 : 0);
     PutSettingInt(kSection, "Trace Playback", m_tracePlayback ? 1 : 0);
@@ -52,8 +50,6 @@ void CViewPage::OnOK(WindowHandle frame) {
     SetGlobalAppearance(appearance);
     if (IDocumentHost* host = DocumentHost())
         host->SettingsChanged();
-    else if (frame != 0)
-        CWindow::PostMessage(frame, WM_SETTINGCHANGE); // a frame without a module: its own document
 }
 
 } // namespace tw
