@@ -5,6 +5,7 @@
 
 #include "storage/PeakTestSupport.h"
 
+#include "audio/DeviceChain.h"
 #include "display/Appearance.h"
 #include "frame/MainFrame.h"
 #include "platform/MessageLoop.h"
@@ -37,6 +38,7 @@ protected:
         ASSERT_TRUE(frame->LoadFrame());
     }
     void TearDown() override {
+        SetDeviceChain(nullptr); // a test's own chain goes with it
         frame.reset();
         loop.reset();
         SetPresentation(std::make_shared<CHeadlessPresentation>());
