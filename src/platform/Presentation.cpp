@@ -321,6 +321,12 @@ void CHeadlessPresentation::MeterReset(WindowHandle frame) {
     ++m_meterUpdates[frame];
 }
 
+void CHeadlessPresentation::SpectrumCurves(WindowHandle frame, const CSpectrumCurves& curves) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_spectra[frame] = curves;
+    ++m_spectrumUpdates[frame];
+}
+
 void CHeadlessPresentation::TransportButtons(WindowHandle frame, const std::vector<uint32_t>& commands) {
     Record("transport", std::to_string(commands.size()), frame);
     std::lock_guard<std::mutex> lock(m_mutex);
@@ -382,6 +388,18 @@ int CHeadlessPresentation::MeterUpdates(WindowHandle frame) const {
     std::lock_guard<std::mutex> lock(m_mutex);
     auto it = m_meterUpdates.find(frame);
     return it == m_meterUpdates.end() ? 0 : it->second;
+}
+
+CSpectrumCurves CHeadlessPresentation::LastSpectrum(WindowHandle frame) const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    auto it = m_spectra.find(frame);
+    return it == m_spectra.end() ? CSpectrumCurves() : it->second;
+}
+
+int CHeadlessPresentation::SpectrumUpdates(WindowHandle frame) const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    auto it = m_spectrumUpdates.find(frame);
+    return it == m_spectrumUpdates.end() ? 0 : it->second;
 }
 
 std::vector<uint32_t> CHeadlessPresentation::LastTransportButtons(WindowHandle frame) const {

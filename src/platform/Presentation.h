@@ -128,6 +128,17 @@ struct CListModel {
     bool operator==(const CListModel&) const = default;
 };
 
+// What the spectrum analyzer bar shows: per channel (the first two of the analysed block) the
+// magnitudes of one FFT as levels, 0 at -100 dB and 1 at 0 dB (below -100 dB they go under 0; a
+// bin of no energy is -0.44). Point i of n sits at i / n across the bar and is the bin of frequency
+// i * sampleRate / fftSize.
+struct CSpectrumCurves {
+    int32_t sampleRate = 0;
+    int32_t fftSize = 0;
+    std::vector<std::vector<float>> curves; // one for a mono block, else two
+    bool operator==(const CSpectrumCurves&) const = default;
+};
+
 enum class CursorShape { Arrow, SizeWE, CrossFade, EffectTag, Wait };
 
 class IPresentation {
@@ -192,6 +203,8 @@ public:
     virtual void MeterLevels(WindowHandle frame, const std::vector<int>& levels) = 0;
     // The meters fall back to rest (no playback).
     virtual void MeterReset(WindowHandle frame) = 0;
+    // A new spectrum for the frame's analyzer bar; sent only while the bar shows.
+    virtual void SpectrumCurves(WindowHandle frame, const CSpectrumCurves& curves) {}
     // The commands of the transport bar's buttons in order: the one place that shows play section
     // (32772), play all (32773) or pause (32837) changes as playback starts and stops.
     virtual void TransportButtons(WindowHandle frame, const std::vector<uint32_t>& commands) = 0;
@@ -260,6 +273,7 @@ public:
     void PlayCursor(WindowHandle view, int x, int top, int bottom) override;
     void MeterLevels(WindowHandle frame, const std::vector<int>& levels) override;
     void MeterReset(WindowHandle frame) override;
+    void SpectrumCurves(WindowHandle frame, const CSpectrumCurves& curves) override;
     void TransportButtons(WindowHandle frame, const std::vector<uint32_t>& commands) override;
     void HistoryList(WindowHandle frame, const CListModel& list) override;
     void FocusBar(WindowHandle frame, uint32_t bar) override;
@@ -282,6 +296,9 @@ public:
     std::vector<int> LastMeterLevels(WindowHandle frame) const;
     // How many meter publications (levels or resets) a frame received.
     int MeterUpdates(WindowHandle frame) const;
+    // The spectrum last published to a frame (empty when none) and how many were.
+    CSpectrumCurves LastSpectrum(WindowHandle frame) const;
+    int SpectrumUpdates(WindowHandle frame) const;
     std::vector<uint32_t> LastTransportButtons(WindowHandle frame) const;
     CListModel LastHistoryList(WindowHandle frame) const;
     // The layout a frame last published; empty when it published none.
@@ -329,6 +346,8 @@ private:
     std::map<WindowHandle, int> m_playCursors;
     std::map<WindowHandle, std::vector<int>> m_meters;
     std::map<WindowHandle, int> m_meterUpdates;
+    std::map<WindowHandle, CSpectrumCurves> m_spectra;
+    std::map<WindowHandle, int> m_spectrumUpdates;
     std::map<WindowHandle, std::vector<uint32_t>> m_transportButtons;
     std::map<WindowHandle, CListModel> m_historyLists;
     std::map<WindowHandle, uint32_t> m_focusBars;
