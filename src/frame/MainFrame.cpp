@@ -55,7 +55,11 @@ CMainFrame::CMainFrame() {
                          bars::kVerticalZoom, bars::kSpectrumAnalyzer, bars::kEditHistory}) {
         m_barVisible[bar] =
             bar == bars::kStandardToolbar || bar == bars::kTransportToolbar || bar == bars::kVerticalZoom;
-        m_commands.AddCommand(bar, [this, bar](uint32_t) { m_barVisible[bar] = !m_barVisible[bar]; });
+        m_commands.AddCommand(bar, [this, bar](uint32_t) {
+            m_barVisible[bar] = !m_barVisible[bar];
+            if (bar == bars::kSpectrumAnalyzer)
+                SyncSpectrumBar();
+        });
         m_commands.AddUpdate(bar, [this, bar](CCmdUI& ui) {
             ui.Enable(true);
             ui.SetCheck(m_barVisible[bar] ? 1 : 0);
@@ -111,6 +115,8 @@ bool CMainFrame::LoadFrame() {
     }
     m_created = true;
     m_history = std::make_unique<CEditHistory>(m_view);
+    m_spectrum.SetFrame(handle);
+    m_view.SetSpectrumAnalyzer(&m_spectrum);
     Presentation().FrameCreated(handle);
     // The transform list is built for menus only where there are menus to show.
     if (Presentation().ShowsWindows()) {
@@ -119,6 +125,7 @@ bool CMainFrame::LoadFrame() {
         ApplyHiddenButtons(layout.toolbars);
         FillRecentFiles(layout.menuBar, CRecentFileList::Stored().Entries());
         Presentation().FrameLayout(handle, layout);
+        SyncSpectrumBar();
     }
     return true;
 }
@@ -232,6 +239,15 @@ void CMainFrame::FocusStep(int step) {
     Presentation().FocusBar(GetSafeHandle(), bar);
 }
 
+void CMainFrame::SyncSpectrumBar() {
+    const bool visible = m_barVisible[bars::kSpectrumAnalyzer];
+    if (visible == m_spectrum.IsVisible())
+        return;
+    m_spectrum.SetVisible(visible);
+    if (visible)
+        m_view.ShowSpectrumAt(m_view.GetSelection().m_start);
+}
+
 void CMainFrame::OnDropFiles(const std::vector<std::string>& paths) {
     m_view.OnDropFiles(paths);
     m_view.UpdateWindow();
@@ -342,6 +358,10 @@ void CMainFrame::PublishIdle() {
             states.push_back(ui.State());
         }
     PublishPanes();
+    // Commands move the cursor too (Select All, an undo, a marker dialog): whatever moved it, the
+    // analyzer at rest follows it here, once per new position.
+    if (m_spectrum.IsVisible() && m_view.Idle() && m_view.GetSelection().m_start != m_spectrum.LastPosition())
+        m_view.ShowSpectrumAt(m_view.GetSelection().m_start);
     // The idle runs after every message; the history's rows are read again only when they changed.
     if (m_history && m_history->Revision() != m_publishedHistoryRevision) {
         m_publishedHistoryRevision = m_history->Revision();
@@ -428,6 +448,8 @@ intptr_t CMainFrame::Dispatch(uint32_t message, uintptr_t wParam, intptr_t lPara
         if (m_created && Presentation().ShowsWindows())
             StoreLayout();
         m_history.reset();
+        m_spectrum.SetVisible(false);
+        m_view.SetSpectrumAnalyzer(nullptr);
         m_view.DestroyWindow();
         if (m_created)
             Presentation().FrameDestroyed(GetSafeHandle());

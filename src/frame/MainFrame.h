@@ -2,6 +2,7 @@
 // reaches (close, save query), it titles itself through the presentation and it owns the view.
 #pragma once
 
+#include "dsp/SpectAnalyzer.h"
 #include "platform/Presentation.h"
 #include "platform/Window.h"
 #include "view/ChildView.h"
@@ -75,6 +76,7 @@ public:
     // settings when the frame goes.
     void SetSavedState(const std::string& state) { m_savedState = state; }
     const CEditHistory* GetEditHistory() const { return m_history.get(); }
+    const CSpectAnalyzer& GetSpectrumAnalyzer() const { return m_spectrum; }
     // The bar with Keep Changes and Cancel, shown while the frame edits a host's clip.
     void ShowHostBar(bool show);
     // Publishes menus, bars and buttons as they stand now: the recent files in the File menu, the
@@ -98,6 +100,8 @@ private:
     intptr_t OnQueryEndSession();
     void OnHistoryMessage(uintptr_t wParam, intptr_t lParam);
     void PublishPanes();
+    // The analyzer follows its bar's toggle; a bar that comes up shows the cursor at once.
+    void SyncSpectrumBar();
     void LoadLayout(CFrameLayout& layout);
     // Opens entry `index` of the recent files here when this document is empty, else in a window of
     // its own; an entry that fails to open leaves the list.
@@ -108,6 +112,8 @@ private:
     void StoreLayout();
     intptr_t Dispatch(uint32_t message, uintptr_t wParam, intptr_t lParam);
 
+    // Before the view: a view that stops its playback as it goes still reaches the analyzer.
+    CSpectAnalyzer m_spectrum;
     CChildView m_view;
     std::unique_ptr<CEditHistory> m_history;
     CListModel m_publishedHistory;

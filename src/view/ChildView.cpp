@@ -109,6 +109,8 @@ void CChildView::DocumentChanged() {
         m_visualizer->Refresh();
     Paint();
     UpdateScrollBar();
+    // The sound under the cursor may have changed with the edit.
+    ShowSpectrumAt(m_selection.m_start);
     // Crash recovery finds exactly what this wrote.
     SaveProjectState();
     m_modified = 1;

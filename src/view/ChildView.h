@@ -43,6 +43,7 @@ class CAudioOut;
 class CFilteredOutput;
 class CLabelData;
 class CMediaEvent;
+class CSpectAnalyzer;
 class CStreamOut;
 class CTransformPlugin;
 class CUndoEntry;
@@ -291,6 +292,12 @@ public:
     void SetChannelMask(uint32_t mask);
     uint32_t GetChannelMask() const;
 
+    // ---- the frame's spectrum analyzer (ChildViewTransport.cpp) ----
+    // The analyzer of the frame around the view (not owned; null when the frame has none).
+    void SetSpectrumAnalyzer(CSpectAnalyzer* analyzer) { m_spectrum = analyzer; }
+    // When the analyzer's bar shows and no playback runs, it analyses the media at `s`.
+    void ShowSpectrumAt(int64_t s);
+
     // ---- recording (ChildViewRecord.cpp) ----
     // The Record command: the recording console on a temporary file, then the take inserted (or
     // written over the selection's start) under one undo stage.
@@ -401,6 +408,7 @@ private:
     bool m_statePending = false;
     std::thread m_playThread;
     CTransportBar m_transportBar;
+    CSpectAnalyzer* m_spectrum = nullptr;
 };
 
 } // namespace tw

@@ -69,6 +69,7 @@ void CChildView::OnKeyDown(uint32_t key, intptr_t modifiers) {
     m_viewSection.Normalize();
     m_selection.m_start = std::clamp<int64_t>(m_selection.m_start, 0, mediaLength);
     m_selection.m_end = std::clamp<int64_t>(m_selection.m_end, 0, mediaLength);
+    ShowSpectrumAt(m_selection.m_start);
     UpdateScrollBar();
     Invalidate();
 }

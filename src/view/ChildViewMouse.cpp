@@ -74,6 +74,7 @@ void CChildView::OnLButtonDown(uintptr_t flags, int x, int y) {
     m_selection.m_start = m_selection.m_end = SampleFromX(x);
     m_selecting = 1;
     Invalidate();
+    ShowSpectrumAt(m_selection.m_start);
     SetCursor(CursorShape::SizeWE);
 }
 

@@ -166,6 +166,7 @@ bool CChildView::LoadFile(const std::string& path) {
         m_visualizer->Refresh();
     UpdateScrollBar();
     Invalidate();
+    ShowSpectrumAt(m_selection.m_start);
     m_modified = 0;
     if (IDocumentHost* host = DocumentHost()) {
         // A recovered working container is no file a person would open again by name.

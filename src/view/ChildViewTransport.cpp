@@ -1,12 +1,14 @@
 // CChildView: the transport. Play section, play all, looped play, stop and the pause button; the
 // start and the stop handshake around the play thread; the 25 ms timer that moves the play cursor,
-// feeds the level meters every third tick, turns the page and tells the position; and the end of a
-// playback, which the timer finds by the device pointer the play thread cleared.
+// feeds the level meters and the spectrum analyzer every third tick, turns the page and tells the
+// position; and the end of a playback, which the timer finds by the device pointer the play thread
+// cleared.
 #include "view/ChildView.h"
 
 #include "audio/AudioOut.h"
 #include "audio/DeviceChain.h"
 #include "audio/PlayRequest.h"
+#include "dsp/SpectAnalyzer.h"
 #include "dsp/TransformPlugin.h"
 #include "platform/Messages.h"
 #include "platform/Presentation.h"
@@ -156,6 +158,15 @@ void CChildView::PlaybackEnded() {
     m_gate.UnlockWrite();
     delete left;
     SetPlayButtons(false, false);
+    // The analyzer showed what played; at rest it shows the cursor again.
+    ShowSpectrumAt(m_selection.m_start);
+}
+
+void CChildView::ShowSpectrumAt(int64_t s) {
+    // A playback's reads run the document's transforms on the play thread: the spectrum then
+    // comes from the device instead (OnPlayTimer).
+    if (m_spectrum != nullptr && !IsPlaying())
+        m_spectrum->ShowSpectrumAt(m_media, s);
 }
 
 void CChildView::OnPauseButton() {
@@ -226,15 +237,25 @@ void CChildView::OnPlayTimer() {
     if (request.surroundMode > 0 && channels > 1)
         channels = 2;
     std::vector<int> levels;
+    bool spectrum = false;
     m_gate.LockRead();
     if (CAudioOut* output = m_output.load()) {
         for (int32_t c = 0; c < channels; ++c)
             levels.push_back(MeterValue(output->GetPeak(c)));
+        // The meter buffer is the device's: it is read while the gate holds the device.
+        if (m_spectrum != nullptr && m_spectrum->IsVisible())
+            if (const float* frames = output->GetMeterBuffer()) {
+                WAVEFORMATEX deviceFormat{};
+                output->GetFormat(&deviceFormat);
+                spectrum = m_spectrum->Analyse(frames, output->GetMeterBlock(), deviceFormat);
+            }
     }
     m_gate.UnlockRead();
     // Published outside the gate: the presentation may take its time.
     if (!levels.empty() && m_frame != 0)
         Presentation().MeterLevels(m_frame, levels);
+    if (spectrum)
+        m_spectrum->Publish();
 
     if (request.traceDisplay == 0)
         return;
