@@ -6,6 +6,7 @@
 #include "frame/FrameLayout.h"
 #include "frame/MainFrame.h"
 #include "gui/HistoryBar.h"
+#include "gui/SpectrumBar.h"
 #include "gui/ToolIcons.h"
 #include "gui/ViewWidget.h"
 #include "gui/controls/MeterBar.h"
@@ -216,6 +217,10 @@ QWidget* CFrameWindow::MakeBarContents(uint32_t id) {
             this);
         return m_history;
     }
+    if (id == kSpectrumBar) {
+        m_spectrum = new CSpectrumBar(this);
+        return m_spectrum;
+    }
     // Bars whose contents arrive with their own windows show their title until then.
     auto* label = new QLabel(this);
     label->setAlignment(Qt::AlignCenter);
@@ -371,6 +376,11 @@ void CFrameWindow::SetMeterLevels(const std::vector<int>& levels) {
 void CFrameWindow::ResetMeters() {
     if (m_meters != nullptr)
         m_meters->Reset();
+}
+
+void CFrameWindow::SetSpectrum(const CSpectrumCurves& curves) {
+    if (m_spectrum != nullptr)
+        m_spectrum->SetCurves(curves);
 }
 
 void CFrameWindow::SetHistoryList(const CListModel& list) {

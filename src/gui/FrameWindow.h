@@ -24,6 +24,7 @@ namespace tw {
 
 class CHistoryBar;
 class CMeterBar;
+class CSpectrumBar;
 class CViewWidget;
 
 class CFrameWindow : public QMainWindow {
@@ -44,6 +45,7 @@ public:
     void SetTransportButtons(const std::vector<uint32_t>& commands);
     void SetMeterLevels(const std::vector<int>& levels);
     void ResetMeters();
+    void SetSpectrum(const CSpectrumCurves& curves);
     void SetHistoryList(const CListModel& list);
     // Focus to a docking bar by its id, or to the view for 0.
     void FocusBar(uint32_t bar);
@@ -58,6 +60,7 @@ public:
     QToolBar* Toolbar(uint32_t id) const;
     std::string StatusPaneText(int pane) const;
     CHistoryBar* HistoryBar() const { return m_history; }
+    CSpectrumBar* SpectrumBar() const { return m_spectrum; }
     // Rebuilds the Window menu from the open documents (done each time it opens).
     void RefreshWindowMenu();
 
@@ -84,6 +87,7 @@ private:
     std::vector<QLabel*> m_panes;
     CMeterBar* m_meters = nullptr;
     CHistoryBar* m_history = nullptr;
+    CSpectrumBar* m_spectrum = nullptr;
     QMenu* m_windowMenu = nullptr;
     WindowTitles m_windowTitles;
     std::vector<CCommandState> m_states; // the last the document published

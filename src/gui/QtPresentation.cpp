@@ -564,6 +564,10 @@ void CQtPresentation::PlayCursor(WindowHandle view, int x, int top, int bottom) 
     WithView(view, [x, top, bottom](CViewWidget& w) { w.SetPlayCursor(x, top, bottom); });
 }
 
+void CQtPresentation::SpectrumCurves(WindowHandle frame, const CSpectrumCurves& curves) {
+    WithFrame(frame, [curves](CFrameWindow& w) { w.SetSpectrum(curves); });
+}
+
 void CQtPresentation::MeterLevels(WindowHandle frame, const std::vector<int>& levels) {
     WithFrame(frame, [levels](CFrameWindow& w) { w.SetMeterLevels(levels); });
 }

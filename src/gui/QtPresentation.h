@@ -56,6 +56,7 @@ public:
     void PlayCursor(WindowHandle view, int x, int top, int bottom) override;
     void MeterLevels(WindowHandle frame, const std::vector<int>& levels) override;
     void MeterReset(WindowHandle frame) override;
+    void SpectrumCurves(WindowHandle frame, const CSpectrumCurves& curves) override;
     void TransportButtons(WindowHandle frame, const std::vector<uint32_t>& commands) override;
     void FrameLayout(WindowHandle frame, const CFrameLayout& layout) override;
     void HistoryList(WindowHandle frame, const CListModel& list) override;
