@@ -122,7 +122,7 @@ void CCurveEdit::mouseMoveEvent(QMouseEvent* event) {
 
 void CCurveEdit::leaveEvent(QEvent* event) {
     // A probe the keys placed stays; one that followed the mouse goes with it.
-    if (m_mouseProbe && !hasFocus())
+    if (m_mouseProbe)
         SetProbePoint(-1);
     m_mouseProbe = false;
     QWidget::leaveEvent(event);
