@@ -30,8 +30,14 @@ std::unique_ptr<CTransformPlugin> NewGain(float gain) {
 
 class ApplyDialogTest : public TransportTest {
 protected:
-    // Long enough for a change to come through the device's second of queued sound.
-    static constexpr int kHeard = 1400;
+    // Long enough for a change to come through the device's second of queued sound, the blocks the
+    // play thread renders ahead of it and, in re-configure mode, the dialog's timer.
+    static constexpr int kHeard = 1900;
+
+    void SetUp() override {
+        TransportTest::SetUp();
+        doubles::RegisterTransforms();
+    }
 
     // A dialog as DoModal would start it, without the nested loop: the test presses its controls.
     std::unique_ptr<CApplyDialog> Open(CTransformPlugin& transform, CApplyDialog::Mode mode) {
