@@ -289,7 +289,21 @@ private:
 };
 
 inline bool HasTool(const std::string& tool) {
-    return std::system(("command -v " + tool + " >/dev/null 2>&1").c_str()) == 0;
+    // Looked up along PATH here rather than through a shell: system() cannot tell its child's end
+    // in a process that ignores SIGCHLD, and answers "not there" for every tool then.
+    const char* path = std::getenv("PATH");
+    std::string folders = path != nullptr ? path : "/usr/bin:/bin";
+    size_t start = 0;
+    while (start <= folders.size()) {
+        size_t colon = folders.find(':', start);
+        if (colon == std::string::npos)
+            colon = folders.size();
+        const std::string folder = folders.substr(start, colon - start);
+        if (!folder.empty() && ::access((folder + "/" + tool).c_str(), X_OK) == 0)
+            return true;
+        start = colon + 1;
+    }
+    return false;
 }
 
 // CPU seconds of this whole process, all threads, kernel time included.

@@ -125,13 +125,12 @@ int main(int argc, char** argv) {
                 continue;
             const std::filesystem::path cut = folder.Path() + "/sox" + std::to_string(r);
             std::filesystem::create_directories(cut);
-            const double length = static_cast<double>(trackFrames) / kRate;
             const auto t1 = std::chrono::steady_clock::now();
             bench::Child child({"sox", wav, (cut / "track.wav").string(), "trim", "0",
-                                std::to_string(length) + "s", ":", "newfile", ":", "restart"});
+                                std::to_string(trackFrames) + "s", ":", "newfile", ":", "restart"});
             const bool ended = child.Wait(3600);
             sox.push_back(bench::Seconds(std::chrono::steady_clock::now() - t1));
-            if (!ended)
+            if (!ended || CountWav(cut) != kTracks)
                 sox.pop_back();
             std::filesystem::remove_all(cut);
         }
@@ -144,7 +143,7 @@ int main(int argc, char** argv) {
                 *std::min_element(ours.begin(), ours.end()), Percentile(ours, 0.5),
                 complete ? "" : "  (tracks or playlist missing: FAIL)");
     if (sox.empty()) {
-        std::printf("%-52s not installed\n", "sox trim : newfile : restart");
+        std::printf("%-52s %s\n", "sox trim : newfile : restart", haveSox ? "failed" : "not installed");
     } else {
         std::printf("%-52s %7.2f s %7.2f s\n", "sox trim : newfile : restart",
                     *std::min_element(sox.begin(), sox.end()), Percentile(sox, 0.5));

@@ -47,7 +47,13 @@ void CProgressDialog::OnInitDialog() {
     if (m_runner == nullptr)
         m_runner = new Runner;
     CWorkerThread* task = &m_task;
-    m_runner->thread = std::thread([task] { task->m_result.store(task->Execute()); });
+    const WindowHandle self = GetSafeHandle();
+    m_runner->thread = std::thread([task, self] {
+        task->m_result.store(task->Execute());
+        // The dialog ends as soon as the task does, not at its next look at the progress: a run of
+        // short tasks (the tracks of a save) would otherwise wait a tick each.
+        CWindow::PostMessage(self, WM_TIMER, kTimerId, 0);
+    });
     if (CMessageLoop* loop = CMessageLoop::Current())
         loop->SetTimer(GetSafeHandle(), kTimerId, 100);
     m_titleText = m_task.GetTitle();
