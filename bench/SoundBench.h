@@ -16,6 +16,7 @@
 #include "audio/MMEDeviceMgr.h"
 #include "platform/MessageLoop.h"
 #include "platform/Messages.h"
+#include "platform/Settings.h"
 #include "platform/Window.h"
 #include "view/ChildView.h"
 
@@ -104,6 +105,27 @@ inline std::string DeviceNames(bool output) {
             all += (all.empty() ? "" : ", ") + ("\"" + n + "\"");
     }
     return all.empty() ? "none" : all;
+}
+
+// The chain installed, with its PulseAudio null sink as Audio / OutputDevice at 16 bits, for the
+// benchmarks that play into the sink; `sink` takes the entry's name. Null, said on stderr as
+// `program`'s, when the chain has no such entry.
+inline std::unique_ptr<tw::CAudioDeviceMgr> PlayIntoNullSink(const char* program, std::string& sink) {
+    std::unique_ptr<tw::CAudioDeviceMgr> chain(MakeDeviceChain());
+    tw::SetDeviceChain(chain.get());
+    const int32_t pulse = FindDevice(true, "PulseAudio: ", "Null");
+    if (pulse < 0) {
+        std::fprintf(stderr, "%s: the chain has no PulseAudio null sink (outputs: %s)\n", program,
+                     DeviceNames(true).c_str());
+        tw::SetDeviceChain(nullptr);
+        return nullptr;
+    }
+    std::vector<std::string> outputs;
+    chain->GetOutputNames(outputs);
+    sink = outputs[static_cast<size_t>(pulse)];
+    tw::PutSettingInt("Audio", "OutputDevice", pulse);
+    tw::PutSettingInt("AudioOutput", "Resolution", 16);
+    return chain;
 }
 
 // A 16-bit WAV of `frames` frames; `sample(frame, channel)` gives each value in -1 .. 1.

@@ -117,19 +117,10 @@ int main(int argc, char** argv) {
         return 1;
     }
     tw::RegisterMediaMakers();
-    std::unique_ptr<tw::CAudioDeviceMgr> chain(bench::MakeDeviceChain());
-    tw::SetDeviceChain(chain.get());
-    const int32_t pulse = bench::FindDevice(true, "PulseAudio: ", "Null");
-    if (pulse < 0) {
-        std::fprintf(stderr, "play_cpu: the chain has no PulseAudio null sink (outputs: %s)\n",
-                     bench::DeviceNames(true).c_str());
-        tw::SetDeviceChain(nullptr);
+    std::string sink;
+    std::unique_ptr<tw::CAudioDeviceMgr> chain = bench::PlayIntoNullSink("play_cpu", sink);
+    if (!chain)
         return 1;
-    }
-    std::vector<std::string> outputs;
-    chain->GetOutputNames(outputs);
-    tw::PutSettingInt("Audio", "OutputDevice", pulse);
-    tw::PutSettingInt("AudioOutput", "Resolution", 16);
 
     const std::string wav = folder.Path() + "/document.wav";
     const std::string rendered = folder.Path() + "/rendered.wav";
@@ -229,7 +220,7 @@ int main(int argc, char** argv) {
         const double audio = static_cast<double>(seconds);
         std::printf("play_cpu: %lld s of stereo 16-bit 44.1 kHz through \"%s\", effects: Amplify -3 dB, "
                     "Parametric Equalizer (four bands), Compressor\n",
-                    static_cast<long long>(seconds), outputs[static_cast<size_t>(pulse)].c_str());
+                    static_cast<long long>(seconds), sink.c_str());
         std::printf("%-44s %9s %9s %12s\n", "", "wall", "CPU", "of one core");
         std::printf("%-44s %7.2f s %7.3f s %10.2f %%\n", "ours, Play All (all threads but the bench's)",
                     oursWall, oursCpu, 100.0 * oursCpu / oursWall);

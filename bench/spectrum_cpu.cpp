@@ -189,19 +189,10 @@ int main(int argc, char** argv) {
                      "spectrum_cpu: the format library (FormatHost/ beside this program) is missing\n");
         return 1;
     }
-    std::unique_ptr<tw::CAudioDeviceMgr> chain(bench::MakeDeviceChain());
-    tw::SetDeviceChain(chain.get());
-    const int32_t pulse = bench::FindDevice(true, "PulseAudio: ", "Null");
-    if (pulse < 0) {
-        std::fprintf(stderr, "spectrum_cpu: the chain has no PulseAudio null sink (outputs: %s)\n",
-                     bench::DeviceNames(true).c_str());
-        tw::SetDeviceChain(nullptr);
+    std::string sink;
+    std::unique_ptr<tw::CAudioDeviceMgr> chain = bench::PlayIntoNullSink("spectrum_cpu", sink);
+    if (!chain)
         return 1;
-    }
-    std::vector<std::string> outputs;
-    chain->GetOutputNames(outputs);
-    tw::PutSettingInt("Audio", "OutputDevice", pulse);
-    tw::PutSettingInt("AudioOutput", "Resolution", 16);
 
     const std::string wav = folder.Path() + "/document.wav";
     if (!bench::WriteTestWav(wav, seconds * bench::kRate)) {
@@ -226,7 +217,7 @@ int main(int argc, char** argv) {
 
         std::printf("spectrum_cpu: %lld s of stereo 16-bit 44.1 kHz through \"%s\", played four times, the "
                     "analyzer bar hidden and shown in turn\n",
-                    static_cast<long long>(seconds), outputs[static_cast<size_t>(pulse)].c_str());
+                    static_cast<long long>(seconds), sink.c_str());
         std::printf("%-10s %9s %11s %12s %13s %12s %9s\n", "bar", "wall", "process CPU", "of one core",
                     "document CPU", "of one core", "spectra/s");
         double wall[2] = {0, 0}, process[2] = {0, 0}, document[2] = {0, 0};

@@ -55,26 +55,13 @@ void CAppDialogWindow::Show(const CDialogSnapshot& snapshot) {
 }
 
 bool CAppDialogWindow::Forward(std::function<void(CModalDialog&)> action) {
-    const WindowHandle handle = m_snapshot.handle;
-    CMessageLoop* loop = CWindow::LoopOf(handle);
-    if (loop == nullptr)
-        return false;
     QPointer<CAppDialogWindow> self(this);
     const uint64_t sequence = ++m_sent;
-    loop->PostCall([handle, action = std::move(action), self, sequence] {
-        auto* dialog = dynamic_cast<CModalDialog*>(CWindow::FromHandle(handle));
-        if (dialog == nullptr || !dialog->IsRunning())
-            return;
-        action(*dialog);
-        if (!dialog->IsRunning())
-            return; // the window goes with DialogClosed
-        CDialogSnapshot snapshot = CDialogSnapshot::Take(*dialog);
-        CGuiThread::Post([self, snapshot = std::move(snapshot), sequence] {
-            if (self)
-                self->Answered(snapshot, sequence);
-        });
-    });
-    return true;
+    return ForwardToDialog(m_snapshot.handle, std::move(action),
+                           [self, sequence](const CDialogSnapshot& snapshot) {
+                               if (self)
+                                   self->Answered(snapshot, sequence);
+                           });
 }
 
 void CAppDialogWindow::SendField(const std::string& key, const std::string& value) {

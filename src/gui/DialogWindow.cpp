@@ -684,14 +684,12 @@ void CDialogWindow::StartFileChooser() {
         chooser->open();
 }
 
-bool CDialogWindow::Forward(std::function<void(CModalDialog&)> action, bool carriesAll) {
-    const WindowHandle handle = m_snapshot.handle;
+bool ForwardToDialog(WindowHandle handle, std::function<void(CModalDialog&)> action,
+                     std::function<void(const CDialogSnapshot&)> answered) {
     CMessageLoop* loop = CWindow::LoopOf(handle);
     if (loop == nullptr)
         return false;
-    const uint64_t sequence = ++m_sent;
-    QPointer<CDialogWindow> self(this);
-    loop->PostCall([handle, action = std::move(action), sequence, carriesAll, self] {
+    loop->PostCall([handle, action = std::move(action), answered = std::move(answered)] {
         auto* dialog = dynamic_cast<CModalDialog*>(CWindow::FromHandle(handle));
         if (dialog == nullptr || !dialog->IsRunning())
             return;
@@ -699,12 +697,19 @@ bool CDialogWindow::Forward(std::function<void(CModalDialog&)> action, bool carr
         if (!dialog->IsRunning())
             return; // the window goes with DialogClosed
         CDialogSnapshot snapshot = CDialogSnapshot::Take(*dialog);
-        CGuiThread::Post([self, snapshot = std::move(snapshot), sequence, carriesAll] {
-            if (self)
-                self->Refresh(snapshot, sequence, carriesAll);
-        });
+        CGuiThread::Post([answered, snapshot = std::move(snapshot)] { answered(snapshot); });
     });
     return true;
+}
+
+bool CDialogWindow::Forward(std::function<void(CModalDialog&)> action, bool carriesAll) {
+    const uint64_t sequence = ++m_sent;
+    QPointer<CDialogWindow> self(this);
+    return ForwardToDialog(m_snapshot.handle, std::move(action),
+                           [self, sequence, carriesAll](const CDialogSnapshot& snapshot) {
+                               if (self)
+                                   self->Refresh(snapshot, sequence, carriesAll);
+                           });
 }
 
 void CDialogWindow::Refresh(const CDialogSnapshot& snapshot, uint64_t sequence, bool carriesAll) {

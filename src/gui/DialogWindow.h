@@ -58,6 +58,12 @@ struct CDialogSnapshot {
     static CDialogSnapshot Take(CModalDialog& dialog);
 };
 
+// Runs `action` on the dialog's thread with the live dialog behind `handle` (it may have ended
+// meanwhile: then nothing runs); when the dialog still runs after it, `answered` gets its new
+// snapshot on the GUI thread. False when the dialog's thread is gone.
+bool ForwardToDialog(WindowHandle handle, std::function<void(CModalDialog&)> action,
+                     std::function<void(const CDialogSnapshot&)> answered);
+
 class CDialogWindow : public QDialog {
     Q_OBJECT
 public:

@@ -12,6 +12,17 @@ namespace tw {
 
 namespace {
 
+// What `map` holds for `key`, or `fallback`.
+template <class Map, class Value>
+typename Map::mapped_type Lookup(const Map& map, const typename Map::key_type& key, Value fallback) {
+    auto it = map.find(key);
+    return it == map.end() ? typename Map::mapped_type(fallback) : it->second;
+}
+
+} // namespace
+
+namespace {
+
 struct PresentationSlot {
     std::mutex mutex;
     std::shared_ptr<IPresentation> current;
@@ -356,14 +367,12 @@ void CHeadlessPresentation::FrameLayout(WindowHandle frame, const CFrameLayout& 
 
 CFrameLayout CHeadlessPresentation::LastFrameLayout(WindowHandle frame) const {
     std::lock_guard<std::mutex> lock(m_mutex);
-    auto it = m_layouts.find(frame);
-    return it == m_layouts.end() ? CFrameLayout() : it->second;
+    return Lookup(m_layouts, frame, CFrameLayout());
 }
 
 CListModel CHeadlessPresentation::LastHistoryList(WindowHandle frame) const {
     std::lock_guard<std::mutex> lock(m_mutex);
-    auto it = m_historyLists.find(frame);
-    return it == m_historyLists.end() ? CListModel() : it->second;
+    return Lookup(m_historyLists, frame, CListModel());
 }
 
 int64_t CHeadlessPresentation::LastFocusBar(WindowHandle frame) const {
@@ -374,32 +383,27 @@ int64_t CHeadlessPresentation::LastFocusBar(WindowHandle frame) const {
 
 int CHeadlessPresentation::LastPlayCursor(WindowHandle view) const {
     std::lock_guard<std::mutex> lock(m_mutex);
-    auto it = m_playCursors.find(view);
-    return it == m_playCursors.end() ? -1 : it->second;
+    return Lookup(m_playCursors, view, -1);
 }
 
 std::vector<int> CHeadlessPresentation::LastMeterLevels(WindowHandle frame) const {
     std::lock_guard<std::mutex> lock(m_mutex);
-    auto it = m_meters.find(frame);
-    return it == m_meters.end() ? std::vector<int>() : it->second;
+    return Lookup(m_meters, frame, std::vector<int>());
 }
 
 int CHeadlessPresentation::MeterUpdates(WindowHandle frame) const {
     std::lock_guard<std::mutex> lock(m_mutex);
-    auto it = m_meterUpdates.find(frame);
-    return it == m_meterUpdates.end() ? 0 : it->second;
+    return Lookup(m_meterUpdates, frame, 0);
 }
 
 CSpectrumCurves CHeadlessPresentation::LastSpectrum(WindowHandle frame) const {
     std::lock_guard<std::mutex> lock(m_mutex);
-    auto it = m_spectra.find(frame);
-    return it == m_spectra.end() ? CSpectrumCurves() : it->second;
+    return Lookup(m_spectra, frame, CSpectrumCurves());
 }
 
 int CHeadlessPresentation::SpectrumUpdates(WindowHandle frame) const {
     std::lock_guard<std::mutex> lock(m_mutex);
-    auto it = m_spectrumUpdates.find(frame);
-    return it == m_spectrumUpdates.end() ? 0 : it->second;
+    return Lookup(m_spectrumUpdates, frame, 0);
 }
 
 std::vector<uint32_t> CHeadlessPresentation::LastTransportButtons(WindowHandle frame) const {
@@ -425,20 +429,17 @@ std::string CHeadlessPresentation::LastStatusPane(WindowHandle frame, int pane) 
 
 std::shared_ptr<const CViewImage> CHeadlessPresentation::LastViewImage(WindowHandle view) const {
     std::lock_guard<std::mutex> lock(m_mutex);
-    auto it = m_images.find(view);
-    return it == m_images.end() ? nullptr : it->second;
+    return Lookup(m_images, view, nullptr);
 }
 
 CScrollBarState CHeadlessPresentation::LastScrollBar(WindowHandle view) const {
     std::lock_guard<std::mutex> lock(m_mutex);
-    auto it = m_scrollBars.find(view);
-    return it == m_scrollBars.end() ? CScrollBarState{} : it->second;
+    return Lookup(m_scrollBars, view, CScrollBarState{});
 }
 
 CursorShape CHeadlessPresentation::LastCursor(WindowHandle view) const {
     std::lock_guard<std::mutex> lock(m_mutex);
-    auto it = m_cursors.find(view);
-    return it == m_cursors.end() ? CursorShape::Arrow : it->second;
+    return Lookup(m_cursors, view, CursorShape::Arrow);
 }
 
 std::vector<CMenuItem> CHeadlessPresentation::LastPopupMenu() const {
