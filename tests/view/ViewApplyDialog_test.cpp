@@ -6,7 +6,10 @@
 #include "dsp/PresetFile.h"
 #include "view/ApplyDialog.h"
 
+#include "platform/Paths.h"
+
 #include <cmath>
+#include <filesystem>
 #include <fstream>
 
 namespace tw::test {
@@ -193,6 +196,27 @@ TEST_F(ApplyDialogTest, ADamagedPresetFileKeepsWhatIsWholeAndIsWrittenAnew) {
         // Written whole again: it reads back as it was left.
         EXPECT_EQ(CPresetFile::Load(PresetPath(*gain), gain.get()).presets.size(), c.names.size() - 2);
     }
+}
+
+TEST_F(ApplyDialogTest, APresetFolderThatCannotBeMadeLosesTheRunsPresetsInSilence) {
+    LoadWav(44100);
+    // A file stands where the folder of the preset files would go.
+    const std::string blocker = XdgDataHome() + "/Onset";
+    std::filesystem::create_directories(XdgDataHome());
+    WriteBytes(blocker, "not a folder");
+    auto gain = NewGain(0.6f);
+    {
+        auto dialog = Open(*gain, CApplyDialog::applyMode);
+        dialog->AddPreset("Kept nowhere");
+        presentation->Clear();
+        dialog->OnOK();
+        EXPECT_TRUE(presentation->Boxes().empty());
+    }
+    EXPECT_FALSE(std::filesystem::exists(PresetPath(*gain)));
+    EXPECT_EQ(Open(*gain, CApplyDialog::applyMode)->GetPresetNames(),
+              (std::vector<std::string>{"Soft", "Loud"}));
+    EXPECT_FLOAT_EQ(Gain(*gain), 0.6f);
+    std::filesystem::remove(blocker);
 }
 
 TEST(ApplyDialogChannels, TheMenuNamesEachChannelOfTheMedia) {
