@@ -95,6 +95,9 @@ bool CAudioPage::SetField(const std::string& key, const std::string& value) {
 
 void CAudioPage::OnOK(WindowHandle) {
     PutSettingInt(kSection, "Dithering", m_dithering ? 1 : 0);
+    // The key holds the box's position ("None", IIR, FIR), while the sinks read it as a filter
+    // number (0 IIR, 1 FIR, anything else: the coefficients stay as they were). The two readings
+    // disagree; the box's is kept here, as the sinks keep theirs.
     PutSettingInt(kSection, "NoiseShapingFilter", m_noiseShaping);
     PutSettingInt(kSection, "RestoreVolume", m_restoreVolume ? 1 : 0);
     PutSettingInt(kSection, "Resolution", kBits[static_cast<size_t>(m_resolution)]);
