@@ -35,7 +35,8 @@ CDialogField ButtonField(uint32_t id, const std::string& label, const std::strin
     field.icon = icon;
     field.checkable = checkable;
     field.value = pressed ? "1" : "0";
-    field.row = "Preview:";
+    // One line of buttons under the page, with no words before it.
+    field.row = " ";
     return field;
 }
 
