@@ -21,6 +21,7 @@
 #include "storage/FilteredOutput.h"
 #include "storage/PeakTestSupport.h"
 #include "view/ApplyDialog.h"
+#include "view/ConvertDialog.h"
 #include "view/DefineMarkersDlg.h"
 #include "view/EditDialogs.h"
 #include "view/PauseDetectionDlg.h"
@@ -253,6 +254,20 @@ std::vector<FormCase> FormCases() {
              return std::string();
          },
          ""},
+        {"Convert", [] { return std::make_unique<CConvertDialog>(6); },
+         QStringList{"Convert Sample Format", "Sample rate:", "44100 Hz (CD)", "16 Bit (CD and DAT)",
+                     "Stereo", "Standard downmix", "Medium anti aliasing filter", "OK", "Cancel"},
+         true,
+         [](CDialogWindow& window) {
+             auto* rate = window.findChild<QComboBox*>("rate");
+             ASSERT_NE(rate, nullptr);
+             rate->setEditText("22 050");
+         },
+         [](CModalDialog& d) {
+             auto& dialog = static_cast<CConvertDialog&>(d);
+             return Format("%d %d", dialog.GetRate(), dialog.GetChannels());
+         },
+         "22050 2"},
         {"FileFilterSettings",
          [] {
              return std::make_unique<CFilterSettingsDialog>(
