@@ -1,0 +1,272 @@
+// The resampler's table, block lengths, widening, channel handling and the sound it makes.
+#include "dsp/DotProduct.h"
+#include "dsp/Resampler.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <random>
+#include <vector>
+
+using tw::CResampler;
+
+namespace {
+
+CResampler::Format Floats(int32_t rate, int32_t channels) {
+    return {rate, 32, channels};
+}
+
+// Pushes interleaved float frames through in blocks of at most `blockFrames`, whole blocks only.
+std::vector<float> Convert(CResampler& r, const std::vector<float>& in, int32_t channels, int64_t blockFrames,
+                           int32_t outChannels) {
+    std::vector<float> out;
+    const int64_t frames = static_cast<int64_t>(in.size()) / channels;
+    for (int64_t start = 0; start + blockFrames <= frames; start += blockFrames) {
+        std::memcpy(r.GetInput(), &in[start * channels], blockFrames * channels * sizeof(float));
+        const uint32_t bytes = r.Process(static_cast<uint32_t>(blockFrames * channels * sizeof(float)));
+        const float* o = reinterpret_cast<const float*>(r.GetOutput());
+        out.insert(out.end(), o, o + bytes / sizeof(float));
+        EXPECT_EQ(bytes, r.GetOutputFrames() * outChannels * sizeof(float));
+    }
+    return out;
+}
+
+std::vector<float> Sine(int32_t rate, double hz, double amplitude, int64_t frames, int32_t channels) {
+    std::vector<float> v(static_cast<size_t>(frames * channels));
+    for (int64_t i = 0; i < frames; ++i)
+        for (int32_t c = 0; c < channels; ++c)
+            v[i * channels + c] = static_cast<float>(amplitude * std::sin(2 * M_PI * hz * i / rate));
+    return v;
+}
+
+TEST(ResamplerTest, TableHoldsTheMirroredHammingWindowedSinc) {
+    const struct {
+        int32_t from, to, half;
+    } cases[] = {{44100, 48000, 20}, {48000, 44100, 10}, {96000, 22050, 5}};
+    for (const auto& c : cases) {
+        CResampler r;
+        ASSERT_TRUE(r.Setup(Floats(c.from, 2), Floats(c.to, 2), CResampler::kSinc, c.half));
+        const int32_t half = r.GetHalf();
+        ASSERT_EQ(r.GetTaps(), 2 * half - 1);
+        const double cut = std::min(0.9, c.to * 0.9 / c.from);
+        // The centre of phase 0 is the cut itself, and phase 0 is symmetric about it.
+        EXPECT_FLOAT_EQ(r.TableAt(0, half - 1), static_cast<float>(cut)) << c.from << ">" << c.to;
+        for (int32_t k = 1; k < half; ++k)
+            EXPECT_FLOAT_EQ(r.TableAt(0, half - 1 + k), r.TableAt(0, half - 1 - k)) << k;
+        // Elsewhere the window follows k + f while the sinc follows f - k.
+        for (int32_t p : {0, 1, 333, 512, 1023}) {
+            const double f = p / 1024.0;
+            for (int32_t k = 1 - half; k < half; ++k) {
+                if (p == 0 && k == 0)
+                    continue;
+                const double x = (f - k) * cut * M_PI;
+                const double w = 0.54 + 0.46 * std::cos((k * 1024.0 + p) * M_PI / (half * 1024.0));
+                EXPECT_NEAR(r.TableAt(p, half - 1 + k), w * std::sin(x) * cut / x, 2e-6)
+                    << "phase " << p << " k " << k;
+            }
+        }
+    }
+}
+
+TEST(ResamplerTest, CapacitiesAndHalfWidthFollowTheFormats) {
+    const struct {
+        CResampler::Format from, to;
+        int32_t mode, requested;
+        uint32_t inCapacity, outCapacity;
+        int32_t half;
+    } cases[] = {
+        {Floats(44100, 2), Floats(48000, 2), 3, 20, 73728, 80248, 20},
+        // Decimation widens by the byte ratio (1.0884 here, 2 and 6 below).
+        {Floats(48000, 2), Floats(44100, 2), 3, 20, 73728, 67737, 21},
+        {Floats(96000, 2), Floats(48000, 2), 3, 30, 73728, 36864, 60},
+        {Floats(48000, 1), Floats(8000, 1), 3, 10, 73728, 12288, 60},
+        // The ratio counts bytes, so fewer target channels widen the filter too.
+        {Floats(44100, 2), Floats(44100, 1), 3, 20, 73728, 36864, 40},
+        // Five channels of floats leave 8 bytes that would split a frame.
+        {Floats(44100, 5), Floats(48000, 5), 3, 20, 73720, 80239, 20},
+        {{44100, 24, 2}, {48000, 16, 2}, 3, 20, 73728, 53498, 27},
+        {Floats(44100, 2), Floats(48000, 2), 1, 20, 73728, 80248, 2},
+    };
+    for (const auto& c : cases) {
+        CResampler r;
+        ASSERT_TRUE(r.Setup(c.from, c.to, c.mode, c.requested, c.from.bits == 32 && c.to.bits == 32));
+        EXPECT_EQ(r.GetInputCapacity(), c.inCapacity) << c.from.rate << ">" << c.to.rate;
+        EXPECT_EQ(r.GetOutputCapacity(), c.outCapacity) << c.from.rate << ">" << c.to.rate;
+        EXPECT_EQ(r.GetHalf(), c.half) << c.from.rate << ">" << c.to.rate;
+    }
+}
+
+TEST(ResamplerTest, RefusesFormatsItCannotConvert) {
+    CResampler r;
+    EXPECT_FALSE(r.Setup(Floats(0, 2), Floats(48000, 2), 3, 20));
+    EXPECT_FALSE(r.Setup(Floats(44100, 9), Floats(48000, 2), 3, 20));
+    EXPECT_FALSE(r.Setup({44100, 12, 2}, {48000, 16, 2}, 3, 20, false));
+    EXPECT_FALSE(r.Setup({44100, 16, 2}, Floats(48000, 2), 3, 20, true));
+    EXPECT_FALSE(r.Setup(Floats(44100, 2), Floats(48000, 2), 2, 20));
+    EXPECT_FALSE(r.Setup(Floats(44100, 2), Floats(48000, 2), 3, 0));
+    // A steep decimation is bounded rather than given a table of gigabytes.
+    ASSERT_TRUE(r.Setup(Floats(512000, 2), Floats(101, 2), 3, 50));
+    EXPECT_EQ(r.GetHalf(), CResampler::kMaxHalf);
+}
+
+TEST(ResamplerTest, EveryBlockTruncatesItsOwnLength) {
+    const struct {
+        int32_t from, to;
+        int64_t blockFrames, blocks, outPerBlock;
+    } cases[] = {
+        {44100, 48000, 9216, 3, 10031}, {48000, 44100, 9216, 3, 8467}, {44100, 48000, 100, 10, 108},
+        {48000, 44100, 100, 10, 91},    {44100, 22050, 1, 4, 0},
+    };
+    for (const auto& c : cases) {
+        CResampler r;
+        ASSERT_TRUE(r.Setup(Floats(c.from, 2), Floats(c.to, 2), 3, 10));
+        const auto out =
+            Convert(r, std::vector<float>(c.blockFrames * c.blocks * 2, 0.25f), 2, c.blockFrames, 2);
+        // The sum of truncated blocks, short of the exact ratio when blocks are small.
+        EXPECT_EQ(static_cast<int64_t>(out.size()) / 2, c.outPerBlock * c.blocks) << c.from << ">" << c.to;
+    }
+}
+
+// Each output frame sits where its block alone puts it: the phase starts at 0 with every block.
+// Held against the ideal tone at that place, this also proves that the history joins the blocks.
+TEST(ResamplerTest, ToneKeepsFrequencyLevelAndPlaceAcrossBlocks) {
+    const struct {
+        int32_t from, to;
+        int64_t blockFrames;
+    } cases[] = {{44100, 48000, 9216}, {48000, 44100, 9216}, {44100, 48000, 441}, {48000, 44100, 480}};
+    for (const auto& c : cases) {
+        CResampler r;
+        ASSERT_TRUE(r.Setup(Floats(c.from, 2), Floats(c.to, 2), 3, 30));
+        const int32_t half = r.GetHalf();
+        const double hz = 1000.0, amplitude = 0.5;
+        const int64_t blocks = 40000 / c.blockFrames + 2;
+        const auto in = Sine(c.from, hz, amplitude, c.blockFrames * blocks, 2);
+        const auto out = Convert(r, in, 2, c.blockFrames, 2);
+        const int64_t outPerBlock = c.blockFrames * c.to / c.from;
+        ASSERT_EQ(static_cast<int64_t>(out.size()), outPerBlock * blocks * 2);
+
+        double worst = 0.0, power = 0.0;
+        int64_t counted = 0;
+        for (int64_t b = 1; b < blocks; ++b) {
+            for (int64_t i = 0; i < outPerBlock; ++i) {
+                const int64_t pos = c.blockFrames * i / outPerBlock;
+                const int64_t phase = c.blockFrames * i * 1024 / outPerBlock % 1024;
+                const double place = b * c.blockFrames + pos + phase / 1024.0 - half;
+                const double ideal = amplitude * std::sin(2 * M_PI * hz * place / c.from);
+                const float got = out[(b * outPerBlock + i) * 2 + 1];
+                worst = std::max(worst, std::fabs(got - ideal));
+                power += got * got;
+                ++counted;
+            }
+        }
+        EXPECT_LT(worst, 0.005) << c.from << ">" << c.to << " block " << c.blockFrames;
+        EXPECT_NEAR(std::sqrt(power / counted), amplitude / std::sqrt(2.0), 0.002) << c.from << ">" << c.to;
+    }
+}
+
+TEST(ResamplerTest, MonoTargetFiltersTheMeanOfTheSourceChannels) {
+    // Stereo to mono widens by the byte ratio (2.18 here); the mono reference asks for the half
+    // width that widens to the same 43 taps either side.
+    CResampler stereo, mono;
+    ASSERT_TRUE(stereo.Setup(Floats(48000, 2), Floats(44100, 1), 3, 20));
+    ASSERT_TRUE(mono.Setup(Floats(48000, 1), Floats(44100, 1), 3, 40));
+    ASSERT_EQ(stereo.GetHalf(), mono.GetHalf());
+    const int64_t frames = 4800 * 3;
+    std::vector<float> in(frames * 2), mean(frames);
+    std::mt19937 random(7);
+    std::uniform_real_distribution<float> sample(-1.0f, 1.0f);
+    for (int64_t i = 0; i < frames; ++i) {
+        in[i * 2] = sample(random);
+        in[i * 2 + 1] = sample(random);
+        mean[i] = (in[i * 2] + in[i * 2 + 1]) * 0.5f;
+    }
+    const auto a = Convert(stereo, in, 2, 4800, 1);
+    const auto b = Convert(mono, mean, 1, 4800, 1);
+    ASSERT_EQ(a.size(), b.size());
+    ASSERT_EQ(a.size(), 3u * 4410u);
+    for (size_t i = 0; i < a.size(); ++i)
+        ASSERT_FLOAT_EQ(a[i], b[i]) << i;
+}
+
+TEST(ResamplerTest, EqualRatesPassSamplesAndRepeatTheLastChannel) {
+    std::vector<float> in(1000 * 2);
+    std::mt19937 random(3);
+    std::uniform_real_distribution<float> sample(-1.0f, 1.0f);
+    for (float& v : in)
+        v = sample(random);
+    CResampler same;
+    ASSERT_TRUE(same.Setup(Floats(44100, 2), Floats(44100, 2), 3, 20));
+    EXPECT_EQ(Convert(same, in, 2, 500, 2), in);
+
+    CResampler wider;
+    ASSERT_TRUE(wider.Setup(Floats(44100, 2), Floats(44100, 3), 3, 20));
+    const auto out = Convert(wider, in, 2, 1000, 3);
+    ASSERT_EQ(out.size(), 3000u);
+    for (size_t f = 0; f < 1000; ++f) {
+        EXPECT_EQ(out[f * 3], in[f * 2]);
+        EXPECT_EQ(out[f * 3 + 1], in[f * 2 + 1]);
+        EXPECT_EQ(out[f * 3 + 2], in[f * 2 + 1]);
+    }
+}
+
+TEST(ResamplerTest, IntegerAccessScalesThroughPlusMinus32767) {
+    // One sample each way through the equal-rate path, which reads and writes and nothing else.
+    const struct {
+        int32_t fromBits, toBits;
+        std::vector<uint8_t> in, out;
+    } cases[] = {
+        {16, 16, {0x34, 0x12}, {0x34, 0x12}},
+        {8, 16, {255}, {0x80, 0x3F}},                     // (255 - 128) * 128 = 16256
+        {16, 8, {0x80, 0x3F}, {191}},                     // 16256 / 256 + 128
+        {16, 24, {0x00, 0x80}, {0x00, 0x01, 0x80}},       // -32768 clips to -32767, times 256
+        {24, 16, {0x00, 0x00, 0x01}, {0x00, 0x02}},       // 65536 / 128 = 512
+        {16, 32, {0xFF, 0x7F}, {0x00, 0x00, 0xFF, 0x7F}}, // 32767 * 65536
+        {32, 16, {0x00, 0x00, 0x01, 0x00}, {0x02, 0x00}}, // 65536 / 32768 = 2
+    };
+    for (const auto& c : cases) {
+        CResampler r;
+        ASSERT_TRUE(r.Setup({8000, c.fromBits, 1}, {8000, c.toBits, 1}, 3, 20, false));
+        std::memcpy(r.GetInput(), c.in.data(), c.in.size());
+        ASSERT_EQ(r.Process(static_cast<uint32_t>(c.in.size())), c.out.size());
+        EXPECT_EQ(std::vector<uint8_t>(r.GetOutput(), r.GetOutput() + c.out.size()), c.out)
+            << c.fromBits << ">" << c.toBits;
+    }
+}
+
+TEST(ResamplerTest, LinearModeInterpolatesBetweenNeighbours) {
+    CResampler r;
+    ASSERT_TRUE(r.Setup(Floats(1000, 1), Floats(2000, 1), CResampler::kLinear, 0));
+    std::vector<float> ramp(64);
+    for (size_t i = 0; i < ramp.size(); ++i)
+        ramp[i] = static_cast<float>(i);
+    const auto out = Convert(r, ramp, 1, 64, 1);
+    ASSERT_EQ(out.size(), 128u);
+    // Four frames of history come first; halfway points fall between neighbours.
+    for (size_t i = 10; i < out.size(); ++i)
+        EXPECT_FLOAT_EQ(out[i], static_cast<float>(i) / 2.0f - 4.0f) << i;
+}
+
+TEST(ResamplerTest, VectorAndPortableDotProductsAgreeToRounding) {
+    std::mt19937 random(11);
+    std::uniform_real_distribution<float> sample(-1.0f, 1.0f);
+    for (int32_t n : {1, 3, 4, 7, 8, 15, 16, 17, 39, 59, 99, 259, 1001}) {
+        std::vector<float> a(n), b(n);
+        double exact = 0.0, magnitude = 0.0;
+        for (int32_t i = 0; i < n; ++i) {
+            a[i] = sample(random);
+            b[i] = sample(random);
+            exact += static_cast<double>(a[i]) * b[i];
+            magnitude += std::fabs(static_cast<double>(a[i]) * b[i]);
+        }
+        const double bound = n * 1.2e-7 * magnitude;
+        const float portable = tw::DotProductPortable(a.data(), b.data(), n);
+        EXPECT_NEAR(portable, exact, bound) << n;
+        if (tw::HasAvx2Fma()) {
+            EXPECT_NEAR(tw::DotProductAvx2(a.data(), b.data(), n), portable, 2 * bound) << n;
+        }
+        EXPECT_NEAR(tw::BestDotProduct()(a.data(), b.data(), n), exact, bound) << n;
+    }
+}
+
+} // namespace
