@@ -110,31 +110,14 @@ TEST(ResamplerTest, RefusesFormatsItCannotConvert) {
     EXPECT_EQ(r.GetHalf(), CResampler::kMaxHalf);
 }
 
-TEST(ResamplerTest, EveryBlockTruncatesItsOwnLength) {
-    const struct {
-        int32_t from, to;
-        int64_t blockFrames, blocks, outPerBlock;
-    } cases[] = {
-        {44100, 48000, 9216, 3, 10031}, {48000, 44100, 9216, 3, 8467}, {44100, 48000, 100, 10, 108},
-        {48000, 44100, 100, 10, 91},    {44100, 22050, 1, 4, 0},
-    };
-    for (const auto& c : cases) {
-        CResampler r;
-        ASSERT_TRUE(r.Setup(Floats(c.from, 2), Floats(c.to, 2), 3, 10));
-        const auto out =
-            Convert(r, std::vector<float>(c.blockFrames * c.blocks * 2, 0.25f), 2, c.blockFrames, 2);
-        // The sum of truncated blocks, short of the exact ratio when blocks are small.
-        EXPECT_EQ(static_cast<int64_t>(out.size()) / 2, c.outPerBlock * c.blocks) << c.from << ">" << c.to;
-    }
-}
-
-// Each output frame sits where its block alone puts it: the phase starts at 0 with every block.
-// Held against the ideal tone at that place, this also proves that the history joins the blocks.
+// Each block's length is truncated by itself and each output frame sits where its block alone puts
+// it: the phase starts at 0 with every block. Held against the ideal tone at that place, this also
+// proves that the history joins the blocks.
 TEST(ResamplerTest, ToneKeepsFrequencyLevelAndPlaceAcrossBlocks) {
     const struct {
         int32_t from, to;
         int64_t blockFrames;
-    } cases[] = {{44100, 48000, 9216}, {48000, 44100, 9216}, {44100, 48000, 441}, {48000, 44100, 480}};
+    } cases[] = {{44100, 48000, 9216}, {48000, 44100, 9216}, {44100, 48000, 100}, {48000, 44100, 100}};
     for (const auto& c : cases) {
         CResampler r;
         ASSERT_TRUE(r.Setup(Floats(c.from, 2), Floats(c.to, 2), 3, 30));
@@ -143,7 +126,7 @@ TEST(ResamplerTest, ToneKeepsFrequencyLevelAndPlaceAcrossBlocks) {
         const int64_t blocks = 40000 / c.blockFrames + 2;
         const auto in = Sine(c.from, hz, amplitude, c.blockFrames * blocks, 2);
         const auto out = Convert(r, in, 2, c.blockFrames, 2);
-        const int64_t outPerBlock = c.blockFrames * c.to / c.from;
+        const int64_t outPerBlock = c.blockFrames * c.to / c.from; // 108 and 91 for 100 frames
         ASSERT_EQ(static_cast<int64_t>(out.size()), outPerBlock * blocks * 2);
 
         double worst = 0.0, power = 0.0;
