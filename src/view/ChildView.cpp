@@ -22,6 +22,7 @@ CChildView::CChildView()
     AddEditCommands(m_commands);
     AddFileCommands(m_commands);
     AddTransformCommands(m_commands);
+    AddConvertCommands(m_commands);
     AddTransportCommands(m_commands);
 }
 

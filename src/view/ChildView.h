@@ -93,6 +93,7 @@ public:
         kInsertFile = 32811,
         kInsertTrackSplit = 32833,
         kPauseDetection = 32805,
+        kConvertSampleFormat = 32829,
         // files
         kNew = 57600,
         kOpen = 57601,
@@ -232,6 +233,9 @@ public:
     void OnInsertTestSignal();
     void OnInsertTrackSplit();
     void OnPauseDetection();
+    // Convert Sample Format (ChildViewConvert.cpp): the whole document to the rate, bits and
+    // channels of the Convert dialog, under one undo stage.
+    void OnConvertSampleFormat();
 
     // ---- open, save and new (ChildViewOpen.cpp, ChildViewSave.cpp) ----
     bool LoadFile(const std::string& path);
@@ -381,6 +385,7 @@ private:
     void AddEditCommands(CCommandTable& table);
     void AddFileCommands(CCommandTable& table);
     void AddTransformCommands(CCommandTable& table);
+    void AddConvertCommands(CCommandTable& table);
     void AddTransportCommands(CCommandTable& table);
     // The end of a playback as the timer or a stop finds it: idle text, meters, buttons, device.
     void PlaybackEnded();

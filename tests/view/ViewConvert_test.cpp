@@ -1,0 +1,72 @@
+// Convert Sample Format on a document: the new audio takes the document's place under one undo
+// stage, and the positions follow a new rate.
+#include "view/ViewTestSupport.h"
+
+#include "platform/Settings.h"
+#include "view/ConvertDialog.h"
+
+namespace tw::test {
+namespace {
+
+class ViewConvertTest : public ViewTest {};
+
+TEST_F(ViewConvertTest, TheDocumentBecomesTheConvertedAudioAndItsPositionsFollowTheRate) {
+    LoadWav(44100 * 2, 2);
+    Select(44100, 66150);
+    view->SetViewSection(CSection(0, 88200));
+    const struct {
+        const char* rate;
+        const char* channels;
+        const char* bits;
+        uint32_t newRate;
+        int newChannels;
+        int newBits;
+    } cases[] = {{"22050", "0", "0", 22050, 1, 8}, {"48000", "1", "2", 48000, 2, 24}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.rate);
+        const uint32_t oldRate = view->GetMedia().GetNativeFormat()->nSamplesPerSec;
+        const int64_t oldLength = view->GetMedia().GetLength();
+        const CSection oldSelection = view->GetSelection();
+        presentation->OnDialog("Convert", [&c](CModalDialog& d) {
+            d.SetFormField("rate", c.rate);
+            d.SetFormField("channels", c.channels);
+            d.SetFormField("bits", c.bits);
+            d.OnOK();
+        });
+        Command(CChildView::kConvertSampleFormat);
+        const WAVEFORMATEX* format = view->GetMedia().GetNativeFormat();
+        ASSERT_NE(format, nullptr);
+        EXPECT_EQ(format->nSamplesPerSec, c.newRate);
+        EXPECT_EQ(format->nChannels, c.newChannels);
+        EXPECT_EQ(format->wBitsPerSample, c.newBits);
+        // Only whole input blocks are converted (73,728 bytes of float frames of the target's
+        // channels): the end may be short by less than one block's output.
+        const int64_t expected = oldLength * c.newRate / oldRate;
+        const int64_t blockOut = int64_t{73728} / (4 * c.newChannels) * c.newRate / oldRate + 1;
+        EXPECT_LE(view->GetMedia().GetLength(), expected);
+        EXPECT_GT(view->GetMedia().GetLength(), expected - blockOut);
+        EXPECT_EQ(view->GetSelection(), CSection(oldSelection.m_start * c.newRate / oldRate,
+                                                 oldSelection.m_end * c.newRate / oldRate));
+        EXPECT_EQ(State(CChildView::kUndo).text, "Undo Sample Format Conversion\tCtrl+Z");
+    }
+    Command(CChildView::kUndo);
+    Command(CChildView::kUndo);
+    EXPECT_EQ(view->GetMedia().GetNativeFormat()->nSamplesPerSec, 44100u);
+    EXPECT_EQ(view->GetMedia().GetLength(), 88200);
+}
+
+TEST_F(ViewConvertTest, ARefusedRateOrACancelLeavesTheDocumentAsItWas) {
+    LoadWav(44100, 2);
+    presentation->OnDialog("Convert", [](CModalDialog& d) { d.OnCancel(); });
+    Command(CChildView::kConvertSampleFormat);
+    // Nobody to answer: the dialog takes its presets, and a stored rate it refuses cancels it.
+    PutSettingString("FormatConversion", "SampleRate", "512001");
+    presentation->OnDialog("Convert", [](CModalDialog& d) { d.AcceptPresets(); });
+    Command(CChildView::kConvertSampleFormat);
+    EXPECT_EQ(view->GetMedia().GetNativeFormat()->nSamplesPerSec, 44100u);
+    EXPECT_EQ(view->GetMedia().GetLength(), 44100);
+    EXPECT_FALSE(State(CChildView::kUndo).enabled);
+}
+
+} // namespace
+} // namespace tw::test
