@@ -39,3 +39,7 @@ constexpr CLSID CLSID_BuiltinPitchShift = {
 // {91B7A3C0-B4BC-41F4-A807-8B31DAC6CEA4}
 constexpr CLSID CLSID_BuiltinDcOffset = {
     0x91B7A3C0, 0xB4BC, 0x41F4, {0xA8, 0x07, 0x8B, 0x31, 0xDA, 0xC6, 0xCE, 0xA4}};
+// {AFA59C71-0C58-462B-A906-005CD8CAB090}: Noise Reduction, whose state is the noise profile blob
+// that Noise Analysis writes.
+constexpr CLSID CLSID_BuiltinDenoiser = {
+    0xAFA59C71, 0x0C58, 0x462B, {0xA9, 0x06, 0x00, 0x5C, 0xD8, 0xCA, 0xB0, 0x90}};

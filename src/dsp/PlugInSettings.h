@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tw {
@@ -37,6 +38,8 @@ public:
     const std::string& GetName() const { return m_name; }
     void SetName(std::string name) { m_name = std::move(name); }
     const std::vector<uint8_t>& GetData() const { return m_data; }
+    // Replaces the bytes; they are checked against the transform only when restored.
+    void SetData(std::vector<uint8_t> data) { m_data = std::move(data); }
     CTransformPlugin* GetTransform() const { return m_transform; }
 
 private:

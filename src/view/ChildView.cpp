@@ -23,6 +23,7 @@ CChildView::CChildView()
     AddFileCommands(m_commands);
     AddTransformCommands(m_commands);
     AddConvertCommands(m_commands);
+    AddNoiseCommands(m_commands);
     AddTransportCommands(m_commands);
 }
 

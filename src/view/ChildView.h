@@ -108,6 +108,7 @@ public:
         kBypassEffect = 32790,
         kEffectProperties = 32792,
         kFirstPreset = 3000,
+        kNoiseAnalysis = 32843,
         // edit history bar
         kGoToStage = 32776,
         kChangeStageSettings = 32775,
@@ -270,6 +271,15 @@ public:
     float TempoAtSelection();
     float SelectionPeak();
 
+    // ---- noise analysis (ChildViewNoise.cpp) ----
+    // Takes the noise profile of the selection and leaves it as the denoiser's "(last)" preset, so
+    // that Noise Reduction, chosen next, starts with it.
+    void OnNoiseAnalysis();
+    // Adds the mean FFT magnitudes of the selection's frames into `out` (channels x bins, zeroed
+    // by the caller) and divides by the frame count, each channel counting as a frame. False, after
+    // its box, when the selection is too short for one frame.
+    bool ComputeNoiseProfile(float* out, int channels, int bins);
+
     // ---- transport (ChildViewTransport.cpp) ----
     bool IsPlaying() const { return m_output.load() != nullptr; }
     // The document frame the device has reached (loops folded into the play section); any thread
@@ -386,6 +396,7 @@ private:
     void AddFileCommands(CCommandTable& table);
     void AddTransformCommands(CCommandTable& table);
     void AddConvertCommands(CCommandTable& table);
+    void AddNoiseCommands(CCommandTable& table);
     void AddTransportCommands(CCommandTable& table);
     // The end of a playback as the timer or a stop finds it: idle text, meters, buttons, device.
     void PlaybackEnded();

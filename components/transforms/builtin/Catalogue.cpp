@@ -20,6 +20,7 @@ const CatalogueEntry kEntries[] = {
     {CLSID_BuiltinTimeStretch, u"Time Stretch", u"TOOLS\\", kLayoutAll, CreateTimeStretch},
     {CLSID_BuiltinPitchShift, u"Pitch Shift", u"TOOLS\\", kLayoutAll, CreatePitchShift},
     {CLSID_BuiltinDcOffset, u"DC Offset Removal", u"ENHANCEMENT\\", kLayoutAll, CreateDcOffset},
+    {CLSID_BuiltinDenoiser, u"Noise Reduction", u"ENHANCEMENT\\", kLayoutAll, CreateDenoiser},
 };
 
 } // namespace

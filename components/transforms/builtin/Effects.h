@@ -17,5 +17,6 @@ ITransform* CreateCompressor();
 ITransform* CreateTimeStretch();
 ITransform* CreatePitchShift();
 ITransform* CreateDcOffset();
+ITransform* CreateDenoiser();
 
 } // namespace bt
