@@ -374,7 +374,7 @@ TEST_F(BuiltinEffectsTest, DcOffsetRemovalLeavesANearZeroMeanAndTheSignal) {
 const CLSID kAll[] = {CLSID_BuiltinAmplify,    CLSID_BuiltinNormalize,  CLSID_BuiltinFadeIn,
                       CLSID_BuiltinFadeOut,    CLSID_BuiltinEcho,       CLSID_BuiltinReverb,
                       CLSID_BuiltinEqualizer,  CLSID_BuiltinCompressor, CLSID_BuiltinTimeStretch,
-                      CLSID_BuiltinPitchShift, CLSID_BuiltinDcOffset};
+                      CLSID_BuiltinPitchShift, CLSID_BuiltinDcOffset,   CLSID_BuiltinDenoiser};
 
 TEST_F(BuiltinEffectsTest, EveryEffectRunsOverEightAndOddChannelCountsKeepingChannelsApart) {
     for (int channels : {8, 7, 5, 3}) {

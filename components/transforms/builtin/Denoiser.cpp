@@ -65,7 +65,7 @@ const EffectInfo kDenoiserInfo = {
     u"Noise Reduction",
     CLSID_BuiltinDenoiser,
     kTag,
-    {{u"Reduction factor", 0.5f, 4.0f, 2.0f, u"Reduction factor", u"x", 0, 0.1f, 1},
+    {{u"Reduction factor (x)", 0.5f, 4.0f, 2.0f, u"Reduction factor", u"x", 0, 0.1f, 1},
      {u"Noise floor (dB)", -60.0f, 0.0f, -30.0f, u"Noise floor", u"dB", 0, 1.0f, 0},
      {u"Smoothing (%)", 0.0f, 90.0f, 50.0f, u"Smoothing", u"%", 0, 1.0f, 0}},
     {{u"Light", {1.5f, -15.0f, 30.0f}},
