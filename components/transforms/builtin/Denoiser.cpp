@@ -337,7 +337,9 @@ private:
         std::vector<float>& gains = m_gain[c];
         const std::vector<float>& noise = m_noise[c];
         for (int k = 0; k < kBins; ++k) {
-            const float magnitude = std::abs(m_frame[k]);
+            const float re = m_frame[k].real();
+            const float im = m_frame[k].imag();
+            const float magnitude = std::sqrt(re * re + im * im);
             float gain = 1.0f;
             if (noise[k] > 0.0f)
                 gain = magnitude > 0.0f ? std::max(floor, 1.0f - factor * noise[k] / magnitude) : floor;
