@@ -2,6 +2,7 @@
 // rendered through an output filter, after which the document is the saved file.
 #include "view/ChildView.h"
 
+#include "dsp/ConvertFormat.h"
 #include "platform/File.h"
 #include "platform/Messages.h"
 #include "platform/Paths.h"
@@ -132,6 +133,28 @@ int CChildView::RunSaveTask(CFilteredOutput* filter, IBasicIO* peakTarget, const
     // its own.
     sink.SetDither(GetSettingInt("AudioOutput", "Dithering", 0) != 0,
                    GetSettingInt("AudioOutput", "NoiseShapingFilter", 1));
+    const WAVEFORMATEX* native = m_media.GetNativeFormat();
+    if (native != nullptr && (filter->Format.nSamplesPerSec != native->nSamplesPerSec ||
+                              filter->Format.nChannels != native->nChannels)) {
+        // The file is to hold another rate or channel count: the section is converted on its way,
+        // with the filter quality and down-mix of the last conversion.
+        CEditedMedia part;
+        m_media.CopyTo(part, section);
+        part.PrepareTransforms();
+        static constexpr int32_t kHalfWidths[] = {10, 30, 50};
+        CConvertFormat task(part, sink);
+        task.SetFormat(filter->Format);
+        task.SetHalfWidth(kHalfWidths[std::clamp(GetSettingInt("FormatConversion", "Filter", 1), 0, 2)]);
+        task.SetDownMixMode(GetSettingInt("FormatConversion", "DownMixMode", 0));
+        CProgressDialog progress(task);
+        const int result = progress.DoModal(GetSafeHandle());
+        sink.Attach(nullptr, nullptr, false);
+        if (result != IDOK && task.IsFinished() && task.m_result.load() != 0) {
+            ShowMessageBox(FormatString(kWriteFailed, path), MB_ICONWARNING, GetSafeHandle());
+            return 2;
+        }
+        return result == IDOK ? 1 : 2;
+    }
     CSaveThread task(m_media, sink, section);
     CProgressDialog progress(task);
     const int result = progress.DoModal(GetSafeHandle());

@@ -3,6 +3,8 @@
 #include "view/ViewTestSupport.h"
 
 #include "platform/Settings.h"
+#include "storage/FileFilterManager.h"
+#include "storage/FilteredOutput.h"
 #include "view/ConvertDialog.h"
 
 namespace tw::test {
@@ -66,6 +68,26 @@ TEST_F(ViewConvertTest, ARefusedRateOrACancelLeavesTheDocumentAsItWas) {
     EXPECT_EQ(view->GetMedia().GetNativeFormat()->nSamplesPerSec, 44100u);
     EXPECT_EQ(view->GetMedia().GetLength(), 44100);
     EXPECT_FALSE(State(CChildView::kUndo).enabled);
+}
+
+TEST_F(ViewConvertTest, AFileOfAnotherRateAndLayoutIsConvertedOnItsWay) {
+    LoadWav(44100 * 2, 2);
+    const std::string path = home.root + "/mono22050.wav";
+    WAVEFORMATEX target = *view->GetMedia().GetNativeFormat();
+    target.nSamplesPerSec = 22050;
+    target.nChannels = 1;
+    target.nBlockAlign = 2;
+    target.nAvgBytesPerSec = 44100;
+    CFilteredOutput* filter = CFileFilterManager::Instance()->CreateOutputForFile(path, target);
+    ASSERT_NE(filter, nullptr);
+    ASSERT_TRUE(view->SaveFile(path, filter));
+    // The document is the saved file now.
+    const WAVEFORMATEX* saved = view->GetMedia().GetNativeFormat();
+    ASSERT_NE(saved, nullptr);
+    EXPECT_EQ(saved->nSamplesPerSec, 22050u);
+    EXPECT_EQ(saved->nChannels, 1);
+    EXPECT_LE(view->GetMedia().GetLength(), 44100);
+    EXPECT_GT(view->GetMedia().GetLength(), 44100 - 73728 / 4 / 2 - 1);
 }
 
 } // namespace
