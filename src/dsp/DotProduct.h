@@ -16,4 +16,14 @@ bool HasAvx2Fma();
 // The fastest version this CPU runs.
 DotProductFunction BestDotProduct();
 
+// Two runs against the same `b` (two channels through one phase row) in one pass, which loads the
+// row once: `out[0]` and `out[1]` are what the single version gives for `a0` and `a1`, in the same
+// partial sums (the compiler may fuse the tail's products differently, a rounding apart).
+using DotProductPairFunction = void (*)(const float* a0, const float* a1, const float* b, int32_t n,
+                                        float* out);
+
+void DotProductPairPortable(const float* a0, const float* a1, const float* b, int32_t n, float* out);
+void DotProductPairAvx2(const float* a0, const float* a1, const float* b, int32_t n, float* out);
+DotProductPairFunction BestDotProductPair();
+
 } // namespace tw

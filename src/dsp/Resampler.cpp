@@ -210,25 +210,49 @@ void CResampler::FillHistory() {
 
 void CResampler::Filter() {
     const DotProductFunction dot = BestDotProduct();
+    const DotProductPairFunction pair = BestDotProductPair();
+    // pos = inFrames * i / outFrames and phase = (inFrames * i * 1024 / outFrames) % 1024 are the
+    // whole and the fraction of one quotient, which steps by a fixed amount: it is carried from
+    // frame to frame instead of divided anew.
+    const int64_t step = m_inFrames * kPhases;
+    const int64_t stepWhole = m_outFrames > 0 ? step / m_outFrames : 0;
+    const int64_t stepRest = m_outFrames > 0 ? step % m_outFrames : 0;
+    int64_t quotient = 0;
+    int64_t rest = 0;
     for (int64_t i = 0; i < m_outFrames; ++i) {
-        const int64_t pos = m_inFrames * i / m_outFrames;
-        const int64_t phase = (m_inFrames * i * kPhases / m_outFrames) % kPhases;
-        for (int32_t c = 0; c < m_target.channels; ++c) {
-            float value;
-            if (m_mode == kSinc) {
-                const int64_t row = std::min(c, m_source.channels - 1);
-                // k = 1 - half .. half - 1 reads history[pos + half + k], starting at pos + 1.
-                const float* h = &m_history[static_cast<size_t>(row * m_stride + pos + 1)];
-                value = dot(h, &m_table[static_cast<size_t>(phase) * m_taps], m_taps);
-            } else {
-                // The linear mode interpolates the first row for every channel: it was only ever
-                // meant for mono material.
-                const float t = static_cast<float>(phase) / kPhases;
-                value = m_history[static_cast<size_t>(pos + 1)] * t +
-                        (1.0f - t) * m_history[static_cast<size_t>(pos)];
-            }
-            WriteSample(m_output.data(), i, c, value);
+        const int64_t pos = quotient / kPhases;
+        const int64_t phase = quotient % kPhases;
+        quotient += stepWhole;
+        rest += stepRest;
+        if (rest >= m_outFrames) {
+            rest -= m_outFrames;
+            ++quotient;
         }
+        if (m_mode != kSinc) {
+            // The linear mode interpolates the first row for every channel: it was only ever
+            // meant for mono material.
+            const float t = static_cast<float>(phase) / kPhases;
+            const float value = m_history[static_cast<size_t>(pos + 1)] * t +
+                                (1.0f - t) * m_history[static_cast<size_t>(pos)];
+            for (int32_t c = 0; c < m_target.channels; ++c)
+                WriteSample(m_output.data(), i, c, value);
+            continue;
+        }
+        const float* row = &m_table[static_cast<size_t>(phase) * m_taps];
+        // k = 1 - half .. half - 1 reads history[pos + half + k], starting at pos + 1.
+        auto history = [&](int32_t c) {
+            const int64_t r = std::min(c, m_source.channels - 1);
+            return &m_history[static_cast<size_t>(r * m_stride + pos + 1)];
+        };
+        int32_t c = 0;
+        for (; c + 2 <= m_target.channels; c += 2) {
+            float values[2];
+            pair(history(c), history(c + 1), row, m_taps, values);
+            WriteSample(m_output.data(), i, c, values[0]);
+            WriteSample(m_output.data(), i, c + 1, values[1]);
+        }
+        if (c < m_target.channels)
+            WriteSample(m_output.data(), i, c, dot(history(c), row, m_taps));
     }
 }
 

@@ -249,6 +249,14 @@ TEST(ResamplerTest, VectorAndPortableDotProductsAgreeToRounding) {
             EXPECT_NEAR(tw::DotProductAvx2(a.data(), b.data(), n), portable, 2 * bound) << n;
         }
         EXPECT_NEAR(tw::BestDotProduct()(a.data(), b.data(), n), exact, bound) << n;
+        // Two channels through one row give each what one at a time gives, to rounding.
+        std::vector<float> other(a.rbegin(), a.rend());
+        float pair[2];
+        tw::BestDotProductPair()(a.data(), other.data(), b.data(), n, pair);
+        EXPECT_NEAR(pair[0], tw::BestDotProduct()(a.data(), b.data(), n), 2 * bound) << n;
+        EXPECT_NEAR(pair[1], tw::BestDotProduct()(other.data(), b.data(), n), 2 * bound) << n;
+        tw::DotProductPairPortable(a.data(), other.data(), b.data(), n, pair);
+        EXPECT_EQ(pair[1], tw::DotProductPortable(other.data(), b.data(), n)) << n;
     }
 }
 
