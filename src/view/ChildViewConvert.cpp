@@ -8,14 +8,9 @@
 #include "platform/Messages.h"
 #include "platform/ProgressDialog.h"
 #include "platform/Settings.h"
-#include "storage/FileIO.h"
-#include "storage/FileOut.h"
 #include "storage/PCMAudio.h"
-#include "storage/PeakFileManager.h"
-#include "storage/TempFileManager.h"
 #include "view/ConvertDialog.h"
-
-#include <memory>
+#include "view/TemporaryTake.h"
 
 namespace tw {
 
@@ -54,37 +49,27 @@ void CChildView::OnConvertSampleFormat() {
     target.nBlockAlign = static_cast<uint16_t>(target.wBitsPerSample * target.nChannels / 8);
     target.nAvgBytesPerSec = target.nBlockAlign * target.nSamplesPerSec;
 
-    std::unique_ptr<CFileIO> data;
-    try {
-        data.reset(CTempFileManager().CreateFile());
-    } catch (...) {
-    }
-    std::unique_ptr<IBasicIO> peaks(data ? CPeakFileManager().CreatePeakFile("") : nullptr);
-    CFileOut sink;
-    if (data)
-        data->Format = target;
-    if (!data || !peaks || !sink.Attach(data.get(), peaks.get(), true)) {
+    CTemporaryTake take;
+    if (!take.Open(target)) {
         ShowMessageBox(kConvertFailed, MB_ICONWARNING, GetSafeHandle());
         return;
     }
-    sink.SetDither(dithering, noiseShaping);
+    take.Sink().SetDither(dithering, noiseShaping);
     m_media.PrepareTransforms();
-    CConvertFormat task(m_media, sink);
+    CConvertFormat task(m_media, take.Sink());
     task.SetFormat(target);
     task.SetHalfWidth(dialog.GetHalfWidth());
     task.SetDownMixMode(downMix);
     CProgressDialog progress(task);
     const int result = progress.DoModal(GetSafeHandle());
-    sink.Attach(nullptr, nullptr, false);
     if (result != IDOK) {
         // A cancel leaves the document as it was; a conversion that failed says so.
         if (task.m_result.load() != 0)
             ShowMessageBox(kConvertFailed, MB_ICONWARNING, GetSafeHandle());
         return;
     }
-    auto* stream = new CPCMAudio;
-    if (!stream->Attach(data.release(), peaks.release())) {
-        delete stream;
+    CPCMAudio* stream = take.Take();
+    if (stream == nullptr) {
         ShowMessageBox(kConvertFailed, MB_ICONWARNING, GetSafeHandle());
         return;
     }

@@ -12,13 +12,10 @@
 #include "platform/Messages.h"
 #include "platform/ProgressDialog.h"
 #include "platform/StringTable.h"
-#include "storage/FileIO.h"
-#include "storage/FileOut.h"
 #include "storage/PCMAudio.h"
-#include "storage/PeakFileManager.h"
-#include "storage/TempFileManager.h"
 #include "view/ApplyDialog.h"
 #include "view/SaveThread.h"
+#include "view/TemporaryTake.h"
 
 #include <algorithm>
 #include <atomic>
@@ -179,34 +176,24 @@ void CChildView::ApplyOffline(const CSection& section, CTransformPlugin* transfo
     const std::string name = transform->GetName();
     rendered->ApplyTransform(CSection(0, rendered->GetLength()), transform);
 
-    std::unique_ptr<CFileIO> data;
-    try {
-        data.reset(CTempFileManager().CreateFile());
-    } catch (...) {
-    }
-    std::unique_ptr<IBasicIO> peaks(data ? CPeakFileManager().CreatePeakFile("") : nullptr);
-    CFileOut sink;
-    if (data)
-        data->Format = *format;
-    if (!data || !peaks || !sink.Attach(data.get(), peaks.get(), true)) {
+    CTemporaryTake take;
+    if (!take.Open(*format)) {
         ShowMessageBox(kProcessingError, MB_ICONWARNING, GetSafeHandle());
         return;
     }
     rendered->PrepareTransforms();
-    CSaveThread task(*rendered, sink, CSection(0, rendered->GetLength()));
+    CSaveThread task(*rendered, take.Sink(), CSection(0, rendered->GetLength()));
     task.SetTitle(Format(kApplyingOffline, name.c_str()));
     CProgressDialog progress(task);
     const int result = progress.DoModal(GetSafeHandle());
-    sink.Attach(nullptr, nullptr, false);
     if (result != IDOK || !task.m_writeResult) {
         // A cancelled render leaves the document as it was; only a failed one is told.
         if (!task.m_writeResult)
             ShowMessageBox(kProcessingError, MB_ICONWARNING, GetSafeHandle());
         return;
     }
-    auto* stream = new CPCMAudio;
-    if (!stream->Attach(data.release(), peaks.release())) {
-        delete stream;
+    CPCMAudio* stream = take.Take();
+    if (stream == nullptr) {
         ShowMessageBox(kProcessingError, MB_ICONWARNING, GetSafeHandle());
         return;
     }
