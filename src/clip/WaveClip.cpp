@@ -86,6 +86,8 @@ HRESULT CWaveClip::QueryInterface(const GUID& iid, void** out) {
         found = static_cast<ITransitionScale*>(this);
     else if (iid == IID_IIndexContainer)
         found = static_cast<IIndexContainer*>(this);
+    else if (iid == IID_IClipConversion)
+        found = static_cast<IClipConversion*>(this);
     else if (iid == IID_ISupportErrorInfo)
         found = static_cast<ISupportErrorInfo*>(this);
     *out = found;

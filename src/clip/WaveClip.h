@@ -16,6 +16,7 @@
 #include "core/Section.h"
 
 #include <tidework/clip.h>
+#include <tidework/clipconvert.h>
 #include <tidework/wavefmt.h>
 
 #include <atomic>
@@ -41,6 +42,7 @@ class CWaveClip final : public IAbstractClip,
                         public ITrackSplitting,
                         public ITransitionScale,
                         public IIndexContainer,
+                        public IClipConversion,
                         public ISupportErrorInfo {
 public:
     // A new clip with one reference, the caller's.
@@ -103,6 +105,10 @@ public:
     HRESULT GetIndexCount(int32_t* pnCount) override;
     HRESULT GetIndex(int32_t niIndex, int32_t* pnPosition, int16_t* pnType, BSTR* pbstrTitle,
                      BSTR* pbstrArtist) override;
+
+    // IClipConversion (WaveClipConvert.cpp)
+    HRESULT ConvertToFile(BSTR bstrFileName, WAVEFORMATEX* pwfTarget, int32_t nHalfWidth,
+                          int32_t nDownMixMode, int64_t* pnFramesWritten) override;
 
     // ISupportErrorInfo
     HRESULT InterfaceSupportsErrorInfo(const IID& riid) override;

@@ -1,6 +1,7 @@
 #include "Commands.h"
 
 #include <tidework/clip.h>
+#include <tidework/clipconvert.h>
 #include <tidework/clipserver.h>
 #include <tidework/metadata.h>
 
@@ -64,6 +65,27 @@ WAVEFORMATEX Pcm(int16_t channels, int32_t rate, uint16_t bits) {
             align,
             bits,
             0};
+}
+
+// The rates the editor's Convert dialog takes.
+constexpr int32_t kLowestRate = 101;
+constexpr int32_t kHighestRate = 512000;
+
+struct Word {
+    const char* word;
+    int32_t value;
+};
+// The dialog's filter choices as half widths of the resampler, and the down-mix modes.
+constexpr Word kFilters[] = {{"fast", 10}, {"medium", 30}, {"accurate", 50}};
+constexpr Word kDownMixes[] = {{"standard", 0}, {"headphone", 1}, {"room", 2}};
+
+template <size_t N> bool Lookup(const Word (&words)[N], const std::string& text, int32_t& value) {
+    for (const Word& word : words)
+        if (text == word.word) {
+            value = word.value;
+            return true;
+        }
+    return false;
 }
 
 } // namespace
@@ -441,6 +463,76 @@ int Commands::Serialize(const std::string& input, const std::string& output) {
     }
     Print("wrote " + output + ": " + std::to_string(bytes.size()) + " bytes");
     return kExitOk;
+}
+
+int Commands::Convert(const std::string& input, const std::string& output, const Options& options) {
+    // The command line first, so that a typing error costs no reading of the input.
+    if (!options.Given("--rate")) {
+        Fail("convert wants --rate HZ");
+        return kExitUsage;
+    }
+    if (options.Rate() < kLowestRate || options.Rate() > kHighestRate) {
+        Fail("--rate wants a sample rate from " + std::to_string(kLowestRate) + " to " +
+             std::to_string(kHighestRate) + " Hz");
+        return kExitUsage;
+    }
+    int32_t halfWidth = 30;
+    if (options.Given("--filter") && !Lookup(kFilters, options.Filter(), halfWidth)) {
+        Fail("--filter wants fast, medium or accurate, not \"" + options.Filter() + "\"");
+        return kExitUsage;
+    }
+    int32_t downMix = 0;
+    if (options.Given("--downmix") && !Lookup(kDownMixes, options.DownMix(), downMix)) {
+        Fail("--downmix wants standard, headphone or room, not \"" + options.DownMix() + "\"");
+        return kExitUsage;
+    }
+
+    int status = kExitOk;
+    Ref<IUnknown> clip = OpenClip(input, status);
+    if (!clip)
+        return status;
+    auto conversion = QueryAs<IClipConversion>(clip.Get(), IID_IClipConversion);
+    if (!conversion) {
+        Fail("this engine cannot convert clips");
+        return kExitNoEngine;
+    }
+    int16_t sourceChannels = 0;
+    if (auto abstract = QueryAs<IAbstractClip>(clip.Get(), IID_IAbstractClip))
+        abstract->GetSourceChannels(&sourceChannels);
+
+    // Zero channels or bits: the input's own.
+    WAVEFORMATEX format = Pcm(options.Given("--channels") ? options.Channels() : int16_t(0), options.Rate(),
+                              options.Given("--bits") ? options.Bits() : uint16_t(0));
+    BSTR name = m_engine.AllocString(output);
+    int64_t frames = 0;
+    const HRESULT result = conversion->ConvertToFile(name, &format, halfWidth, downMix, &frames);
+    m_engine.FreeString(name);
+    switch (result) {
+    case S_OK:
+        Print("wrote " + output + ": " + std::to_string(frames) + " frames, " +
+              std::to_string(format.nSamplesPerSec) + " Hz, " + std::to_string(format.nChannels) +
+              " channels, " + std::to_string(format.wBitsPerSample) + " bits");
+        return kExitOk;
+    case CONVERT_E_NOWRITER:
+        Fail("cannot write " + output + ": no format for its extension");
+        return kExitCannotWrite;
+    case CONVERT_E_CANNOTCREATE:
+        Fail("cannot write " + output + ": the file cannot be made in its folder");
+        return kExitCannotWrite;
+    case CONVERT_E_WRITEFAILED:
+        Fail("writing " + output + " failed; nothing was kept");
+        return kExitCannotWrite;
+    case CONVERT_E_NOMAPPER:
+        Fail("the channel layout cannot be converted: " + std::to_string(sourceChannels) + " channels to " +
+             std::to_string(format.nChannels));
+        return kExitFailed;
+    case CONVERT_E_NOFORMAT:
+        Fail(input + " has no audio that can be converted");
+        return kExitCannotRead;
+    default:
+        Fail("the conversion failed (" + Hex(result) + ")");
+        return ExitFor(result);
+    }
 }
 
 int Commands::Status() {

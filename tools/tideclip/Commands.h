@@ -25,6 +25,8 @@ public:
     int Tags(const std::string& input);                                 // the file's tags
     int Serialize(const std::string& input, const std::string& output); // the clip's bytes
     int Status();                                                       // editor windows
+    // The whole clip converted into `output` as the editor's Convert Sample Format does it.
+    int Convert(const std::string& input, const std::string& output, const Options& options);
 
 private:
     // A clip holding `input`: a serialised clip (a container image not named ".vtf") is restored,

@@ -95,12 +95,17 @@ bool Options::Parse(int argc, char** argv) {
             m_writePrefix = value;
         } else if (arg == "--mark") {
             ok = ParseMark(value);
+        } else if (arg == "--filter") {
+            m_filter = value;
+        } else if (arg == "--downmix") {
+            m_downMix = value;
         } else {
             m_error = "unknown option " + arg;
             ok = false;
         }
         if (!ok)
             return false;
+        m_given.insert(arg);
     }
     if (m_command.empty()) {
         m_error = "no command given";

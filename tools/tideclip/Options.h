@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -38,6 +39,11 @@ public:
     const std::string& Extension() const { return m_extension; }
     const std::string& WritePrefix() const { return m_writePrefix; }
     const std::vector<Mark>& Marks() const { return m_marks; }
+    // The words of convert's --filter and --downmix, as given ("" when not given).
+    const std::string& Filter() const { return m_filter; }
+    const std::string& DownMix() const { return m_downMix; }
+    // Whether `name` ("--rate", ...) was on the command line, not left at its default.
+    bool Given(const std::string& name) const { return m_given.count(name) != 0; }
 
 private:
     bool Number(const std::string& name, const char* text, int64_t low, int64_t high, int64_t& out);
@@ -60,6 +66,9 @@ private:
     std::string m_extension = "wav";
     std::string m_writePrefix;
     std::vector<Mark> m_marks;
+    std::string m_filter;
+    std::string m_downMix;
+    std::set<std::string> m_given;
 };
 
 } // namespace tideclip

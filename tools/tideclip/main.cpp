@@ -22,6 +22,7 @@ const char* const kUsage =
     "  indexes INPUT           the clip's markers: position, type, title, artist\n"
     "  tags INPUT              the file's tags\n"
     "  serialize INPUT OUTPUT  the clip's bytes, as a host keeps them in its project\n"
+    "  convert INPUT OUTPUT    convert rate, channels and bits as the editor does (convert --help)\n"
     "  filters                 the formats the writer offers\n"
     "  status                  editor windows running\n"
     "\n"
@@ -42,14 +43,34 @@ const char* const kUsage =
     "Exit status: 0 done, 1 usage, 2 engine missing, 3 input unreadable, 4 output unwritable,\n"
     "5 argument refused, 6 other failure.\n";
 
+const char* const kConvertUsage =
+    "usage: tideclip convert INPUT OUTPUT --rate HZ [--channels N] [--bits N]\n"
+    "                        [--filter fast|medium|accurate] [--downmix standard|headphone|room]\n"
+    "\n"
+    "Converts the whole of INPUT into OUTPUT, in the format of OUTPUT's extension, the way the\n"
+    "editor's Convert Sample Format command does: channels are mapped first, then the rate is\n"
+    "converted, then samples are quantised with the dither and noise shaping of the settings\n"
+    "(AudioOutput/Dithering, AudioOutput/NoiseShapingFilter). The last part of the input shorter\n"
+    "than one block of the converter (about 0.2 s) is not converted.\n"
+    "\n"
+    "  --rate HZ               target rate, 101 to 512000 (required)\n"
+    "  --channels N            target channels, 1 to 8 (the input's)\n"
+    "  --bits N                8, 16, 24 or 32 (the input's)\n"
+    "  --filter WORD           fast, medium or accurate: the resampler's filter length (medium)\n"
+    "  --downmix WORD          standard, headphone or room: how channels are folded down (standard)\n"
+    "\n"
+    "A failed conversion leaves no OUTPUT and an earlier OUTPUT as it was.\n"
+    "Exit status: 0 done, 1 usage, 2 engine missing, 3 input unreadable, 4 output unwritable,\n"
+    "6 channel layout cannot be converted or other failure.\n";
+
 struct CommandShape {
     const char* name;
     size_t files;
 };
 
-constexpr CommandShape kCommands[] = {{"info", 1},      {"render", 2},  {"curve", 1},
-                                      {"tracks", 1},    {"indexes", 1}, {"tags", 1},
-                                      {"serialize", 2}, {"filters", 0}, {"status", 0}};
+constexpr CommandShape kCommands[] = {{"info", 1},    {"render", 2}, {"curve", 1},     {"tracks", 1},
+                                      {"indexes", 1}, {"tags", 1},   {"serialize", 2}, {"filters", 0},
+                                      {"status", 0},  {"convert", 2}};
 
 } // namespace
 
@@ -59,6 +80,11 @@ int main(int argc, char** argv) {
         std::strcmp(argv[1], "help") == 0) {
         std::fputs(kUsage, argc < 2 ? stderr : stdout);
         return argc < 2 ? kExitUsage : kExitOk;
+    }
+    if (argc >= 3 && std::strcmp(argv[1], "convert") == 0 &&
+        (std::strcmp(argv[2], "--help") == 0 || std::strcmp(argv[2], "-h") == 0)) {
+        std::fputs(kConvertUsage, stdout);
+        return kExitOk;
     }
     Options options;
     if (!options.Parse(argc, argv)) {
@@ -101,6 +127,8 @@ int main(int argc, char** argv) {
         return commands.Tags(files[0]);
     if (command == "serialize")
         return commands.Serialize(files[0], files[1]);
+    if (command == "convert")
+        return commands.Convert(files[0], files[1], options);
     if (command == "filters")
         return commands.Filters();
     return commands.Status();
