@@ -1,6 +1,7 @@
 // tideclip, run as a user runs it, on files the tests generate: what it prints, what it writes and
 // the exit status it ends with. Bad input gets a message and a status, never a crash.
 #include "HostHarness.h"
+#include "ToolRun.h"
 
 #include <gtest/gtest.h>
 
@@ -8,50 +9,11 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <sstream>
-#include <sys/wait.h>
-#include <unistd.h>
 
 using namespace hosttest;
 
 namespace {
-
-const std::string kTool = std::string(TW_OUTPUT_DIR) + "/tideclip";
-
-struct ToolRun {
-    int exitCode = -1; // -1: did not exit normally (a crash)
-    std::string out;
-    std::string err;
-};
-
-std::string ReadText(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
-
-ToolRun RunTool(const std::vector<std::string>& args) {
-    const std::string folder = NewFolder("tideclip-run");
-    const std::string outPath = folder + "/out", errPath = folder + "/err";
-    const pid_t child = fork();
-    if (child == 0) {
-        if (!freopen(outPath.c_str(), "w", stdout) || !freopen(errPath.c_str(), "w", stderr))
-            _exit(127);
-        std::vector<char*> argv{const_cast<char*>(kTool.c_str())};
-        for (const std::string& a : args)
-            argv.push_back(const_cast<char*>(a.c_str()));
-        argv.push_back(nullptr);
-        execv(kTool.c_str(), argv.data());
-        _exit(127);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    ToolRun run;
-    run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    run.out = ReadText(outPath);
-    run.err = ReadText(errPath);
-    return run;
-}
 
 int CountLines(const std::string& text, const std::string& start) {
     std::istringstream in(text);
@@ -59,22 +21,6 @@ int CountLines(const std::string& text, const std::string& start) {
     for (std::string line; std::getline(in, line);)
         count += line.rfind(start, 0) == 0 ? 1 : 0;
     return count;
-}
-
-uint32_t Le32(const std::string& b, size_t at) {
-    return uint32_t(uint8_t(b[at])) | uint32_t(uint8_t(b[at + 1])) << 8 | uint32_t(uint8_t(b[at + 2])) << 16 |
-           uint32_t(uint8_t(b[at + 3])) << 24;
-}
-
-// The body of the first chunk `id` of a RIFF file, or empty.
-std::string Chunk(const std::string& file, const char* id) {
-    for (size_t at = 12; at + 8 <= file.size();) {
-        const uint32_t size = Le32(file, at + 4);
-        if (file.compare(at, 4, id) == 0)
-            return file.substr(at + 8, size);
-        at += 8 + size + (size & 1);
-    }
-    return std::string();
 }
 
 // Tone, silence, tone: two tracks of `seconds` each with a pause between, mono at 8000 Hz.

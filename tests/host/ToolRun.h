@@ -1,0 +1,28 @@
+// tideclip run as a user runs it: a child process with its output and error streams caught in
+// files, and readers for the RIFF files it writes.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace hosttest {
+
+// The tool beside the library in the build's output folder.
+const std::string& ToolPath();
+
+struct ToolRun {
+    int exitCode = -1; // -1: did not exit normally (a crash)
+    std::string out;
+    std::string err;
+};
+
+// Runs `tool` (ToolPath() by default) with `args`.
+ToolRun RunTool(const std::vector<std::string>& args, const std::string& tool = ToolPath());
+
+std::string ReadText(const std::string& path);
+uint32_t Le32(const std::string& bytes, size_t at);
+// The body of the first chunk `id` of a RIFF file, or empty.
+std::string Chunk(const std::string& file, const char* id);
+
+} // namespace hosttest
