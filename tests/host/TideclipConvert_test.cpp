@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <vector>
@@ -199,6 +200,37 @@ TEST_F(TideclipConvert, FilterAndDownMixWordsReachTheConversion) {
         }
         ASSERT_FALSE(bytes[0].empty());
         EXPECT_EQ(bytes[0] == bytes[1], c.same) << c.second.back();
+    }
+}
+
+TEST_F(TideclipConvert, DitherSettingsOfTheStoreReachTheQuantiser) {
+    // The tool reads the editor's settings file; the test's own is put back afterwards.
+    const std::string folder = std::string(getenv("XDG_CONFIG_HOME")) + "/VondTidewright";
+    const std::string store = folder + "/VondTidewright.ini";
+    std::filesystem::create_directories(folder);
+    const bool existed = std::filesystem::exists(store);
+    const std::string kept = ReadText(store);
+    const auto convert = [&](const std::string& settings) {
+        {
+            std::ofstream out(store, std::ios::binary | std::ios::trunc);
+            out << settings;
+        }
+        const std::string output = m_folder + "/dithered.wav";
+        const ToolRun run =
+            RunTool({"convert", WriteTone(m_folder, 2, 0.5), output, "--rate", "48000", "--bits", "8"});
+        EXPECT_EQ(run.exitCode, 0) << run.err;
+        return Chunk(ReadText(output), "data");
+    };
+    const std::string plain = convert("[AudioOutput]\nDithering=0\n");
+    ASSERT_FALSE(plain.empty());
+    for (const char* settings : {"[AudioOutput]\nDithering=1\nNoiseShapingFilter=0\n",
+                                 "[AudioOutput]\nDithering=1\nNoiseShapingFilter=1\n"})
+        EXPECT_NE(convert(settings), plain) << settings;
+    if (existed) {
+        std::ofstream out(store, std::ios::binary | std::ios::trunc);
+        out << kept;
+    } else {
+        std::filesystem::remove(store);
     }
 }
 
