@@ -13,7 +13,7 @@
 // for the recording's white noise, sox's noisered with the profile its noiseprof takes from the same
 // noise alone; it is held to the phase vocoder's budget.
 //
-// Usage: builtin_effects [seconds of audio, default 120] [rounds, default 3]
+// Usage: builtin_effects [seconds of audio, default 120] [rounds, default 3] [only the effect named]
 #include <tidework/builtin.h>
 
 #include <dlfcn.h>
@@ -144,6 +144,7 @@ double RunOurs(GetClassObjectFn entry, const Contender& c, const std::vector<flo
 int main(int argc, char** argv) {
     const double seconds = argc > 1 ? std::atof(argv[1]) : 120.0;
     const int rounds = argc > 2 ? std::max(1, std::atoi(argv[2])) : 3;
+    const std::string only = argc > 3 ? argv[3] : std::string();
     const fs::path module = fs::path(argv[0]).parent_path() / "SCF" / "libbuiltintransforms.so";
     void* library = dlopen(module.c_str(), RTLD_NOW | RTLD_LOCAL);
     auto entry = library ? reinterpret_cast<GetClassObjectFn>(dlsym(library, "DllGetClassObject")) : nullptr;
@@ -206,6 +207,8 @@ int main(int argc, char** argv) {
     std::printf("%-22s %10s %10s %9s %9s  %s\n", "effect", "ours (cpu)", "sox (cpu)", "x realtime",
                 "sox/ours", "budget");
     for (const Contender& c : contenders) {
+        if (!only.empty() && only != c.name)
+            continue;
         double ours = 1e30, sox = 1e30;
         for (int r = 0; r < rounds; ++r) {
             const double o = RunOurs(entry, c, samples);
