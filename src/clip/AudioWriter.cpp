@@ -4,6 +4,7 @@
 #include "clip/ModalOnAnyThread.h"
 #include "core/MediaData.h"
 #include "platform/FileDialog.h"
+#include "platform/Paths.h"
 #include "platform/Presentation.h"
 #include "platform/Utf.h"
 #include "storage/BasicIO.h"
@@ -40,14 +41,6 @@ WindowHandle WindowOf(const VARIANT& value) {
     default:
         return 0;
     }
-}
-
-std::string ExtensionOf(const std::string& name) {
-    const size_t dot = name.rfind('.');
-    const size_t slash = name.rfind('/');
-    if (dot == std::string::npos || (slash != std::string::npos && slash > dot))
-        return std::string();
-    return AsciiLower(name.substr(dot + 1));
 }
 
 // The save-dialog position (from 1) of a plug-in, or 0 when the save filter does not offer it.
@@ -207,7 +200,7 @@ HRESULT CAudioWriter::CreateWAV(BSTR bstrFileName, const WAVEFORMATEX* pwfTarget
     CFileFilterManager* manager = CFileFilterManager::Instance();
     if (manager == nullptr || name.empty())
         return S_OK;
-    const int plugin = manager->FindFilter(ExtensionOf(name), false);
+    const int plugin = manager->FindFilter(AsciiLower(ExtensionOf(name)), false);
     if (plugin < 0)
         return S_OK;
     const int position = SavePositionOf(*manager, plugin);

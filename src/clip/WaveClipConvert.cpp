@@ -10,6 +10,7 @@
 #include "core/EditedMedia.h"
 #include "dsp/ConvertFormat.h"
 #include "platform/File.h"
+#include "platform/Paths.h"
 #include "platform/Settings.h"
 #include "platform/Utf.h"
 #include "storage/FileFilterManager.h"
@@ -61,14 +62,6 @@ WAVEFORMATEX Completed(const WAVEFORMATEX& format, const WAVEFORMATEX& native) {
     return target;
 }
 
-std::string ExtensionOf(const std::string& name) {
-    const size_t dot = name.rfind('.');
-    const size_t slash = name.rfind('/');
-    if (dot == std::string::npos || (slash != std::string::npos && slash > dot))
-        return std::string();
-    return AsciiLower(name.substr(dot + 1));
-}
-
 HRESULT FailureOf(int32_t result) {
     if (result == CConvertFormat::kNoMapper)
         return CONVERT_E_NOMAPPER;
@@ -111,7 +104,7 @@ HRESULT CWaveClip::ConvertToFile(BSTR bstrFileName, WAVEFORMATEX* pwfTarget, int
     const std::string partial = name + ".part" + std::to_string(getpid());
     // The writer is the one of the target's extension, never a fallback: a file named ".mp3" must
     // not quietly hold a wave. The temporary name only holds the bytes.
-    if (manager->FindFilter(ExtensionOf(name), false) < 0)
+    if (manager->FindFilter(AsciiLower(ExtensionOf(name)), false) < 0)
         return CONVERT_E_NOWRITER;
     std::unique_ptr<CFilteredOutput> output(manager->CreateOutputForFile(name, target));
     if (!output || !output->HasTarget())
