@@ -74,7 +74,7 @@ void CChildView::OnEditDelete() {
     if (m_selection.SectionLength() <= 0)
         return;
     PushUndo(LoadString(kDeleteCaption), nullptr);
-    m_media.DeleteSection(m_selection, true);
+    m_media.DeleteSection(m_selection, false);
     m_selection.m_end = m_selection.m_start;
     DocumentChanged();
 }

@@ -46,6 +46,17 @@ TEST_F(ViewEditTest, CutAndPasteMoveAudioAndLeaveTheSelectionOnThePastedPart) {
     EXPECT_EQ(view->GetUndoList().back()->m_caption, "Paste");
 }
 
+TEST_F(ViewEditTest, CutMarksItsSpliceOnThePlotAndAPlainDeleteDoesNot) {
+    for (const uint32_t command : {CChildView::kCut, CChildView::kDelete}) {
+        SCOPED_TRACE(command);
+        LoadWav(10000);
+        Select(2000, 3000);
+        Command(command);
+        ASSERT_EQ(view->GetMedia().GetEventCount(), 2);
+        EXPECT_EQ(view->GetMedia().GetEventAt(1)->m_spliceFlag, command == CChildView::kCut);
+    }
+}
+
 TEST_F(ViewEditTest, CropKeepsTheSelectionAndCroppingEverythingStillMakesAStage) {
     LoadWav(5000);
     Select(1000, 1500);
