@@ -217,18 +217,16 @@ void CChildView::AddHistoryCommands(CCommandTable& table) {
         if (row >= 0 && static_cast<size_t>(row) <= m_undoList.size())
             Step(-row);
     });
-    // A stage's effect can be bypassed or taken out whether or not it has an editor; changing its
-    // settings needs one.
+    // The three stage entries go together: a stage offers them when its transform has an editor.
     auto stageEffect = [this, markedStage]() -> CTransformPlugin* {
-        const CUndoEntry* entry = EntryAt(m_undoList, markedStage());
-        return entry != nullptr ? entry->m_transform : nullptr;
+        return GetStageTransform(markedStage());
     };
     table.AddCommand(kChangeStageSettings, [this, markedStage](uint32_t) {
         if (Idle())
             ReconfigureStage(markedStage());
     });
-    table.AddCommand(kBypassStage, [this, markedStage](uint32_t) {
-        if (Idle())
+    table.AddCommand(kBypassStage, [this, markedStage, stageEffect](uint32_t) {
+        if (Idle() && stageEffect() != nullptr)
             ToggleStageBypass(markedStage());
     });
     table.AddCommand(kDeleteStage, [this, markedStage, stageEffect](uint32_t) {
@@ -238,9 +236,8 @@ void CChildView::AddHistoryCommands(CCommandTable& table) {
     });
     // Go To stays available: it stops a playback itself.
     table.AddUpdate(kGoToStage, [](CCmdUI& ui) { ui.Enable(true); });
-    table.AddUpdate(kChangeStageSettings, [this, markedStage](CCmdUI& ui) {
-        ui.Enable(GetStageTransform(markedStage()) != nullptr && Idle());
-    });
+    table.AddUpdate(kChangeStageSettings,
+                    [this, stageEffect](CCmdUI& ui) { ui.Enable(stageEffect() != nullptr && Idle()); });
     table.AddUpdate(kBypassStage, [this, stageEffect](CCmdUI& ui) {
         const CTransformPlugin* transform = stageEffect();
         ui.Enable(transform != nullptr && Idle());

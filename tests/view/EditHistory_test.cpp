@@ -156,14 +156,18 @@ TEST_F(EditHistoryTest, PopupOffersStageEntriesOnlyForEffectStages) {
     EXPECT_TRUE(Item(bar->PopupMenu(), CChildView::kBypassStage)->checked);
     EXPECT_EQ(State(CChildView::kBypassStage).check, 1);
 
-    // An effect without an editor can be bypassed and deleted, but has no settings to change.
+    // The three entries go together: a stage whose effect has no editor offers none of them, and
+    // choosing one anyway changes nothing.
     CTransformPlugin* halving = ApplyEffect(doubles::kHalvingClass, 12000, 14000);
     ASSERT_NE(halving, nullptr);
     bar->SetMarkedRow(0);
     menu = bar->PopupMenu();
-    EXPECT_FALSE(Item(menu, CChildView::kChangeStageSettings)->enabled);
-    EXPECT_TRUE(Item(menu, CChildView::kBypassStage)->enabled);
-    EXPECT_TRUE(Item(menu, CChildView::kDeleteStage)->enabled);
+    for (uint32_t id : {CChildView::kChangeStageSettings, CChildView::kBypassStage, CChildView::kDeleteStage})
+        EXPECT_FALSE(Item(menu, id)->enabled) << id;
+    Choose(0, CChildView::kBypassStage);
+    EXPECT_FALSE(halving->GetBypass());
+    Choose(0, CChildView::kDeleteStage);
+    EXPECT_EQ(view->GetUndoList().size(), 3u);
     EXPECT_EQ(view->GetStageTransform(2), nullptr);
     EXPECT_EQ(view->GetStageTransform(0), gain);
 }
@@ -205,15 +209,17 @@ TEST_F(EditHistoryTest, DeletingAStretchingStageRestoresTheLengthAndKeepsLaterSt
     Command(CChildView::kDelete);
     ASSERT_EQ(view->GetMedia().GetLength(), 7500);
 
+    // The stretching effect has no editor, so the popup does not offer it: the bar's Del key does.
     // No asks the question and keeps everything.
+    const int stage = 0; // the oldest stage, the second row of the bar
     presentation->QueueBoxAnswer(IDNO);
-    Choose(1, CChildView::kDeleteStage);
+    view->DeleteStages(&stage, 1);
     EXPECT_EQ(view->GetUndoList().size(), 2u);
     EXPECT_EQ(presentation->Boxes().back(),
               "Are you sure you want to delete the selected editing steps from the edit history? This "
               "operation cannot be undone later.");
 
-    Choose(1, CChildView::kDeleteStage);
+    view->DeleteStages(&stage, 1);
     EXPECT_EQ(Commands(), (std::vector<std::string>{"Delete", "Original"}));
     EXPECT_EQ(view->GetMedia().GetLength(), 9500);
     EXPECT_EQ(Channel0(view->GetMedia())[3000], Written(3000));
