@@ -2,7 +2,7 @@
 // reaches (close, save query), it titles itself through the presentation and it owns the view.
 #pragma once
 
-#include "dsp/SpectAnalyzer.h"
+#include "dsp/FrequencyAnalyzer.h"
 #include "platform/Presentation.h"
 #include "platform/Window.h"
 #include "view/ChildView.h"

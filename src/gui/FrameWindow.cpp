@@ -6,7 +6,7 @@
 #include "frame/FrameLayout.h"
 #include "frame/MainFrame.h"
 #include "gui/HistoryBar.h"
-#include "gui/SpectrumBar.h"
+#include "gui/AnalyzerBar.h"
 #include "gui/ToolIcons.h"
 #include "gui/ViewWidget.h"
 #include "gui/controls/MeterBar.h"

@@ -8,7 +8,7 @@
 #include "audio/AudioOut.h"
 #include "audio/DeviceChain.h"
 #include "audio/PlayRequest.h"
-#include "dsp/SpectAnalyzer.h"
+#include "dsp/FrequencyAnalyzer.h"
 #include "dsp/TransformPlugin.h"
 #include "platform/Messages.h"
 #include "platform/Presentation.h"

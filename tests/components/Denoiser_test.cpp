@@ -56,12 +56,13 @@ protected:
         EXPECT_EQ(t->GetState(s.data()), S_OK);
         return s;
     }
-    static std::vector<float> Noise(int64_t count, double sigma, unsigned seed) {
-        std::mt19937 random(seed);
-        std::normal_distribution<double> gauss(0.0, sigma);
+    // `count` samples of white noise of the given deviation; the same start gives the same noise.
+    static std::vector<float> WhiteNoise(int64_t count, double deviation, unsigned start) {
+        std::mt19937 generator(start);
+        std::normal_distribution<double> gauss(0.0, deviation);
         std::vector<float> s(static_cast<size_t>(count));
         for (float& v : s)
-            v = static_cast<float>(gauss(random));
+            v = static_cast<float>(gauss(generator));
         return s;
     }
 };
@@ -100,7 +101,7 @@ TEST_F(DenoiserTest, NegligibleProfileGivesTheInputBackInTimeAndAtItsLength) {
                 auto t = Make(channels, Blob(channels, level));
                 const int64_t frames = 30000;
                 ASSERT_EQ(t->SetLength(frames), S_OK);
-                const std::vector<float> in = Noise(frames * channels, 0.2, 3);
+                const std::vector<float> in = WhiteNoise(frames * channels, 0.2, 3);
                 const std::vector<float> out = Run(t.get(), in, channels, block);
                 ASSERT_EQ(out.size(), in.size());
                 for (size_t i = 0; i < in.size(); ++i)
@@ -126,7 +127,7 @@ TEST_F(DenoiserTest, DamagedFieldsAreRefusedAndTheStateStays) {
 // half the level treats each channel as a mono blob of the whole level does, and removes the noise.
 TEST_F(DenoiserTest, ProfileIsScaledBackByItsChannelCount) {
     const int64_t frames = 3 * kRate;
-    const std::vector<float> mono = Noise(frames, 0.05, 11);
+    const std::vector<float> mono = WhiteNoise(frames, 0.05, 11);
     std::vector<float> stereo(static_cast<size_t>(frames * 2));
     for (int64_t f = 0; f < frames; ++f)
         stereo[f * 2] = stereo[f * 2 + 1] = mono[f];

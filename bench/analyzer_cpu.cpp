@@ -15,10 +15,10 @@
 // benchmark's thread over many rounds, and the share of a core it makes at 13.3 updates a second.
 // Budget: the analyzer under 1 % of one core. No peer tool does this job alone: see the README.
 //
-// Usage: spectrum_cpu [seconds of audio, default 20]
+// Usage: analyzer_cpu [seconds of audio, default 20]
 #include "SoundBench.h"
 
-#include "dsp/SpectAnalyzer.h"
+#include "dsp/FrequencyAnalyzer.h"
 #include "frame/FrameLayout.h"
 #include "frame/MainFrame.h"
 #include "platform/Paths.h"
@@ -173,11 +173,11 @@ double SecondsPerUpdate(tw::CHeadlessPresentation& presentation) {
 
 int main(int argc, char** argv) {
     const int64_t seconds = std::max<int64_t>(5, argc > 1 ? std::atoll(argv[1]) : 20);
-    if (!bench::SoundServerAnswers("spectrum_cpu"))
+    if (!bench::SoundServerAnswers("analyzer_cpu"))
         return 1;
     bench::TempFolder folder("tw-spectrumcpu");
     if (!folder.Ok()) {
-        std::fprintf(stderr, "spectrum_cpu: no temporary folder\n");
+        std::fprintf(stderr, "analyzer_cpu: no temporary folder\n");
         return 1;
     }
     auto presentation = std::make_shared<tw::CHeadlessPresentation>();
@@ -186,17 +186,17 @@ int main(int argc, char** argv) {
     filters.Initialise(tw::ModuleFolder() + "FormatHost/libformathost.so");
     if (!filters.IsLoaded()) {
         std::fprintf(stderr,
-                     "spectrum_cpu: the format library (FormatHost/ beside this program) is missing\n");
+                     "analyzer_cpu: the format library (FormatHost/ beside this program) is missing\n");
         return 1;
     }
     std::string sink;
-    std::unique_ptr<tw::CAudioDeviceMgr> chain = bench::PlayIntoNullSink("spectrum_cpu", sink);
+    std::unique_ptr<tw::CAudioDeviceMgr> chain = bench::PlayIntoNullSink("analyzer_cpu", sink);
     if (!chain)
         return 1;
 
     const std::string wav = folder.Path() + "/document.wav";
     if (!bench::WriteTestWav(wav, seconds * bench::kRate)) {
-        std::fprintf(stderr, "spectrum_cpu: cannot write %s\n", wav.c_str());
+        std::fprintf(stderr, "analyzer_cpu: cannot write %s\n", wav.c_str());
         return 1;
     }
 
@@ -207,7 +207,7 @@ int main(int argc, char** argv) {
         if (frame.Ok())
             frame.Call([&](tw::CMainFrame& f) { loaded = f.GetView().LoadFile(wav); }, 120.0);
         if (!loaded) {
-            std::fprintf(stderr, "spectrum_cpu: the document was not opened\n");
+            std::fprintf(stderr, "analyzer_cpu: the document was not opened\n");
             tw::SetDeviceChain(nullptr);
             return 1;
         }
@@ -215,7 +215,7 @@ int main(int argc, char** argv) {
         for (bool shown : {false, true, false, true})
             runs.push_back(Play(frame, *presentation, shown, static_cast<double>(seconds)));
 
-        std::printf("spectrum_cpu: %lld s of stereo 16-bit 44.1 kHz through \"%s\", played four times, the "
+        std::printf("analyzer_cpu: %lld s of stereo 16-bit 44.1 kHz through \"%s\", played four times, the "
                     "analyzer bar hidden and shown in turn\n",
                     static_cast<long long>(seconds), sink.c_str());
         std::printf("%-10s %9s %11s %12s %13s %12s %9s\n", "bar", "wall", "process CPU", "of one core",
@@ -236,7 +236,7 @@ int main(int argc, char** argv) {
         }
         const double perUpdate = SecondsPerUpdate(*presentation);
         if (!sound || perUpdate < 0.0) {
-            std::fprintf(stderr, "spectrum_cpu: a playback did not run its length, or the bar was fed while "
+            std::fprintf(stderr, "analyzer_cpu: a playback did not run its length, or the bar was fed while "
                                  "hidden or not while shown\n");
             status = 1;
         } else {

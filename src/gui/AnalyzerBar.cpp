@@ -1,4 +1,4 @@
-#include "gui/SpectrumBar.h"
+#include "gui/AnalyzerBar.h"
 
 #include "gui/controls/AxisCtrl.h"
 #include "gui/controls/ControlLook.h"

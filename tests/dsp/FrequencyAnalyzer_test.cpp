@@ -1,6 +1,6 @@
 // The spectrum analyzer's bands: where a tone lands and at what level, silence and missing
 // channels, and which frames of a document it reads.
-#include "dsp/SpectAnalyzer.h"
+#include "dsp/FrequencyAnalyzer.h"
 
 #include "core/EditedMedia.h"
 #include "core/TestStreams.h"

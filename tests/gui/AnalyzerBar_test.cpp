@@ -3,7 +3,7 @@
 // and the frame's focus ring through it.
 #include "OnScreen.h"
 
-#include "gui/SpectrumBar.h"
+#include "gui/AnalyzerBar.h"
 #include "gui/controls/AxisCtrl.h"
 #include "gui/controls/ControlLook.h"
 #include "gui/controls/CurveEdit.h"

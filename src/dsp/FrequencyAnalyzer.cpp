@@ -1,4 +1,4 @@
-#include "dsp/SpectAnalyzer.h"
+#include "dsp/FrequencyAnalyzer.h"
 
 #include "core/EditedMedia.h"
 #include "core/MediaData.h"
