@@ -41,9 +41,7 @@ void CChildView::OnConvertSampleFormat() {
 
     WAVEFORMATEX target{};
     target.wFormatTag = 1;
-    target.nSamplesPerSec = static_cast<uint32_t>(dialog.GetRate()) != old.nSamplesPerSec
-                                ? static_cast<uint32_t>(dialog.GetRate())
-                                : old.nSamplesPerSec;
+    target.nSamplesPerSec = static_cast<uint32_t>(dialog.GetRate());
     target.wBitsPerSample = static_cast<uint16_t>(dialog.GetBits());
     target.nChannels = static_cast<uint16_t>(dialog.GetChannels());
     target.nBlockAlign = static_cast<uint16_t>(target.wBitsPerSample * target.nChannels / 8);

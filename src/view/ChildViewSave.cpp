@@ -15,6 +15,7 @@
 #include "storage/FilteredOutput.h"
 #include "storage/PCMAudio.h"
 #include "storage/PeakFileManager.h"
+#include "view/ConvertDialog.h"
 #include "view/DocumentHost.h"
 #include "view/SaveDialogs.h"
 #include "view/SaveThread.h"
@@ -141,10 +142,9 @@ int CChildView::RunSaveTask(CFilteredOutput* filter, IBasicIO* peakTarget, const
         CEditedMedia part;
         m_media.CopyTo(part, section);
         part.PrepareTransforms();
-        static constexpr int32_t kHalfWidths[] = {10, 30, 50};
         CConvertFormat task(part, sink);
         task.SetFormat(filter->Format);
-        task.SetHalfWidth(kHalfWidths[std::clamp(GetSettingInt("FormatConversion", "Filter", 1), 0, 2)]);
+        task.SetHalfWidth(CConvertDialog::StoredHalfWidth());
         task.SetDownMixMode(GetSettingInt("FormatConversion", "DownMixMode", 0));
         CProgressDialog progress(task);
         const int result = progress.DoModal(GetSafeHandle());

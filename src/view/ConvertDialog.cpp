@@ -88,6 +88,10 @@ int CConvertDialog::GetHalfWidth() const {
     return kHalfWidths[m_filter];
 }
 
+int CConvertDialog::StoredHalfWidth() {
+    return kHalfWidths[std::clamp(GetSettingInt(kSection, "Filter", 1), 0, kFilterTexts - 1)];
+}
+
 std::vector<CDialogField> CConvertDialog::GetFormFields() const {
     std::vector<CDialogField> fields;
     fields.push_back({"rate", "Sample rate:", CDialogField::Kind::TextChoice, m_rateText,

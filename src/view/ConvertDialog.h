@@ -35,6 +35,9 @@ public:
     int GetChannels() const;
     // The filter's half width of the chosen quality: 10, 30 or 50.
     int GetHalfWidth() const;
+    // The half width of the quality the last conversion stored (FormatConversion / Filter), which a
+    // save that converts on its way takes too.
+    static int StoredHalfWidth();
     int GetDownMixMode() const { return DownMixAllowed() ? m_downMix : 0; }
     bool DownMixAllowed() const;
 
