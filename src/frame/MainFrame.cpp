@@ -11,6 +11,7 @@
 #include "frame/OptionsSheet.h"
 #include "frame/RecentFileList.h"
 #include "frame/ToolbarButtons.h"
+#include "platform/StringTable.h"
 
 #include "platform/Messages.h"
 #include "platform/Presentation.h"
@@ -301,6 +302,7 @@ void CMainFrame::PublishPanes() {
 void CMainFrame::SetTitle(const std::string& title) {
     if (GetSafeHandle() != 0) {
         m_publishedTitle = title;
+        CWindow::SetWindowTitle(GetSafeHandle(), title);
         Presentation().FrameTitle(GetSafeHandle(), title);
     }
 }
@@ -332,8 +334,8 @@ intptr_t CMainFrame::OnQueryEndSession() {
     if (g_sessionEnding.load())
         return 1;
     Presentation().FrameToTop(GetSafeHandle());
-    if (ShowMessageBox(kEndSessionText, MB_OKCANCEL | MB_ICONWARNING, GetSafeHandle(), kEndSessionTitle) !=
-        IDOK)
+    if (ShowMessageBox(kEndSessionText, MB_OKCANCEL | MB_ICONWARNING, GetSafeHandle(),
+                       FacilityText(kEndSessionTitle)) != IDOK)
         return 0;
     g_sessionEnding = true;
     return 1;
@@ -385,6 +387,7 @@ void CMainFrame::PublishIdle() {
     const std::string title = m_view.WindowTitle();
     if (title != m_publishedTitle) {
         m_publishedTitle = title;
+        CWindow::SetWindowTitle(GetSafeHandle(), title);
         Presentation().FrameTitle(GetSafeHandle(), title);
     }
 }

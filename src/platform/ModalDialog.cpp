@@ -81,6 +81,7 @@ int CModalDialog::DoModal(WindowHandle owner) {
     m_running = true;
     m_result = 0;
     OnInitDialog();
+    CWindow::SetWindowTitle(GetSafeHandle(), GetWindowText());
     Presentation().DialogOpened(*this);
     if (!loop->RunModal([this] { return !m_running; }) && m_running) {
         // The thread is quitting: the dialog ends as cancelled.

@@ -161,11 +161,12 @@ int ShowMessageBox(const std::string& text, uint32_t style, WindowHandle owner, 
     return result;
 }
 
-void CHeadlessPresentation::Record(const std::string& kind, const std::string& text, WindowHandle window) {
+void CHeadlessPresentation::Record(const std::string& kind, const std::string& text, WindowHandle window,
+                                   const std::string& caption) {
     bool echo;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
-        m_history.push_back(Shown{kind, text, window});
+        m_history.push_back(Shown{kind, text, window, caption});
         echo = m_echo;
     }
     if (echo)
@@ -174,7 +175,7 @@ void CHeadlessPresentation::Record(const std::string& kind, const std::string& t
 
 int CHeadlessPresentation::MessageBox(WindowHandle owner, const std::string& text, const std::string& caption,
                                       uint32_t style) {
-    Record("box", text, owner);
+    Record("box", text, owner, caption);
     std::lock_guard<std::mutex> lock(m_mutex);
     if (!m_boxAnswers.empty()) {
         const int answer = m_boxAnswers.front();
@@ -480,6 +481,15 @@ std::vector<std::string> CHeadlessPresentation::Boxes() const {
         if (s.kind == "box")
             boxes.push_back(s.text);
     return boxes;
+}
+
+std::vector<std::string> CHeadlessPresentation::BoxCaptions() const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    std::vector<std::string> captions;
+    for (const Shown& s : m_history)
+        if (s.kind == "box")
+            captions.push_back(s.caption);
+    return captions;
 }
 
 void CHeadlessPresentation::Clear() {

@@ -247,6 +247,7 @@ public:
         std::string kind; // "box", "dialog", "frame", "title", "status", "top", "closed", ...
         std::string text;
         WindowHandle window = 0;
+        std::string caption; // a box's title
     };
 
     int MessageBox(WindowHandle owner, const std::string& text, const std::string& caption,
@@ -321,11 +322,13 @@ public:
     void SetEcho(bool echo);
 
     std::vector<Shown> History() const;
-    std::vector<std::string> Boxes() const; // texts of the message boxes shown so far
+    std::vector<std::string> Boxes() const;       // texts of the message boxes shown so far
+    std::vector<std::string> BoxCaptions() const; // and their titles
     void Clear();
 
 private:
-    void Record(const std::string& kind, const std::string& text, WindowHandle window);
+    void Record(const std::string& kind, const std::string& text, WindowHandle window,
+                const std::string& caption = {});
     mutable std::mutex m_mutex;
     std::vector<Shown> m_history;
     std::deque<int> m_boxAnswers;

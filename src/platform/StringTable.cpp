@@ -124,6 +124,8 @@ constexpr Substitution kSubstitutions[] = {
     {"MME: ", "ALSA: ", true},
     {"DirectSound: ", "PulseAudio: ", true},
     {"Copy to Windows Clipboard", "Copy to System Clipboard", false},
+    {"The Windows clipboard", "The system clipboard", false},
+    {"Windows is going to shut down", "The session is going to end", false},
     {"VST Settings...", "LV2 Settings...", false},
     {"DirectX Settings...", "LADSPA Settings...", false},
     {"VST Plug-Ins", "LV2 Plug-Ins", false},

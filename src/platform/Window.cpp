@@ -17,6 +17,7 @@ struct WindowEntry {
     WindowHandle owner = 0;
     WindowHandle parent = 0; // set for a child window
     bool enabled = true;
+    std::string title;
     uint64_t sequence = 0; // creation order, for "most recent popup"
 };
 
@@ -161,6 +162,23 @@ bool CWindow::EnableWindow(WindowHandle handle, bool enable) {
         return false;
     it->second.enabled = enable;
     return true;
+}
+
+bool CWindow::SetWindowTitle(WindowHandle handle, const std::string& title) {
+    WindowTable& t = Table();
+    std::lock_guard<std::mutex> lock(t.mutex);
+    auto it = t.entries.find(handle);
+    if (it == t.entries.end())
+        return false;
+    it->second.title = title;
+    return true;
+}
+
+std::string CWindow::GetWindowTitle(WindowHandle handle) {
+    WindowTable& t = Table();
+    std::lock_guard<std::mutex> lock(t.mutex);
+    auto it = t.entries.find(handle);
+    return it == t.entries.end() ? std::string() : it->second.title;
 }
 
 bool CWindow::PostMessage(WindowHandle handle, uint32_t message, uintptr_t wParam, intptr_t lParam) {

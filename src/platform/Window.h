@@ -7,6 +7,7 @@
 #include "platform/MessageLoop.h"
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 namespace tw {
@@ -52,6 +53,10 @@ public:
     // 0 when it is gone.
     static WindowHandle GetTopLevel(WindowHandle handle);
     static CMessageLoop* LoopOf(WindowHandle handle);
+    // The title a window shows, kept with its handle so any thread can put it on a box it raises
+    // over that window. Empty when none was set or the window is gone.
+    static bool SetWindowTitle(WindowHandle handle, const std::string& title);
+    static std::string GetWindowTitle(WindowHandle handle);
     // True when the calling thread is the one that owns the window (false when it is gone).
     static bool IsOwnerThread(WindowHandle handle);
 

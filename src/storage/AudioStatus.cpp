@@ -3,6 +3,7 @@
 #include "platform/Presentation.h"
 #include "platform/StringTable.h"
 #include "platform/Utf.h"
+#include "platform/Window.h"
 
 #include <tidework/formathost.h>
 
@@ -66,8 +67,13 @@ std::string AudioStatusMessage(IFormatStatus* status) {
 
 void ShowAudioStatus(IFormatStatus* status, WindowHandle parent) {
     std::string message = AudioStatusMessage(status);
-    if (!message.empty())
-        ShowMessageBox(message, 0x30 /*MB_ICONWARNING*/, parent);
+    if (message.empty())
+        return;
+    // Over a window the box takes that window's title, so a person sees which document failed.
+    std::string caption = parent != 0 ? CWindow::GetWindowTitle(CWindow::GetTopLevel(parent)) : std::string();
+    if (caption.empty())
+        caption = LoadString(128);
+    ShowMessageBox(message, 0x30 /*MB_ICONWARNING*/, parent, caption);
 }
 
 } // namespace tw

@@ -4,6 +4,7 @@
 
 #include "dsp/SignalGeneratorSettings.h"
 #include "platform/ModalDialog.h"
+#include "platform/StringTable.h"
 
 #include <tidework/wavefmt.h>
 
@@ -17,7 +18,7 @@ class CCBSourceDialog : public CModalDialog {
 public:
     enum Source { internalClipboard = 0, systemClipboard = 1 };
     static constexpr const char* kInternalText = "The internal clipboard";
-    static constexpr const char* kSystemText = "The system clipboard";
+    static constexpr const char* kSystemText = "The Windows clipboard"; // shown through FacilityText
 
     std::string DialogName() const override { return "ClipboardSource"; }
     std::string GetWindowText() const override { return "Paste"; }
@@ -26,7 +27,7 @@ public:
                  "Paste from:",
                  CDialogField::Kind::Radio,
                  std::to_string(m_source),
-                 {kInternalText, kSystemText},
+                 {kInternalText, FacilityText(kSystemText)},
                  true}};
     }
     void SetFormField(const std::string& key, const std::string& value) override {

@@ -163,8 +163,8 @@ TEST_F(FrameBars, TheSessionsEndAsksOnceUnderTheSystemsTitleAndCancelKeepsItGoin
     answerer.start(20);
     EXPECT_FALSE(presentation->EndSession());
     ASSERT_EQ(seen.size(), 1);
-    EXPECT_TRUE(seen[0].startsWith(
-        "Windows is going to shut down|To close Vond Tidewright and turn off your computer"))
+    EXPECT_TRUE(
+        seen[0].startsWith("The session is going to end|To close Vond Tidewright and turn off your computer"))
         << seen[0].toStdString();
     role = QMessageBox::AcceptRole;
     EXPECT_TRUE(presentation->EndSession());

@@ -31,6 +31,8 @@ TEST(StringTable, WindowsFacilityNames_AreReplacedByTheirCounterparts) {
     EXPECT_EQ(FacilityText("MME: Built-in Audio"), "ALSA: Built-in Audio");
     EXPECT_EQ(FacilityText("DirectSound: Speakers"), "PulseAudio: Speakers");
     EXPECT_EQ(FacilityText("Copy to Windows Clipboard"), "Copy to System Clipboard");
+    EXPECT_EQ(FacilityText("The Windows clipboard"), "The system clipboard");
+    EXPECT_EQ(FacilityText("Windows is going to shut down"), "The session is going to end");
     EXPECT_EQ(FacilityText("VST Plug-Ins"), "LV2 Plug-Ins");
     EXPECT_EQ(FacilityText("A text about MME: here"), "A text about MME: here")
         << "prefixes only at the start";

@@ -5,6 +5,8 @@
 #include "storage/FilteredOutput.h"
 
 #include "platform/Presentation.h"
+#include "platform/StringTable.h"
+#include "platform/Window.h"
 
 #include <gtest/gtest.h>
 
@@ -316,15 +318,23 @@ TEST(AudioStatus, Words_CoverTheTableAndLeaveTheGapUnknown) {
     EXPECT_EQ(AudioStatusWord(0), "Unknown");
 }
 
-TEST(AudioStatus, Show_PutsTheMessageInABox) {
+TEST(AudioStatus, Show_PutsTheMessageInABoxTitledLikeItsParent) {
     auto headless = std::make_shared<CHeadlessPresentation>();
     SetPresentation(headless);
+    CMessageLoop loop;
+    CWindow frame, view;
+    frame.Create();
+    view.CreateChild(frame.GetSafeHandle());
+    CWindow::SetWindowTitle(frame.GetSafeHandle(), "take 3.wav - Vond Tidewright");
     auto* status = new FakeStatus(FH_E_FILE_NOT_FOUND, "", 0);
+    ShowAudioStatus(status, view.GetSafeHandle());
     ShowAudioStatus(status, 0);
     status->Release();
     ShowAudioStatus(nullptr, 0);
-    EXPECT_EQ(headless->Boxes(),
-              std::vector<std::string>{"An audio error occured: File not found (Error Code = 0x80000014)"});
+    const std::string message = "An audio error occured: File not found (Error Code = 0x80000014)";
+    EXPECT_EQ(headless->Boxes(), (std::vector<std::string>{message, message}));
+    EXPECT_EQ(headless->BoxCaptions(),
+              (std::vector<std::string>{"take 3.wav - Vond Tidewright", LoadString(128)}));
 }
 
 } // namespace
