@@ -112,11 +112,14 @@ uint32_t CAudioWriter::FrameSizeFor(const WAVEFORMATEX& format, int32_t convert)
 void CAudioWriter::CloseTarget() {
     if (m_output) {
         m_output->WriteCues(m_splits);
+        const bool rateChanged = m_output->HasChangedRate();
         m_output->Close();
         // The header of the peak file names the finished file: its size and time are known only
         // now that the format library has written its header and the cue chunks.
-        if (m_peak && !m_targetName.empty())
-            CPeakFileManager().UpdateHeader(m_peak.get(), m_targetName);
+        if (m_peak && !m_targetName.empty()) {
+            CPeakFileManager().Finish(m_peak.get(), m_targetName, rateChanged);
+            m_peak.reset();
+        }
         m_fileOut.Attach(nullptr, nullptr, false);
         m_output.reset();
     }

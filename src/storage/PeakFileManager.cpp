@@ -331,6 +331,17 @@ void CPeakFileManager::Discard(IBasicIO* peak) {
         CFile::Remove(name);
 }
 
+void CPeakFileManager::Finish(IBasicIO* peak, const std::string& path, bool rateChanged) {
+    if (peak == nullptr)
+        return;
+    if (rateChanged || !UpdateHeader(peak, path)) {
+        Discard(peak);
+        return;
+    }
+    CBasicIOLock lock(*peak);
+    peak->Close();
+}
+
 bool CPeakFileManager::ReadRows(IBasicIO& peak, int64_t position, void* target, int64_t bytes,
                                 int64_t* settled) {
     auto* out = static_cast<uint8_t*>(target);

@@ -63,6 +63,11 @@ public:
     bool UpdateHeader(IBasicIO* peak, const std::string& path);
     // Closes the peak object and removes its file; the caller still deletes the object.
     static void Discard(IBasicIO* peak);
+    // Ends a peak file written along with a save, once the saved file is closed: its header then
+    // names the finished file. When the format library wrote another rate than the peaks were made
+    // for, or the header cannot be written, the peaks describe no file and the peak file goes.
+    // Closes `peak` either way; the caller still deletes the object.
+    void Finish(IBasicIO* peak, const std::string& path, bool rateChanged);
     // `bytes` of rows from byte `position` of a peak object, under its lock (a scan may be writing
     // rows meanwhile). A peak file is read where it stands with positional reads, leaving the
     // object's position alone; other objects seek and read. Bytes past the end read as zeros.

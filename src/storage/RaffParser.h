@@ -62,7 +62,8 @@ public:
     bool LoadContainer(const std::string& path, CEditedMedia& media, IRaffHistory* history, CSection& view,
                        CSection& selection, bool allowRetry = true);
     // Reads header and state of the open (or attached) file. Without `history` the lists are not
-    // read. A damaged history is dropped and the document kept.
+    // read. A damaged state, its history included, fails the load and leaves the document empty:
+    // a document without the history it was saved with is not the one that was saved.
     bool LoadState(CEditedMedia& media, IRaffHistory* history, CSection& view, CSection& selection,
                    bool allowRetry);
     // Writes the header, the document's groups 1 to 4 and both history lists (empty without

@@ -171,12 +171,13 @@ bool CChildView::SaveFile(const std::string& path, CFilteredOutput* given) {
     std::unique_ptr<CFilteredOutput> filter(given);
     if (HasSuffix(path, "vtf")) {
         // Temporary data moves into the container; the user's own files stay where they are.
-        const bool saved =
-            RelocateTemporaries(m_media, m_project) && SaveProjectState() && m_project.SaveCopy(path);
-        if (!saved) {
-            ShowMessageBox(LoadString(kWriteFailed), MB_ICONWARNING, GetSafeHandle());
+        // The copy shows its own box naming the file when it fails; the steps before it do not.
+        if (!RelocateTemporaries(m_media, m_project) || !SaveProjectState()) {
+            ShowMessageBox(FormatString(kWriteFailed, path), MB_ICONWARNING, GetSafeHandle());
             return false;
         }
+        if (!m_project.SaveCopy(path))
+            return false;
         SetFileName(path);
         if (IDocumentHost* host = DocumentHost())
             host->AddRecentFile(path);
@@ -231,18 +232,18 @@ bool CChildView::SaveFile(const std::string& path, CFilteredOutput* given) {
     if (RunSaveTask(filter.get(), peak.get(), CSection(0, m_media.GetLength()), path) != 1) {
         filter->Close();
         filter.reset();
-        CPeakFileManager::Discard(peak.release());
+        CPeakFileManager::Discard(peak.get());
+        peak.reset();
         if (path == m_fileName)
             ShowMessageBox(WithPath(kCancelDeleted, path), MB_ICONWARNING, GetSafeHandle());
         CFile::Remove(path);
         return false;
     }
+    // Asked before the close: the format library forgets the written format with its target.
+    const bool rateChanged = filter->HasChangedRate();
     filter->Close();
-    if (peak) {
-        CPeakFileManager().UpdateHeader(peak.get(), path);
-        peak->Close();
-        peak.reset();
-    }
+    CPeakFileManager().Finish(peak.get(), path, rateChanged);
+    peak.reset();
     filter.reset();
 
     // From now on the document is the saved file: one event, no temporary data, no history.
@@ -421,14 +422,13 @@ void CChildView::OnCopyToFile() {
     }
     std::unique_ptr<IBasicIO> peak(CPeakFileManager().CreatePeakFile(path));
     const int result = RunSaveTask(filter.get(), peak.get(), m_selection, path);
+    const bool rateChanged = result == 1 && filter->HasChangedRate();
     filter->Close();
-    if (result == 1 && peak) {
-        CPeakFileManager().UpdateHeader(peak.get(), path);
-        peak->Close();
+    if (result == 1) {
+        CPeakFileManager().Finish(peak.get(), path, rateChanged);
     } else {
-        CPeakFileManager::Discard(peak.release());
-        if (result != 1)
-            CFile::Remove(path);
+        CPeakFileManager::Discard(peak.get());
+        CFile::Remove(path);
     }
     PutSettingInt("General", "LastSaveFilter", dialog.GetFilterIndex());
 }
@@ -483,17 +483,15 @@ void CChildView::OnSaveTracks() {
         }
         std::unique_ptr<IBasicIO> peak(CPeakFileManager().CreatePeakFile(path));
         const int result = RunSaveTask(filter.get(), peak.get(), CSection(start, end), path);
+        const bool rateChanged = result == 1 && filter->HasChangedRate();
         filter->Close();
         if (result != 1) {
             // A half-written track is no track: it goes, and so does its line.
-            CPeakFileManager::Discard(peak.release());
+            CPeakFileManager::Discard(peak.get());
             CFile::Remove(path);
             continue;
         }
-        if (peak) {
-            CPeakFileManager().UpdateHeader(peak.get(), path);
-            peak->Close();
-        }
+        CPeakFileManager().Finish(peak.get(), path, rateChanged);
         if (playlist != nullptr && !playlistFailed) {
             const std::string line = path + "\n";
             playlistFailed = std::fwrite(line.data(), 1, line.size(), playlist) != line.size();

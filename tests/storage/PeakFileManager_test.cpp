@@ -274,6 +274,27 @@ TEST_F(PeakFileManagerTest, UpdateHeader_AfterTheSourceChanged_MakesTheFileValid
     EXPECT_EQ(peaks.CheckPeakFile(path, hash, false), 2);
 }
 
+TEST_F(PeakFileManagerTest, Finish_KeepsPeaksOnlyForAFileWrittenAtTheirRate) {
+    struct Case {
+        bool rateChanged;
+        std::string headerPath; // the path the finished file is told by
+        bool kept;
+    };
+    const std::string path = Source("finished.wav");
+    for (const Case& c :
+         {Case{false, path, true}, Case{true, path, false}, Case{false, path + ".x", false}}) {
+        SCOPED_TRACE(testing::Message() << c.rateChanged << " " << c.headerPath);
+        std::unique_ptr<IBasicIO> peak(peaks.CreatePeakFile(path));
+        ASSERT_TRUE(peak);
+        const std::string name = peak->GetFileName();
+        const float row[2] = {-0.5f, 0.5f};
+        ASSERT_TRUE(peak->Write(row, sizeof row));
+        peaks.Finish(peak.get(), c.headerPath, c.rateChanged);
+        EXPECT_EQ(CFile::Exists(name), c.kept);
+        EXPECT_EQ(peaks.CheckPeakFile(path, CPeakFileManager::Hash(path), false) == 2, c.kept);
+    }
+}
+
 TEST_F(PeakFileManagerTest, CreatePeakFile_NoUsableDirectory_GivesNull) {
     std::ofstream(home.root + "/file") << "x";
     PutSettingString("Directories", "PeakFiles", home.root + "/file/peaks");

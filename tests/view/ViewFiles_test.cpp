@@ -107,6 +107,17 @@ TEST_F(ViewFilesTest, AProjectReopensWithItsHistoryAndADamagedOneLeavesTheDocume
     EXPECT_TRUE(CFile::Exists(container));
 }
 
+TEST_F(ViewFilesTest, AProjectThatCannotBeWrittenGivesOneBoxNamingTheFile) {
+    LoadWav(3000);
+    const std::string target = home.root + "/no such folder/p.vtf";
+    presentation->Clear();
+    EXPECT_FALSE(view->SaveFile(target, nullptr));
+    EXPECT_EQ(presentation->Boxes(),
+              std::vector<std::string>{"An error occurred while writing to the file " + target + "."});
+    EXPECT_EQ(view->GetMedia().GetLength(), 3000);
+    EXPECT_NE(view->GetFileName(), target);
+}
+
 TEST_F(ViewFilesTest, SavingOverTheFileTheDocumentReadsWorksAndReloadsIt) {
     LoadWav(4000, 2, "same.wav");
     const std::string path = view->GetFileName();
