@@ -378,7 +378,9 @@ void CTransformPlugin::LoadComponent(const GUID& classId, const GUID* subId,
     m_classId = classId;
     m_subId = subId != nullptr ? *subId : GUID{};
     m_transform = MakeComponent(classId);
-    if (m_transform != nullptr && !IsNullGuid(m_subId) && m_transform->Initialise(m_subId) != S_OK)
+    // A stored record that carries a sub-id field initialises with it even when it is null: the
+    // object that wrote it was made that way. Only a fresh instance skips a null sub-id.
+    if (m_transform != nullptr && subId != nullptr && m_transform->Initialise(m_subId) != S_OK)
         ReleaseTransform();
     if (m_transform == nullptr)
         return;

@@ -218,23 +218,26 @@ TEST(TransformPlugin, ProcessOffline_TellsTheComponentTheBytePositionOfEachBlock
 }
 
 TEST(TransformPlugin, Serialize_Schema3RoundTripMakesTheComponentAgainWithItsState) {
-    auto gain = Make(doubles::kGainClass, kSub);
-    gain->SetValue(0, 0.75f);
-    CByteVectorIO io;
-    CArchive out(io, CArchive::store);
-    gain->Serialize(out);
-    EXPECT_EQ(io.GetLength(), 16 + 16 + 4 + 4);
+    // A stored sub-id initialises the object also when it is null; only a fresh one skips that.
+    for (const GUID& sub : {kSub, GUID{}}) {
+        auto gain = Make(doubles::kGainClass, sub);
+        gain->SetValue(0, 0.75f);
+        CByteVectorIO io;
+        CArchive out(io, CArchive::store);
+        gain->Serialize(out);
+        EXPECT_EQ(io.GetLength(), 16 + 16 + 4 + 4);
 
-    doubles::ClearLog();
-    CTransformPlugin loaded;
-    CArchive in(io, CArchive::load);
-    loaded.Serialize(in, 3);
-    ASSERT_TRUE(loaded.HasTransform());
-    EXPECT_EQ(loaded.GetClassId(), doubles::kGainClass);
-    EXPECT_EQ(loaded.GetSubId(), kSub);
-    EXPECT_EQ(GainOf(loaded), 0.75f);
-    EXPECT_EQ(doubles::Log(), (std::vector<std::string>{"Initialise", "SetFormat 44100 2", "SetState"}));
-    EXPECT_EQ(in.GetPosition(), io.GetLength());
+        doubles::ClearLog();
+        CTransformPlugin loaded;
+        CArchive in(io, CArchive::load);
+        loaded.Serialize(in, 3);
+        ASSERT_TRUE(loaded.HasTransform());
+        EXPECT_EQ(loaded.GetClassId(), doubles::kGainClass);
+        EXPECT_EQ(loaded.GetSubId(), sub);
+        EXPECT_EQ(GainOf(loaded), 0.75f);
+        EXPECT_EQ(doubles::Log(), (std::vector<std::string>{"Initialise", "SetFormat 44100 2", "SetState"}));
+        EXPECT_EQ(in.GetPosition(), io.GetLength());
+    }
 }
 
 TEST(TransformPlugin, Serialize_OlderSchemasAndMissingClasses) {
