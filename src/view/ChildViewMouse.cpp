@@ -89,14 +89,14 @@ void CChildView::OnMouseMove(uintptr_t flags, int x, int y) {
             move = length / 2;
         else if (x < m_plot.left && m_viewSection.m_start > 0)
             move = -(length / 2);
-        if (move != 0) {
-            m_viewSection.m_start += move;
-            m_viewSection.m_end += move;
-            m_viewSection.SlideInto(CSection(0, mediaLength + length));
-            UpdateScrollBar();
-            Invalidate();
-            return;
-        }
+        // The move ends here even when the view is already at its end: a drag held beyond the
+        // plot neither selects nor drags what lies under the plot's edge.
+        m_viewSection.m_start += move;
+        m_viewSection.m_end += move;
+        m_viewSection.SlideInto(CSection(0, mediaLength + length));
+        UpdateScrollBar();
+        Invalidate();
+        return;
     }
     if (m_dragEvent != nullptr && m_dragIsCrossFade == 0) {
         const int64_t moved = m_media.MoveSplice(m_dragEvent, SampleFromX(x) - m_dragReference);

@@ -137,6 +137,16 @@ TEST_F(ViewNavigationTest, AClickWithASmallWobbleLeavesACursorAndADragSelects) {
     const int64_t start = view->GetSelection().m_start;
     mouse(WM_RBUTTONDOWN, MK_RBUTTON, plot.left + 50);
     EXPECT_EQ(view->GetSelection(), CSection(view->SampleFromX(plot.left + 50), start));
+
+    // Held beyond the plot the move only scrolls; with the view already at the start there is
+    // nothing to scroll, and still the selection stays where the plot last saw the mouse.
+    ASSERT_EQ(view->GetViewSection().m_start, 0);
+    mouse(WM_LBUTTONDOWN, MK_LBUTTON, plot.left + 300);
+    mouse(WM_MOUSEMOVE, MK_LBUTTON, plot.left + 250);
+    mouse(WM_MOUSEMOVE, MK_LBUTTON, plot.left - 3);
+    mouse(WM_LBUTTONUP, 0, plot.left + 250);
+    EXPECT_EQ(view->GetSelection(),
+              CSection(view->SampleFromX(plot.left + 250), view->SampleFromX(plot.left + 300)));
 }
 
 TEST_F(ViewNavigationTest, ATrackSplitDraggedOffThePlotIsGoneAndUndoBringsItBack) {
