@@ -1,4 +1,5 @@
 #include "display/Axis.h"
+#include "display/DrawContext.h"
 
 #include "display/BarLook.h"
 

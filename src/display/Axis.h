@@ -3,7 +3,7 @@
 // falling axis, whose values are walked down from the minimum.
 #pragma once
 
-#include "display/DrawContext.h"
+#include "display/DrawTypes.h"
 
 #include <cstdint>
 #include <string>

@@ -1,4 +1,5 @@
 #include "display/PCMVisualizer.h"
+#include "display/DrawContext.h"
 
 #include "core/EditedMedia.h"
 #include "core/PeakData.h"

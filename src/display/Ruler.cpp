@@ -1,4 +1,5 @@
 #include "display/Ruler.h"
+#include "display/DrawContext.h"
 
 #include "display/BarLook.h"
 #include "storage/FormatTime.h"

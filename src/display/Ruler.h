@@ -2,7 +2,7 @@
 // major ticks at the labels and sub-ticks between them.
 #pragma once
 
-#include "display/DrawContext.h"
+#include "display/DrawTypes.h"
 
 #include <cstdint>
 #include <string>

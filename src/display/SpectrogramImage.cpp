@@ -2,6 +2,7 @@
 #include "core/EditedMedia.h"
 #include "core/MediaData.h"
 #include "core/ReadCursor.h"
+#include "display/DrawContext.h"
 #include "display/LevelIndex.h"
 #include "display/SpectrogramVisualizer.h"
 #include "display/WaveletDot.h"

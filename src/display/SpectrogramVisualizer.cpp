@@ -1,4 +1,5 @@
 #include "display/SpectrogramVisualizer.h"
+#include "display/DrawContext.h"
 
 #include "core/EditedMedia.h"
 #include "display/SpectrogramPalette.h"

@@ -1,4 +1,6 @@
 #include "display/Visualizer.h"
+#include "display/DrawContext.h"
+#include "display/HighContrast.h"
 
 #include "core/EditedMedia.h"
 #include "core/LabelList.h"
@@ -73,10 +75,11 @@ void MarkSpan(int xStart, int xEnd, int* xa, int* xb) {
     }
 }
 
-bool SameChain(const CTransformChain& a, const CTransformChain& b) {
-    if (a.GetCount() != b.GetCount())
+// True when both chains hold at least `count` transforms and the first `count` are the same ones.
+bool SharePrefix(const CTransformChain& a, const CTransformChain& b, size_t count) {
+    if (static_cast<size_t>(a.GetCount()) < count || static_cast<size_t>(b.GetCount()) < count)
         return false;
-    for (int32_t i = 0; i < a.GetCount(); ++i) {
+    for (int32_t i = 0; i < static_cast<int32_t>(count); ++i) {
         if (a.GetAt(i) != b.GetAt(i))
             return false;
     }
@@ -137,7 +140,7 @@ int32_t CVisualizer::ReadAppearance() {
 }
 
 bool CVisualizer::ReadHighContrast() {
-    return GetSettingInt("View", "HighContrast", 0) != 0;
+    return DesktopHighContrast();
 }
 
 void CVisualizer::SetMergeChannels(bool merge) {
@@ -186,9 +189,9 @@ void CVisualizer::DrawBoundaries(CDrawContext& dc, const PixelRect& rect, const 
             MarkSpan(xStart, xEnd, &xa, &xb);
             dc.StretchInvert(CrossFadeMark(), PixelRect{xa, rect.top - 1 - kMarkHeight, xb, rect.top - 1});
         }
-        // A cut made with splice marking flags the event behind it; its boundary is dashed and
-        // named instead of marked.
-        const bool splice = b.follower->m_spliceFlag;
+        // The walked event's own splice flag decides: a flagged event's end is dashed and named
+        // instead of marked.
+        const bool splice = b.event->m_spliceFlag;
         const LineStyle style = splice ? LineStyle::Dash : LineStyle::Solid;
         dc.XorLine(xEnd, rect.top, xEnd, rect.bottom, kWhite, style);
         if (xStart != xEnd)
@@ -203,55 +206,83 @@ void CVisualizer::DrawBoundaries(CDrawContext& dc, const PixelRect& rect, const 
 
 void CVisualizer::DrawTransformBars(CDrawContext& dc, const PixelRect& rect, const CSection& view,
                                     ColorRef ink, ColorRef paper) {
+    // One bar per chain position and run: following events whose chains begin with the same
+    // transforms up to that position share it, so an effect laid over part of an earlier one
+    // splits only the rows below the shared part.
+    struct Bar {
+        size_t depth;
+        int left, right;
+        CTransformBase* transform;
+        std::vector<QString> lines;
+    };
     const std::vector<CMediaEvent*>& events = m_media->GetEvents();
-    int rowHeight = 0; // measured at the first bar: most documents have none
+    std::vector<Bar> bars;
+    std::vector<int> depthLines; // rows each chain position takes: its longest wrapped name
+    int rowHeight = 0;           // measured at the first bar: most documents have none
     const int limit = rect.right - kBarMargin;
-    int64_t position = 0;
-    size_t i = 0;
-    while (i < events.size()) {
-        // A run: the event and every follower with the very same chain share one block of bars.
-        const CTransformChain& chain = events[i]->GetChain();
-        const int64_t runStart = position;
-        size_t j = i;
-        while (j < events.size() && (j == i || SameChain(events[j]->GetChain(), chain))) {
-            position += events[j]->GetTimelineSection().SectionLength();
-            ++j;
+    for (size_t depth = 0;; ++depth) {
+        bool deeper = false;
+        int64_t position = 0;
+        size_t i = 0;
+        while (i < events.size() && position < view.m_end) {
+            const CTransformChain& chain = events[i]->GetChain();
+            const int64_t runStart = position;
+            size_t j = i;
+            while (j < events.size() && (j == i || SharePrefix(events[j]->GetChain(), chain, depth + 1))) {
+                position += events[j]->GetTimelineSection().SectionLength();
+                ++j;
+            }
+            i = j;
+            if (static_cast<size_t>(chain.GetCount()) <= depth || position <= view.m_start)
+                continue;
+            deeper = true;
+            const int left = std::max(PixelOf(runStart, rect, view) - kBarLead, rect.left);
+            const int right = std::min(PixelOf(position, rect, view), rect.right);
+            if (right <= left)
+                continue;
+            CTransformBase* transform = chain.GetAt(static_cast<int32_t>(depth));
+            if (rowHeight == 0)
+                rowHeight = dc.TextExtent(QStringLiteral("Ag"), kUpright).height();
+            Bar bar{depth, left, right, transform,
+                    FitLines(dc, QString::fromStdString(transform->GetName()), limit - (left + 2))};
+            if (depthLines.size() <= depth)
+                depthLines.resize(depth + 1, 1);
+            depthLines[depth] = std::max(depthLines[depth], static_cast<int>(bar.lines.size()));
+            bars.push_back(std::move(bar));
         }
-        const int64_t runEnd = position;
-        i = j;
-        if (runStart >= view.m_end)
+        if (!deeper)
             break;
-        if (chain.GetCount() == 0 || runEnd <= view.m_start)
-            continue;
+    }
+    if (bars.empty())
+        return;
 
-        const int barLeft = std::max(PixelOf(runStart, rect, view) - kBarLead, rect.left);
-        const int barRight = std::min(PixelOf(runEnd, rect, view), rect.right);
-        if (barRight <= barLeft)
-            continue;
-        QString text;
-        for (int32_t k = 0; k < chain.GetCount(); ++k) {
-            if (k > 0)
-                text += QStringLiteral(", ");
-            text += QString::fromStdString(chain.GetAt(k)->GetName());
+    // A name too long for its row goes on in the rows below, and the next position starts under it.
+    std::vector<int> depthTop(depthLines.size(), rect.top);
+    for (size_t d = 1; d < depthLines.size(); ++d)
+        depthTop[d] = depthTop[d - 1] + depthLines[d - 1] * rowHeight;
+    for (const Bar& bar : bars) {
+        for (size_t r = 0; r < bar.lines.size(); ++r) {
+            const int y = depthTop[bar.depth] + static_cast<int>(r) * rowHeight;
+            dc.FillRect(PixelRect{bar.left, y, bar.right, y + rowHeight}, paper);
+            dc.Text(bar.left + 2, y, bar.lines[r], kUpright, ink, AlignLeftTop, paper);
         }
-        if (rowHeight == 0)
-            rowHeight = dc.TextExtent(QStringLiteral("Ag"), kUpright).height();
-        const int textLeft = barLeft + 2;
-        const std::vector<QString> lines = FitLines(dc, text, limit - textLeft);
-        const int rows = std::max<int>(chain.GetCount(), static_cast<int>(lines.size()));
-        for (int r = 0; r < rows; ++r) {
-            const int y = rect.top + r * rowHeight;
-            dc.FillRect(PixelRect{barLeft, y, barRight, y + rowHeight}, paper);
-            if (r < static_cast<int>(lines.size()))
-                dc.Text(textLeft, y, lines[static_cast<size_t>(r)], kUpright, ink, AlignLeftTop, paper);
-        }
-        // One tag per chain position. The last also answers for the rows its text wrapped into
-        // and for some distance below, so that a thin bar is easy to take hold of.
-        for (int32_t k = 0; k < chain.GetCount(); ++k) {
-            const int y = rect.top + k * rowHeight;
-            const bool last = k + 1 == chain.GetCount();
-            const int bottom = last ? rect.top + rows * rowHeight + kTagReach : y + rowHeight;
-            m_hitAreas.push_back(TransformHitArea{PixelRect{barLeft, y, barRight, bottom}, chain.GetAt(k)});
+    }
+    // Each bar answers on its rows and, to be easy to take hold of, some distance below. The rows
+    // come first and the deeper reaches before the shallower, so a bar is never shadowed by the
+    // reach of the one above it.
+    for (const Bar& bar : bars) {
+        const int top = depthTop[bar.depth];
+        m_hitAreas.push_back(TransformHitArea{
+            PixelRect{bar.left, top, bar.right, top + static_cast<int>(bar.lines.size()) * rowHeight},
+            bar.transform});
+    }
+    for (size_t d = depthLines.size(); d-- > 0;) {
+        for (const Bar& bar : bars) {
+            if (bar.depth != d)
+                continue;
+            const int textBottom = depthTop[d] + static_cast<int>(bar.lines.size()) * rowHeight;
+            m_hitAreas.push_back(TransformHitArea{
+                PixelRect{bar.left, textBottom, bar.right, textBottom + kTagReach}, bar.transform});
         }
     }
 }

@@ -5,7 +5,7 @@
 #pragma once
 
 #include "core/Section.h"
-#include "display/DrawContext.h"
+#include "display/DrawTypes.h"
 #include "tidework/wavefmt.h"
 
 #include <cstdint>
@@ -86,8 +86,7 @@ protected:
     // The "Appearance" setting of section "View" (display/Appearance.h): 0 the default colours,
     // otherwise the platform's.
     static int32_t ReadAppearance();
-    // Whether the platform asks for high-contrast colours ("HighContrast" of section "View", off
-    // unless set).
+    // Whether the desktop's accessibility setting asks for high-contrast colours.
     static bool ReadHighContrast();
     // Ink and paper of the overlay texts: white on black, or the platform's window text on its
     // window colour in the platform palette.

@@ -1,4 +1,5 @@
 #include "display/WaveletDot.h"
+#include "display/DrawContext.h"
 
 #if defined(__x86_64__) || defined(__i386__)
 #include <immintrin.h>

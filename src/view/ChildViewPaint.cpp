@@ -4,10 +4,8 @@
 
 #include "audio/PlayRequest.h"
 
-#include "display/DrawContext.h"
+#include "display/PixelCanvas.h"
 #include "platform/Settings.h"
-
-#include <QImage>
 
 #include <algorithm>
 
@@ -54,19 +52,17 @@ void CChildView::Paint() {
     published->height = m_clientHeight;
     published->pixels.resize(static_cast<size_t>(m_clientWidth) * m_clientHeight);
     {
-        QImage image(reinterpret_cast<uchar*>(published->pixels.data()), m_clientWidth, m_clientHeight,
-                     m_clientWidth * 4, QImage::Format_RGB32);
-        CDrawContext dc(image);
-        dc.SetTextScale(m_pixelRatio);
+        CPixelCanvas canvas(published->pixels.data(), m_clientWidth, m_clientHeight, m_pixelRatio);
+        CDrawContext& dc = canvas.Context();
         // With fewer than two samples there is nothing to measure or plot: the area stays blank.
         // Otherwise the plot paints its own ground, and only the ruler's and the axis's strips are
         // blanked: a full-screen picture is not filled twice.
         const bool plotted = m_media.GetLength() >= 2 && m_visualizer != nullptr;
         if (!plotted) {
-            dc.FillRect(PixelRect{0, 0, m_clientWidth, m_clientHeight}, kBlank);
+            canvas.FillRect(PixelRect{0, 0, m_clientWidth, m_clientHeight}, kBlank);
         } else {
-            dc.FillRect(PixelRect{0, 0, m_clientWidth, m_plot.top}, kBlank);
-            dc.FillRect(PixelRect{0, m_plot.top, m_plot.left, m_clientHeight}, kBlank);
+            canvas.FillRect(PixelRect{0, 0, m_clientWidth, m_plot.top}, kBlank);
+            canvas.FillRect(PixelRect{0, m_plot.top, m_plot.left, m_clientHeight}, kBlank);
         }
         if (plotted) {
             const WAVEFORMATEX* format = m_media.GetFormat();

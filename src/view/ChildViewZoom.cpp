@@ -2,7 +2,7 @@
 #include "view/ChildView.h"
 
 #include "display/PCMVisualizer.h"
-#include "display/SpectrogramVisualizer.h"
+#include "display/Visualizers.h"
 #include "platform/Messages.h"
 #include "view/DefineMarkersDlg.h"
 #include "view/PropertiesDialog.h"
@@ -153,10 +153,7 @@ void CChildView::ApplyVerticalZoom() {
 void CChildView::SetVisualizerType(int type) {
     delete m_visualizer;
     const bool merge = m_showChannelSum != 0;
-    if (type == 2 || type == 3)
-        m_visualizer = new CSpectrogramVisualizer(&m_media, merge, type == 3);
-    else
-        m_visualizer = new CPCMVisualizer(&m_media, merge);
+    m_visualizer = NewVisualizer(type, &m_media, merge);
     ApplyVerticalZoom();
     Invalidate();
 }

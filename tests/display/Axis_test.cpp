@@ -1,5 +1,6 @@
 #include "display/Axis.h"
 #include "display/BarLook.h"
+#include "display/DrawContext.h"
 
 #include "DisplayImages.h"
 #include "platform/Settings.h"

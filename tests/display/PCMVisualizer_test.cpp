@@ -1,5 +1,7 @@
 // The wave plot, pixel by pixel: lanes, clipping, selection, the strip past the end, the peak
 // cache and the status texts.
+#include "display/DrawContext.h"
+#include "display/HighContrast.h"
 #include "display/PCMVisualizer.h"
 
 #include "DisplayImages.h"
@@ -252,8 +254,15 @@ TEST_F(WavePlot, PalettesFollowTheAppearanceSetting) {
     const QImage image = DrawOnce(wave, CSection(0, 2000), CSection(-10, -10));
     EXPECT_EQ(At(image, 50, kRect.top + 10), Rgb(platform.background));
 
+    // High contrast is the desktop's choice: a key in the editor's own store changes nothing.
     ASSERT_TRUE(PutSettingInt("View", "HighContrast", 1));
     wave.Refresh();
+    EXPECT_EQ(wave.GetPalette().waveTop, SystemColor(0x1B));
+    setenv("GTK_THEME", "HighContrastInverse", 1);
+    ForgetDesktopHighContrast();
+    wave.Refresh();
+    unsetenv("GTK_THEME");
+    ForgetDesktopHighContrast();
     EXPECT_EQ(wave.GetPalette().waveTop, SystemColor(8));
     EXPECT_EQ(wave.GetPalette().selectedFocused, SystemColor(0xD));
 }

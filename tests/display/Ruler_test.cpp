@@ -1,4 +1,5 @@
 #include "display/BarLook.h"
+#include "display/DrawContext.h"
 #include "display/Ruler.h"
 
 #include "DisplayImages.h"

@@ -1,6 +1,7 @@
 // What the time-frequency display computes and paints: tones in their rows, the selection's
 // lighter colours, the strip past the end, lanes, and the shortest section that shows a picture.
 #include "core/Transform.h"
+#include "display/DrawContext.h"
 #include "display/SpectrogramPalette.h"
 #include "display/SpectrogramVisualizer.h"
 

@@ -1,5 +1,6 @@
 // What every display draws on top: cross-fade and cut marks, event lines, transform bars and
 // labels, and the hit tests that must find them where they were drawn.
+#include "display/DrawContext.h"
 #include "display/PCMVisualizer.h"
 
 #include "DisplayImages.h"
@@ -98,11 +99,17 @@ TEST_F(Overlays, ZeroLengthCrossFadeHasOneLineAndAFifteenPixelMark) {
     // Drawing the overlays twice over the same wave gives the same picture: the lines are XORed
     // into a fresh plot each time, never into the last one.
     EXPECT_EQ(DrawWith(wave, kOverlayCrossFades), marked);
+    // A spliced cut flags the event behind the cut; the boundary belongs to the event before it,
+    // so it stays plain.
+    auto spliced = CutDocument(true);
+    CPCMVisualizer splicedWave(spliced.get(), false);
+    EXPECT_EQ(DrawWith(splicedWave, kOverlayCrossFades), marked);
 }
 
 TEST_F(Overlays, LongFadeSpansItsMarkAndSplicesAreDashedAndNamed) {
-    auto media = CutDocument(true);
-    media->GetEventAt(0)->SetCrossFade(300); // to document frame 1300, pixel 140
+    auto media = CutDocument(false);
+    media->GetEventAt(0)->m_spliceFlag = true; // the walked event's own flag dashes its end
+    media->GetEventAt(0)->SetCrossFade(300);   // to document frame 1300, pixel 140
     CPCMVisualizer wave(media.get(), false);
     const QImage plain = DrawWith(wave, 0);
     const QImage marked = DrawWith(wave, kOverlayCrossFades);
@@ -193,6 +200,30 @@ TEST_F(Overlays, TransformBarsAreWhereTheirTagsAnswer) {
     // Without the overlay bit there are no tags.
     DrawWith(wave, kOverlayLabels);
     EXPECT_EQ(wave.HitTestTransform(60, kRect.top + 1), nullptr);
+}
+
+TEST_F(Overlays, FollowingEventsShareTheBarsOfTheirCommonPrefix) {
+    auto media = CutDocument(false);
+    auto* echo = new NamedTransform("Echo");
+    auto* gain = new NamedTransform("Gain");
+    media->ApplyTransform(CSection(200, 1000), echo); // pixels 30 to 110
+    media->ApplyTransform(CSection(600, 1000), gain); // pixels 70 to 110
+    CPCMVisualizer wave(media.get(), false);
+    const QImage bars = DrawWith(wave, kOverlayTransformBars);
+    const int h = TextHeight();
+
+    // Echo's one bar runs over both events: right of its own text its row is bare paper, with no
+    // second "Echo" where the chain grew.
+    for (int x = 70; x < 110; ++x)
+        for (int y = kRect.top; y < kRect.top + h; ++y)
+            ASSERT_EQ(At(bars, x, y), 0xFF000000u) << x << "," << y;
+    EXPECT_EQ(wave.HitTestTransform(26, kRect.top + 1), echo);
+    EXPECT_EQ(wave.HitTestTransform(100, kRect.top + 1), echo);
+    // Gain has the row below, from 5 pixels before its start; Echo's reach answers beside it.
+    EXPECT_EQ(wave.HitTestTransform(66, kRect.top + h + 1), gain);
+    EXPECT_EQ(wave.HitTestTransform(64, kRect.top + h + 1), echo);
+    EXPECT_EQ(wave.HitTestTransform(100, kRect.top + 2 * h + 40), gain);
+    EXPECT_EQ(wave.HitTestTransform(100, kRect.top + 2 * h + 41), nullptr);
 }
 
 TEST_F(Overlays, LongBarTextsWrapBeforeTheRightEdge) {
