@@ -16,6 +16,7 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <tuple>
 
 using namespace tw;
 
@@ -72,29 +73,34 @@ TEST(BuiltinTransforms, TheRealManagerIsListedAndEveryEntryMakesAWorkingTransfor
         // The latency grows with the stretch and pitch factors, so the bound holds for the effects'
         // own settings; a preset entry only has to produce.
         EXPECT_GT(produced, 0);
-        if (info.m_presetNumber < 0)
+        if (info.m_presetNumber < 0) {
             EXPECT_LE(std::abs(static_cast<double>(produced) - ratio * 8 * 2048), 4096.0);
+        }
         EXPECT_EQ(plugin->GetRealTimePosition(), 8 * 2048);
     }
 }
 
-TEST(BuiltinTransforms, ACloneAndAStoredCopyBehaveLikeTheOriginal) {
+// Echo, whose every instance has an echo memory of its own: a clone and a stored copy give the
+// original's output, and its factory presets are menu entries that make it with the preset chosen.
+TEST(BuiltinTransforms, CopiesBehaveLikeTheOriginal_AndPresetEntriesMakeTheEffectWithThePreset) {
     if (!ModuleBuilt())
         GTEST_SKIP() << "the built-in transforms module is not built";
     CTransformManager manager(std::vector<CLSID>{CLSID_BuiltinPluginManager});
     std::optional<CPluginInfo> echo;
+    std::vector<CPluginInfo> presets;
     for (const CPluginInfo& info : manager.GetEntries())
-        if (info.m_name == "Echo" && info.m_presetNumber < 0)
+        if (info.m_name != "Echo")
+            continue;
+        else if (info.m_presetNumber < 0)
             echo = info;
-    if (!echo)
-        GTEST_SKIP() << "no Echo in the module";
-
+        else
+            presets.push_back(info);
+    ASSERT_TRUE(echo.has_value());
     std::unique_ptr<CTransformPlugin> original(manager.CreateById(echo->m_id));
     ASSERT_NE(original, nullptr);
     ASSERT_TRUE(original->SetFormat(44100, 2));
     std::unique_ptr<CTransformPlugin> clone(original->Clone());
     ASSERT_NE(clone, nullptr);
-
     CByteVectorIO io;
     CArchive store(io, CArchive::store);
     original->Serialize(store);
@@ -103,64 +109,38 @@ TEST(BuiltinTransforms, ACloneAndAStoredCopyBehaveLikeTheOriginal) {
     loaded.Serialize(load);
     ASSERT_TRUE(loaded.HasTransform());
     EXPECT_EQ(loaded.GetState(), original->GetState());
-
-    // Same input, same output: each instance has its own echo memory, so the original's running
-    // state does not leak into the copies.
     auto a = Sine(4096), b = Sine(4096), c = Sine(4096);
     original->ProcessRealTime(*a);
     clone->ProcessRealTime(*b);
     loaded.ProcessRealTime(*c);
-    ASSERT_EQ(a->GetByteCount(), b->GetByteCount());
-    ASSERT_EQ(a->GetByteCount(), c->GetByteCount());
-    EXPECT_EQ(std::memcmp(a->GetBuffer(), b->GetBuffer(), static_cast<size_t>(a->GetByteCount())), 0);
-    EXPECT_EQ(std::memcmp(a->GetBuffer(), c->GetBuffer(), static_cast<size_t>(a->GetByteCount())), 0);
-}
+    const auto bytes = [](const CMediaData& m) {
+        return std::vector<uint8_t>(m.GetBuffer(), m.GetBuffer() + m.GetByteCount());
+    };
+    EXPECT_EQ(bytes(*b), bytes(*a));
+    EXPECT_EQ(bytes(*c), bytes(*a));
 
-TEST(BuiltinTransforms, FactoryPresetsAreMenuEntriesThatMakeTheEffectWithThePresetSelected) {
-    if (!ModuleBuilt())
-        GTEST_SKIP() << "the built-in transforms module is not built";
-    CTransformManager manager(std::vector<CLSID>{CLSID_BuiltinPluginManager});
-    const std::vector<CPluginInfo> list = manager.GetEntries();
-    std::optional<CPluginInfo> echo;
-    std::vector<CPluginInfo> echoPresets;
-    for (const CPluginInfo& info : list) {
-        if (info.m_name != "Echo")
-            continue;
-        if (info.m_presetNumber < 0)
-            echo = info;
-        else
-            echoPresets.push_back(info);
-    }
-    ASSERT_TRUE(echo.has_value());
     std::unique_ptr<CTransformPlugin> plain(manager.CreateById(echo->m_id));
-    ASSERT_NE(plain, nullptr);
-    ASSERT_EQ(static_cast<int32_t>(echoPresets.size()), plain->GetPresetCount());
-    ASSERT_GE(echoPresets.size(), 2u);
-
+    ASSERT_EQ(static_cast<int32_t>(presets.size()), plain->GetPresetCount());
+    ASSERT_GE(presets.size(), 2u);
     TransformMenu menu;
     manager.FillMenu(menu, -1, 0, 0);
-    for (size_t n = 0; n < echoPresets.size(); ++n) {
-        const CPluginInfo& entry = echoPresets[n];
-        const auto preset = static_cast<int32_t>(n);
-        SCOPED_TRACE(plain->GetPresetName(preset));
-        EXPECT_EQ(entry.m_presetNumber, preset);
-        EXPECT_EQ(entry.m_classId, echo->m_classId);
+    for (int32_t n = 0; n < static_cast<int32_t>(presets.size()); ++n) {
+        const CPluginInfo& entry = presets[static_cast<size_t>(n)];
+        const std::string name = plain->GetPresetName(n);
+        SCOPED_TRACE(name);
+        EXPECT_EQ(std::tuple(entry.m_presetNumber, entry.m_classId, entry.m_menuPath),
+                  std::tuple(n, echo->m_classId, "EFFECTS\\Echo Presets\\" + name));
         EXPECT_GT(entry.m_id, echo->m_id);
-        EXPECT_EQ(entry.m_menuPath, "EFFECTS\\Echo Presets\\" + plain->GetPresetName(preset));
-
-        // The menu shows the preset by name in the effect's preset sub-menu.
         const auto item = std::find_if(menu.items.begin(), menu.items.end(),
                                        [&](const TransformMenuItem& i) { return i.id == entry.m_id; });
         ASSERT_NE(item, menu.items.end());
-        EXPECT_EQ(item->text, plain->GetPresetName(preset));
-        EXPECT_EQ(item->subMenus, (std::vector<std::string>{"EFFECTS", "Echo Presets"}));
-
-        // Choosing the entry makes the effect with that preset's settings.
+        EXPECT_EQ(std::tuple(item->text, item->subMenus),
+                  std::tuple(name, std::vector<std::string>{"EFFECTS", "Echo Presets"}));
         std::unique_ptr<CTransformPlugin> chosen(manager.CreateById(entry.m_id));
         ASSERT_NE(chosen, nullptr);
         std::unique_ptr<CTransformPlugin> selected(
             CTransformManager::CreateTransform(echo->m_classId, echo->m_subId, -1));
-        ASSERT_TRUE(selected->SelectPreset(preset));
+        ASSERT_TRUE(selected->SelectPreset(n));
         EXPECT_EQ(chosen->GetState(), selected->GetState());
         EXPECT_NE(chosen->GetState(), plain->GetState());
     }

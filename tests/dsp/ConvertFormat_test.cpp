@@ -7,6 +7,7 @@
 #include "core/MediaStream.h"
 #include "core/PeakData.h"
 #include "core/StreamOut.h"
+#include "dsp/DspTestSupport.h"
 #include "platform/ComRegistry.h"
 #include "storage/MemoryOut.h"
 
@@ -23,57 +24,16 @@
 namespace tw {
 namespace {
 
-// A tone of `hz` on every channel at `rate`, computed on demand.
-class ToneStream : public CMediaStream {
-public:
-    ToneStream(int32_t rate, int32_t channels, int64_t frames, double hz = 1000.0)
-        : m_frames(frames), m_hz(hz) {
-        m_native.wFormatTag = WAVE_FORMAT_PCM;
-        m_native.nChannels = static_cast<uint16_t>(channels);
-        m_native.nSamplesPerSec = static_cast<uint32_t>(rate);
-        m_native.wBitsPerSample = 16;
-        m_native.nBlockAlign = static_cast<uint16_t>(channels * 2);
-        m_native.nAvgBytesPerSec = m_native.nBlockAlign * static_cast<uint32_t>(rate);
-        m_format = WorkingFormatOf(m_native);
-    }
-    int32_t GetFrameSize() override { return m_format.nBlockAlign; }
-    int64_t GetLength() override { return m_frames; }
-    CMediaData* ReadFrames(CSection s) override {
-        const int32_t channels = m_format.nChannels;
-        auto* block = new CMediaData(s.SectionLength(), GetFrameSize());
-        float* out = block->GetFloats();
-        for (int64_t f = 0; f < s.SectionLength(); ++f) {
-            const int64_t frame = s.m_start + f;
-            const bool inside = frame >= 0 && frame < m_frames;
-            const float v =
-                inside ? static_cast<float>(0.5 * std::sin(2 * M_PI * m_hz * frame / m_format.nSamplesPerSec))
-                       : 0.0f;
-            for (int32_t c = 0; c < channels; ++c)
-                out[f * channels + c] = v;
-        }
-        return block;
-    }
-    CPeakData* ReadPeaks(CSection, bool) override { return nullptr; }
-    const WAVEFORMATEX* GetFormat() override { return &m_format; }
-    const WAVEFORMATEX* GetNativeFormat() override { return &m_native; }
-    bool IsGenerated() override { return true; }
+// A tone of 1 kHz at half scale on every channel.
+CMediaStream* Tone(int32_t rate, int32_t channels, int64_t frames) {
+    std::vector<float> samples(static_cast<size_t>(frames * channels));
+    for (size_t i = 0; i < samples.size(); ++i)
+        samples[i] = static_cast<float>(0.5 * std::sin(2 * M_PI * 1000.0 * double(i / channels) / rate));
+    return new test::SampleStream(std::move(samples), channels, static_cast<uint32_t>(rate));
+}
 
-private:
-    int64_t m_frames;
-    double m_hz;
-    WAVEFORMATEX m_native{};
-    WAVEFORMATEX m_format{};
-};
-
-WAVEFORMATEX Target(int32_t rate, int32_t channels, int32_t bits = 16) {
-    WAVEFORMATEX f{};
-    f.wFormatTag = WAVE_FORMAT_PCM;
-    f.nChannels = static_cast<uint16_t>(channels);
-    f.nSamplesPerSec = static_cast<uint32_t>(rate);
-    f.wBitsPerSample = static_cast<uint16_t>(bits);
-    f.nBlockAlign = static_cast<uint16_t>(channels * bits / 8);
-    f.nAvgBytesPerSec = f.nBlockAlign * static_cast<uint32_t>(rate);
-    return f;
+WAVEFORMATEX Target(int32_t rate, int32_t channels) {
+    return test::Format(channels, static_cast<uint32_t>(rate));
 }
 
 // Keeps the float frames it gets and lets a test act on each write.
@@ -139,7 +99,7 @@ TEST_F(ConvertFormatTest, LengthIsWholeInputBlocksEachTruncated) {
     };
     for (const auto& c : cases) {
         CEditedMedia media;
-        media.AddMedia(new ToneStream(c.fromRate, 2, c.frames), 0);
+        media.AddMedia(Tone(c.fromRate, 2, c.frames), 0);
         std::vector<uint8_t> image(4 << 20);
         CMemoryOut sink;
         const WAVEFORMATEX target = Target(c.toRate, 2);
@@ -160,7 +120,7 @@ TEST_F(ConvertFormatTest, MapsChannelsThroughTheSurroundModule) {
     const struct { int32_t from, to; } cases[] = {{6, 2}, {2, 1}, {1, 2}, {2, 6}};
     for (const auto& c : cases) {
         CEditedMedia media;
-        media.AddMedia(new ToneStream(48000, c.from, 48000), 0);
+        media.AddMedia(Tone(48000, c.from, 48000), 0);
         CollectingSink sink;
         CConvertFormat task(media, sink);
         task.SetFormat(Target(44100, c.to));
@@ -180,7 +140,7 @@ TEST_F(ConvertFormatTest, DownMixModeReachesTheRenderer) {
     std::vector<float> outputs[2];
     for (int32_t mode : {0, 1}) {
         CEditedMedia media;
-        media.AddMedia(new ToneStream(48000, 6, 48000), 0);
+        media.AddMedia(Tone(48000, 6, 48000), 0);
         CollectingSink sink;
         CConvertFormat task(media, sink);
         task.SetFormat(Target(44100, 2));
@@ -192,47 +152,34 @@ TEST_F(ConvertFormatTest, DownMixModeReachesTheRenderer) {
 }
 
 TEST_F(ConvertFormatTest, ResultsForWhatCannotBeConverted) {
-    {
-        CEditedMedia empty;
-        CollectingSink sink;
-        CConvertFormat task(empty, sink);
-        task.SetFormat(Target(48000, 2));
-        EXPECT_EQ(task.Execute(), CConvertFormat::kNoFormat);
-    }
-    {
+    const struct {
+        const char* what;
+        int32_t channels, targetChannels; // 0: no source; no target format
+        bool refuseUpMix;
+        int32_t result;
+    } cases[] = {{"an empty document", 0, 2, false, CConvertFormat::kNoFormat},
+                 {"no target format", 2, 0, false, CConvertFormat::kNoFormat},
+                 // A component folder whose up-mix class cannot be made.
+                 {"no up-mix", 2, 6, true, CConvertFormat::kNoMapper},
+                 // The renderer is made but refuses to fold ten channels, more than it knows.
+                 {"ten channels", 10, 2, false, CConvertFormat::kNoMapper}};
+    for (const auto& c : cases) {
         CEditedMedia media;
-        media.AddMedia(new ToneStream(44100, 2, 20000), 0);
-        CollectingSink sink;
-        CConvertFormat task(media, sink); // never given a target format
-        EXPECT_EQ(task.Execute(), CConvertFormat::kNoFormat);
-        EXPECT_TRUE(sink.samples.empty());
-    }
-    {
-        // A component folder whose up-mix class cannot be made.
-        CEditedMedia media;
-        media.AddMedia(new ToneStream(44100, 2, 20000), 0);
+        if (c.channels > 0)
+            media.AddMedia(Tone(44100, c.channels, 20000), 0);
         CollectingSink sink;
         CConvertFormat task(media, sink);
-        g_refuseUpMix = true;
-        task.SetFormat(Target(48000, 6));
-        EXPECT_EQ(task.Execute(), CConvertFormat::kNoMapper);
-        EXPECT_TRUE(sink.samples.empty());
-    }
-    {
-        // The renderer is made but refuses to fold ten channels, more than it knows.
-        g_refuseUpMix = false;
-        CEditedMedia media;
-        media.AddMedia(new ToneStream(44100, 10, 20000), 0);
-        CollectingSink sink;
-        CConvertFormat task(media, sink);
-        task.SetFormat(Target(48000, 2));
-        EXPECT_EQ(task.Execute(), CConvertFormat::kNoMapper);
+        g_refuseUpMix = c.refuseUpMix;
+        if (c.targetChannels > 0)
+            task.SetFormat(Target(48000, c.targetChannels));
+        EXPECT_EQ(task.Execute(), c.result) << c.what;
+        EXPECT_TRUE(sink.samples.empty()) << c.what;
     }
 }
 
 TEST_F(ConvertFormatTest, SinkFailureEndsTheRunWithItsResult) {
     CEditedMedia media;
-    media.AddMedia(new ToneStream(44100, 2, 200000), 0);
+    media.AddMedia(Tone(44100, 2, 200000), 0);
     CollectingSink sink;
     sink.onWrite = [] { return 7; };
     CConvertFormat task(media, sink);
@@ -243,7 +190,7 @@ TEST_F(ConvertFormatTest, SinkFailureEndsTheRunWithItsResult) {
 
 TEST_F(ConvertFormatTest, CancelStopsAndProgressRises) {
     CEditedMedia media;
-    media.AddMedia(new ToneStream(44100, 2, 44100 * 20), 0);
+    media.AddMedia(Tone(44100, 2, 44100 * 20), 0);
     CollectingSink sink;
     CConvertFormat task(media, sink);
     EXPECT_EQ(task.GetTitle(), "Converting Sample Format");

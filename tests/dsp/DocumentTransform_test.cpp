@@ -4,7 +4,7 @@
 #include "core/MediaData.h"
 #include "core/ObjectPool.h"
 #include "core/TestStreams.h"
-#include "dsp/TransformDoubles.h"
+#include "dsp/DspTestSupport.h"
 #include "dsp/TransformManager.h"
 #include "dsp/TransformPlugin.h"
 
@@ -31,10 +31,9 @@ std::vector<float> ReadAll(CEditedMedia& media, int64_t blockFrames) {
 } // namespace
 
 TEST(DocumentTransform, AnAppliedPluginScalesItsSectionThroughPrivateClones) {
-    doubles::RegisterTransforms();
     CEditedMedia media;
     media.AddMedia(test::VectorStream::Ramp(10000), 0);
-    CTransformPlugin* gain = CTransformPlugin::Create(doubles::kGainClass, GUID{}, -1);
+    CTransformPlugin* gain = test::MakePlugin(doubles::kGainClass).release();
     ASSERT_NE(gain, nullptr);
     ASSERT_TRUE(gain->SetFormat(44100, 1));
     gain->SetValue(0, 0.5f);
@@ -47,10 +46,8 @@ TEST(DocumentTransform, AnAppliedPluginScalesItsSectionThroughPrivateClones) {
     const std::vector<float> second = ReadAll(media, 4096);
     ASSERT_EQ(first.size(), 10000u);
     EXPECT_EQ(first, second);
-    EXPECT_EQ(first[999], 999.0f);
-    EXPECT_EQ(first[1000], 500.0f);
-    EXPECT_EQ(first[2999], 1499.5f);
-    EXPECT_EQ(first[3000], 3000.0f);
+    EXPECT_EQ((std::vector<float>{first[999], first[1000], first[2999], first[3000]}),
+              (std::vector<float>{999.0f, 500.0f, 1499.5f, 3000.0f}));
     // The document's own instance ran nothing: the reads had clones.
     EXPECT_EQ(gain->GetRealTimePosition(), 0);
 
@@ -61,19 +58,14 @@ TEST(DocumentTransform, AnAppliedPluginScalesItsSectionThroughPrivateClones) {
 }
 
 TEST(DocumentTransform, TheBodyLoaderMakesTheTransformAgainFromItsIds) {
-    doubles::RegisterTransforms();
-    std::unique_ptr<CTransformPlugin> stored(CTransformPlugin::Create(doubles::kGainClass, GUID{}, -1));
-    stored->SetValue(0, 0.25f);
+    auto stored = test::Gain(0.25f);
 
     std::unique_ptr<CTransformBase> made(MakeTransformForBody(stored->GetClassId(), stored->GetSubId()));
     ASSERT_NE(made, nullptr);
     ASSERT_TRUE(made->SetFormat(44100, 2));
     ASSERT_TRUE(made->SetState(stored->GetState()));
-    CMediaData block(4, 8);
-    for (int i = 0; i < 8; ++i)
-        block.GetFloats()[i] = 1.0f;
-    CMediaData* result = made->Process(&block);
-    ASSERT_EQ(result, &block);
-    EXPECT_EQ(block.GetFloats()[7], 0.25f);
+    std::unique_ptr<CMediaData> block = test::Ramp(4);
+    ASSERT_EQ(made->Process(block.get()), block.get());
+    EXPECT_EQ(block->GetFloats()[7], 2.0f);
     EXPECT_EQ(made->GetName(), "Gain");
 }

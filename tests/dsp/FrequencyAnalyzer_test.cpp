@@ -4,6 +4,7 @@
 
 #include "core/EditedMedia.h"
 #include "core/TestStreams.h"
+#include "dsp/DspTestSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -19,15 +20,8 @@ namespace {
 constexpr int kSize = CSpectAnalyzer::kFFTSize;
 constexpr WindowHandle kFrame = 0x5151;
 
-WAVEFORMATEX FloatFormat(int channels, uint32_t rate = 44100) {
-    WAVEFORMATEX f{};
-    f.wFormatTag = 3;
-    f.nChannels = static_cast<uint16_t>(channels);
-    f.nSamplesPerSec = rate;
-    f.wBitsPerSample = 32;
-    f.nBlockAlign = static_cast<uint16_t>(channels * 4);
-    f.nAvgBytesPerSec = rate * f.nBlockAlign;
-    return f;
+WAVEFORMATEX FloatFormat(int channels) {
+    return test::Format(channels, 44100, 32, 3);
 }
 
 // The level the bar should show for bin k of `block`'s channel `on`, by a plain DFT in double
@@ -112,19 +106,20 @@ TEST_F(SpectAnalyzerTest, APositionReadsSizeFramesThereOrTheLastSizeFramesNearTh
         EXPECT_TRUE(direct.Analyse(samples.data() + start * 2, kSize, FloatFormat(2)));
         return direct.Curves();
     };
-    struct Case {
-        int64_t cursor;
-        int64_t read; // the first frame analysed
-    };
-    for (const Case c : {Case{0, 0}, Case{300, 300}, Case{length - kSize, length - kSize},
-                         Case{length - kSize + 1, length - kSize}, Case{length, length - kSize},
-                         Case{length * 5, length - kSize}}) {
-        SCOPED_TRACE(c.cursor);
+    // The cursor, and the first frame analysed.
+    const std::pair<int64_t, int64_t> cases[] = {{0, 0},
+                                                 {300, 300},
+                                                 {length - kSize, length - kSize},
+                                                 {length - kSize + 1, length - kSize},
+                                                 {length, length - kSize},
+                                                 {length * 5, length - kSize}};
+    for (const auto& [cursor, read] : cases) {
+        SCOPED_TRACE(cursor);
         const int before = presentation->SpectrumUpdates(kFrame);
-        ASSERT_TRUE(analyzer.ShowSpectrumAt(media, c.cursor));
+        ASSERT_TRUE(analyzer.ShowSpectrumAt(media, cursor));
         EXPECT_EQ(presentation->SpectrumUpdates(kFrame), before + 1);
-        EXPECT_EQ(presentation->LastSpectrum(kFrame), expected(c.read));
-        EXPECT_EQ(analyzer.LastPosition(), c.cursor);
+        EXPECT_EQ(presentation->LastSpectrum(kFrame), expected(read));
+        EXPECT_EQ(analyzer.LastPosition(), cursor);
     }
     // What the device plays is no position of the document.
     ASSERT_TRUE(analyzer.Feed(samples.data(), kSize, FloatFormat(2)));

@@ -13,6 +13,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 namespace tw {
 namespace {
 
@@ -35,6 +37,17 @@ protected:
         ObjectPool().Release(tone);
         return tone;
     }
+    static std::vector<uint8_t> Saved(CEditedMedia& media) {
+        CMemFileIO io;
+        CArchive out(io, CArchive::store);
+        EXPECT_TRUE(SaveBody(out, media, kBodyAll));
+        return io.Detach();
+    }
+    static bool Load(const std::vector<uint8_t>& bytes, CEditedMedia& media, int32_t parts = kBodyAll) {
+        CMemFileIO io(bytes.data(), bytes.size());
+        CArchive in(io, CArchive::load);
+        return LoadBody(in, media, parts, CBodyLoadContext{});
+    }
     static std::vector<float> Samples(CMediaStream& stream) {
         std::unique_ptr<CMediaData> block(stream.ReadFrames(CSection(0, stream.GetLength())));
         return std::vector<float>(block->GetFloats(), block->GetFloats() + block->GetByteCount() / 4);
@@ -44,29 +57,20 @@ protected:
 TEST_F(MediaMakers, AGeneratorsRecord_ComesBackAsTheSameSignal) {
     CEditedMedia media;
     CSignalGenerator* tone = AddTone(media, 1, CSignalGenerator::sine);
-    CMemFileIO io;
-    {
-        CArchive out(io, CArchive::store);
-        ASSERT_TRUE(SaveBody(out, media, kBodyAll));
-    }
-    const std::vector<uint8_t> bytes = io.Detach();
+    const std::vector<uint8_t> bytes = Saved(media);
     EXPECT_EQ(bytes[4], 2); // kind of the first stream
     EXPECT_EQ(bytes.size(), 4u + 1 + 18 + 5 * 4 + 4 + 4 + 22 + 4);
 
     CEditedMedia loaded;
-    CArchive in(io, CArchive::load);
-    ASSERT_TRUE(LoadBody(in, loaded, kBodyAll, CBodyLoadContext{}));
+    ASSERT_TRUE(Load(bytes, loaded));
     ASSERT_EQ(loaded.GetSourceCount(), 1);
     auto* back = dynamic_cast<CSignalGenerator*>(loaded.GetSourceAt(0));
     ASSERT_NE(back, nullptr);
     EXPECT_NE(back, tone);
-    EXPECT_EQ(back->GetSignal(), CSignalGenerator::sine);
-    EXPECT_EQ(back->GetStartFrequency(), 440.0f);
-    EXPECT_EQ(back->GetEndFrequency(), 880.0f);
-    EXPECT_EQ(back->GetAmplitude(), 0.5f);
-    EXPECT_EQ(back->GetLength(), 5000);
     const uint32_t rate = back->GetNativeFormat()->nSamplesPerSec; // the record is packed
-    EXPECT_EQ(rate, 22050u);
+    EXPECT_EQ(std::tuple(back->GetSignal(), back->GetStartFrequency(), back->GetEndFrequency(),
+                         back->GetAmplitude(), back->GetLength(), rate),
+              std::tuple(int32_t(CSignalGenerator::sine), 440.0f, 880.0f, 0.5f, int64_t{5000}, 22050u));
     EXPECT_EQ(Samples(*back), Samples(*tone));
     loaded.Clear();
     media.Clear();
@@ -76,25 +80,15 @@ TEST_F(MediaMakers, AGeneratorsRecord_ComesBackAsTheSameSignal) {
 TEST_F(MediaMakers, MoreThanEightChannels_FailTheLoadWithoutLeaks) {
     CEditedMedia media;
     AddTone(media, 8, CSignalGenerator::square);
-    CMemFileIO io;
-    {
-        CArchive out(io, CArchive::store);
-        ASSERT_TRUE(SaveBody(out, media, kBodyAll));
-    }
+    std::vector<uint8_t> bytes = Saved(media);
     CEditedMedia eight;
-    {
-        CArchive in(io, CArchive::load);
-        ASSERT_TRUE(LoadBody(in, eight, kBodyAll, CBodyLoadContext{}));
-    }
+    ASSERT_TRUE(Load(bytes, eight));
     EXPECT_EQ(eight.GetFormat()->nChannels, 8);
     eight.Clear();
 
-    std::vector<uint8_t> bytes = io.Detach();
     bytes[4 + 1 + 2] = 9; // channels of the generator's target format
-    CMemFileIO nine(bytes.data(), bytes.size());
     CEditedMedia refused;
-    CArchive in(nine, CArchive::load);
-    EXPECT_FALSE(LoadBody(in, refused, kBodyAll, CBodyLoadContext{}));
+    EXPECT_FALSE(Load(bytes, refused));
     EXPECT_EQ(refused.GetSourceCount(), 0);
     media.Clear();
     EXPECT_EQ(ObjectPool().GetCount(), poolBefore);
@@ -134,9 +128,9 @@ TEST_F(MediaMakers, AContainerOnDisk_HoldsRecordsOfAllThreeKinds) {
     EXPECT_EQ(static_cast<CPCMAudio*>(loaded.GetSourceAt(0))->GetDataSource()->GetTypeName(), "RaffIO");
     EXPECT_EQ(static_cast<CPCMAudio*>(loaded.GetSourceAt(1))->GetFileName(), wav);
     EXPECT_TRUE(loaded.GetSourceAt(2)->IsGenerated());
-    EXPECT_EQ(Samples(*loaded.GetSourceAt(0)), inside);
-    EXPECT_EQ(Samples(*loaded.GetSourceAt(1)), outside);
-    EXPECT_EQ(Samples(*loaded.GetSourceAt(2)), generated);
+    EXPECT_EQ(std::tuple(Samples(*loaded.GetSourceAt(0)), Samples(*loaded.GetSourceAt(1)),
+                         Samples(*loaded.GetSourceAt(2))),
+              std::tuple(inside, outside, generated));
     EXPECT_EQ(loaded.GetLength(), 2000 + 2000 + 5000);
     loaded.Clear();
 }
@@ -144,17 +138,14 @@ TEST_F(MediaMakers, AContainerOnDisk_HoldsRecordsOfAllThreeKinds) {
 TEST_F(MediaMakers, TheManagersMaker_AnswersAnUnknownClassWithTheMissingTransformMessage) {
     RegisterMediaMakers();
     CMemFileIO io;
-    {
-        CArchive out(io, CArchive::store);
-        out.WriteU32(1);
-        const uint8_t ids[32] = {0xEE, 0xEE, 0xEE, 0xEE, 1, 2, 3, 4};
-        out.WriteBytes(ids, 32);
-        out.WriteU32(0);
-        out.WriteU8(0);
-    }
+    CArchive out(io, CArchive::store);
+    out.WriteU32(1);
+    const uint8_t ids[32] = {0xEE, 0xEE, 0xEE, 0xEE, 1, 2, 3, 4};
+    out.WriteBytes(ids, 32);
+    out.WriteU32(0);
+    out.WriteU8(0);
     CEditedMedia media;
-    CArchive in(io, CArchive::load);
-    EXPECT_FALSE(LoadBody(in, media, kBodyTransforms, CBodyLoadContext{}));
+    EXPECT_FALSE(Load(io.Detach(), media, kBodyTransforms));
     ASSERT_EQ(presentation->Boxes().size(), 1u);
     EXPECT_EQ(presentation->Boxes()[0],
               "A plug-in transform was used in the file source file that is no longer available.");

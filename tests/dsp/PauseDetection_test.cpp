@@ -2,6 +2,7 @@
 
 #include "core/LabelList.h"
 #include "core/PeakData.h"
+#include "dsp/DspTestSupport.h"
 #include "dsp/SignalSections.h"
 #include "platform/Settings.h"
 
@@ -10,8 +11,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <filesystem>
 #include <numbers>
+#include <tuple>
 #include <vector>
 
 namespace tw {
@@ -96,6 +97,13 @@ constexpr int64_t Block(int64_t records) {
     return records * 256;
 }
 
+std::vector<int64_t> Positions(CLabelList& labels) {
+    std::vector<int64_t> out;
+    for (int32_t i = 0; i < labels.GetCount(); ++i)
+        out.push_back(labels.GetAt(i)->m_position);
+    return out;
+}
+
 TEST(PauseDetection, ToneSilenceTone_GivesAZeroPauseAtTheStartAndThePauseUpToTheFirstLoudRecord) {
     // 13 s: the walk crosses several 65535-frame requests.
     const GeneratedAudio audio({Tone(5), Quiet(3), Tone(5)});
@@ -110,9 +118,7 @@ TEST(PauseDetection, ToneSilenceTone_GivesAZeroPauseAtTheStartAndThePauseUpToThe
                   1.0f),
               2);
     EXPECT_EQ(cuts, 0);
-    ASSERT_EQ(labels.GetCount(), 2);
-    EXPECT_EQ(labels.GetAt(0)->m_position, 0);
-    EXPECT_EQ(labels.GetAt(1)->m_position, Block(800));
+    EXPECT_EQ(Positions(labels), (std::vector<int64_t>{0, Block(800)}));
     EXPECT_EQ(labels.GetAt(1)->m_type, 0);
     EXPECT_TRUE(labels.GetAt(1)->m_firstText.empty());
 }
@@ -160,37 +166,30 @@ TEST(PauseDetection, Level_IsTheMeanHalfPeakToPeakOverChannelsAndTheThresholdIts
         };
         return in;
     };
-    std::vector<CSection> pauses;
-    DetectPauses(pauses, input(0.25f, 1, 0.0f), 0.25f, 0.0f, 1.0f);
-    EXPECT_EQ(pauses, (std::vector<CSection>{{0, Block(4)}}));
-
-    pauses.clear();
-    DetectPauses(pauses, input(0.2499f, 1, 0.0f), 0.25f, 0.0f, 1.0f);
-    EXPECT_TRUE(pauses.empty());
-
+    auto detect = [](const PauseDetectionInput& in, float threshold) {
+        std::vector<CSection> pauses;
+        DetectPauses(pauses, in, threshold, 0.0f, 1.0f);
+        return pauses;
+    };
+    const std::vector<CSection> one{{0, Block(4)}};
+    EXPECT_EQ(detect(input(0.25f, 1, 0.0f), 0.25f), one);
+    EXPECT_TRUE(detect(input(0.2499f, 1, 0.0f), 0.25f).empty());
     // Stereo with one silent channel averages to half: quiet. Both channels loud: loud.
-    pauses.clear();
-    DetectPauses(pauses, input(0.004f, 2, 0.0f), kThreshold50dB, 0.0f, 1.0f);
-    EXPECT_TRUE(pauses.empty());
-    DetectPauses(pauses, input(0.004f, 2, 0.004f), kThreshold50dB, 0.0f, 1.0f);
-    EXPECT_EQ(pauses.size(), 1u);
+    EXPECT_TRUE(detect(input(0.004f, 2, 0.0f), kThreshold50dB).empty());
+    EXPECT_EQ(detect(input(0.004f, 2, 0.004f), kThreshold50dB), one);
 }
 
 TEST(PauseDetection, MediaWithoutFormatOrPeaks_GivesAnEmptyList) {
     const GeneratedAudio audio({Quiet(3), Tone(3)});
-    PauseDetectionInput input = audio.Input();
-    input.rate = 0;
-    std::vector<CSection> pauses;
-    DetectPauses(pauses, input, kThreshold50dB, 0.0f, 2.0f);
-    EXPECT_TRUE(pauses.empty());
-
-    input = audio.Input();
-    input.readBlocks = [](int64_t, int64_t) -> CPeakData* { return nullptr; };
-    DetectPauses(pauses, input, kThreshold50dB, 0.0f, 2.0f);
-    EXPECT_TRUE(pauses.empty());
-    input.readBlocks = [](int64_t, int64_t) { return new CPeakData; }; // no rows
-    DetectPauses(pauses, input, kThreshold50dB, 0.0f, 2.0f);
-    EXPECT_TRUE(pauses.empty());
+    PauseDetectionInput noRate = audio.Input(), noPeaks = audio.Input(), noRows = audio.Input();
+    noRate.rate = 0;
+    noPeaks.readBlocks = [](int64_t, int64_t) -> CPeakData* { return nullptr; };
+    noRows.readBlocks = [](int64_t, int64_t) { return new CPeakData; };
+    for (const PauseDetectionInput* input : {&noRate, &noPeaks, &noRows}) {
+        std::vector<CSection> pauses;
+        DetectPauses(pauses, *input, kThreshold50dB, 0.0f, 2.0f);
+        EXPECT_TRUE(pauses.empty());
+    }
 }
 
 TEST(PauseDetection, ApplyDeletingPauses_CutsAtPositionsMovedBackByEarlierCuts) {
@@ -204,63 +203,41 @@ TEST(PauseDetection, ApplyDeletingPauses_CutsAtPositionsMovedBackByEarlierCuts) 
             2.0f, 1.0f);
         // The zero-length pause at the start is not cut.
         EXPECT_EQ(cuts, (std::vector<CSection>{{Block(200), Block(500)}, {Block(400), Block(700)}}));
-        if (action == deletePauses) {
-            EXPECT_EQ(labels.GetCount(), 0);
-        } else {
-            ASSERT_EQ(labels.GetCount(), 3);
-            EXPECT_EQ(labels.GetAt(0)->m_position, 0);
-            EXPECT_EQ(labels.GetAt(1)->m_position, Block(200));
-            EXPECT_EQ(labels.GetAt(2)->m_position, Block(400));
-        }
+        EXPECT_EQ(Positions(labels),
+                  (action == deletePauses ? std::vector<int64_t>{}
+                                          : std::vector<int64_t>{0, Block(200), Block(400)}));
     }
 }
 
 TEST(SignalSections, FindSignalSections_SpansTheSoundBetweenPauses) {
-    std::vector<CSection> sections;
-    const GeneratedAudio loudStart({Tone(5), Quiet(3), Tone(5)});
-    FindSignalSections(sections, loudStart.Input(), kThreshold50dB, 1.0f, 2.0f);
-    EXPECT_EQ(sections, (std::vector<CSection>{{0, Block(500)}, {Block(800), Block(1300)}}));
-
-    sections.clear();
-    const GeneratedAudio quietStart({Quiet(3), Tone(5), Quiet(3), Tone(5), Quiet(2.5)});
-    FindSignalSections(sections, quietStart.Input(), kThreshold50dB, 1.0f, 2.0f);
-    EXPECT_EQ(sections, (std::vector<CSection>{{Block(300), Block(800)}, {Block(1100), Block(1850)}}));
-
-    sections.clear();
-    FindSignalSections(sections, GeneratedAudio({Quiet(4)}).Input(), kThreshold50dB, 1.0f, 2.0f);
-    EXPECT_EQ(sections, (std::vector<CSection>{{0, Block(400)}}));
+    auto find = [](const GeneratedAudio& audio) {
+        std::vector<CSection> sections;
+        FindSignalSections(sections, audio.Input(), kThreshold50dB, 1.0f, 2.0f);
+        return sections;
+    };
+    EXPECT_EQ(find(GeneratedAudio({Tone(5), Quiet(3), Tone(5)})),
+              (std::vector<CSection>{{0, Block(500)}, {Block(800), Block(1300)}}));
+    EXPECT_EQ(find(GeneratedAudio({Quiet(3), Tone(5), Quiet(3), Tone(5), Quiet(2.5)})),
+              (std::vector<CSection>{{Block(300), Block(800)}, {Block(1100), Block(1850)}}));
+    EXPECT_EQ(find(GeneratedAudio({Quiet(4)})), (std::vector<CSection>{{0, Block(400)}}));
 }
 
 TEST(PauseDetection, Settings_DefaultsTenthsAndThreshold) {
-    const auto folder = std::filesystem::temp_directory_path() / ("tw-pause-" + std::to_string(::getpid()));
-    std::filesystem::remove_all(folder);
-    std::filesystem::create_directories(folder);
-    SetSettingsFilePath((folder / "VondTidewright.ini").string());
-
+    test::ScratchSettings scratch;
+    auto values = [](const PauseDetectionSettings& s) {
+        return std::tuple(s.action, s.thresholdDb, s.minPauseSeconds, s.minSongSeconds);
+    };
     PauseDetectionSettings settings = LoadPauseDetectionSettings();
-    EXPECT_EQ(settings.action, 0);
-    EXPECT_EQ(settings.thresholdDb, -50);
-    EXPECT_FLOAT_EQ(settings.minPauseSeconds, 2.0f);
-    EXPECT_FLOAT_EQ(settings.minSongSeconds, 20.0f);
+    EXPECT_EQ(values(settings), std::tuple(0, -50, 2.0f, 20.0f));
     EXPECT_NEAR(PauseThresholdLinear(-50), 0.00316228f, 1e-7f);
     EXPECT_FLOAT_EQ(PauseThresholdLinear(0), 1.0f);
 
-    settings.action = 2;
-    settings.thresholdDb = -42;
-    settings.minPauseSeconds = 2.35f; // 23.5 tenths, truncated
-    settings.minSongSeconds = 0.0f;
+    settings = {2, -42, 2.35f, 0.0f}; // 23.5 tenths of a second, truncated
     SavePauseDetectionSettings(settings);
     EXPECT_EQ(GetSettingInt("PauseDetection", "MinPauseLength", -1), 23);
-    const PauseDetectionSettings back = LoadPauseDetectionSettings();
-    EXPECT_EQ(back.action, 2);
-    EXPECT_EQ(back.thresholdDb, -42);
-    EXPECT_FLOAT_EQ(back.minPauseSeconds, 2.3f);
-    EXPECT_FLOAT_EQ(back.minSongSeconds, 0.0f);
-
+    EXPECT_EQ(values(LoadPauseDetectionSettings()), std::tuple(2, -42, 2.3f, 0.0f));
     PutSettingInt("PauseDetection", "Action", 9);
     EXPECT_EQ(LoadPauseDetectionSettings().action, 0);
-    SetSettingsFilePath("");
-    std::filesystem::remove_all(folder);
 }
 
 } // namespace

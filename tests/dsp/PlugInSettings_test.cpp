@@ -1,36 +1,33 @@
 #include "dsp/PlugInSettings.h"
 
 #include "dsp/ByteVectorIO.h"
-#include "dsp/TransformDoubles.h"
-#include "dsp/TransformPlugin.h"
+#include "dsp/DspTestSupport.h"
 #include "storage/Archive.h"
 
 #include <gtest/gtest.h>
 
-#include <cstring>
-#include <memory>
-
 using namespace tw;
+using test::GainOf;
 
 namespace {
 
-std::unique_ptr<CTransformPlugin> Gain(float value) {
-    doubles::RegisterTransforms();
-    std::unique_ptr<CTransformPlugin> plugin(CTransformPlugin::Create(doubles::kGainClass, GUID{}, -1));
-    plugin->SetValue(0, value);
-    return plugin;
-}
-
-float GainOf(CTransformPlugin& plugin) {
-    float gain = 0;
-    std::memcpy(&gain, plugin.GetState().data(), 4);
-    return gain;
+// One record as a file holds it: the 260-byte UTF-16 name, the size, then `bytes`.
+std::vector<uint8_t> Record(const std::string& name, uint32_t size, const std::string& bytes) {
+    CByteVectorIO io;
+    CArchive w(io, CArchive::store);
+    uint8_t field[CPlugInSettings::kNameBytes] = {};
+    for (size_t i = 0; i < name.size(); ++i)
+        field[2 * i] = static_cast<uint8_t>(name[i]);
+    w.WriteBytes(field, sizeof(field));
+    w.WriteU32(size);
+    w.WriteBytes(bytes.data(), static_cast<uint32_t>(bytes.size()));
+    return io.Bytes();
 }
 
 } // namespace
 
 TEST(PlugInSettings, TakesAndRestoresTheTransformsState_OnlyWhenTheSizeFits) {
-    auto plugin = Gain(0.3f);
+    auto plugin = test::Gain(0.3f);
     const CPlugInSettings original = CPlugInSettings::FromTransform(plugin.get(), "(original)");
     EXPECT_EQ(original.GetData().size(), 4u);
     plugin->SetValue(0, 1.7f);
@@ -38,12 +35,7 @@ TEST(PlugInSettings, TakesAndRestoresTheTransformsState_OnlyWhenTheSizeFits) {
     EXPECT_EQ(GainOf(*plugin), 0.3f);
 
     // A record of another length (a preset from another version of the plug-in) changes nothing.
-    CByteVectorIO io;
-    CArchive w(io, CArchive::store);
-    uint8_t name[CPlugInSettings::kNameBytes] = {'O', 0, 'l', 0, 'd', 0};
-    w.WriteBytes(name, sizeof(name));
-    w.WriteU32(6);
-    w.WriteBytes("123456", 6);
+    CByteVectorIO io(Record("Old", 6, "123456"));
     CArchive r(io, CArchive::load);
     CPlugInSettings other(plugin.get());
     ASSERT_TRUE(other.Read(r));
@@ -53,17 +45,15 @@ TEST(PlugInSettings, TakesAndRestoresTheTransformsState_OnlyWhenTheSizeFits) {
 }
 
 TEST(PlugInSettings, WriteAndRead_TheRecordLayoutWithA260ByteName) {
-    auto plugin = Gain(0.9f);
+    auto plugin = test::Gain(0.9f);
     CByteVectorIO io;
     CArchive w(io, CArchive::store);
     CPlugInSettings::FromTransform(plugin.get(), "Wärme").Write(w);
     CPlugInSettings::FromTransform(plugin.get(), std::string(200, 'x')).Write(w);
     ASSERT_EQ(io.GetLength(), 2 * (260 + 4 + 4));
     // UTF-16LE name, zero-padded, then the little-endian size.
-    EXPECT_EQ(io.Bytes()[2], 0xE4);
-    EXPECT_EQ(io.Bytes()[3], 0x00);
-    EXPECT_EQ(io.Bytes()[10], 0x00);
-    EXPECT_EQ(io.Bytes()[260], 4);
+    const std::vector<uint8_t>& b = io.Bytes();
+    EXPECT_EQ((std::vector<uint8_t>{b[2], b[3], b[10], b[260]}), (std::vector<uint8_t>{0xE4, 0, 0, 4}));
 
     CArchive r(io, CArchive::load);
     CPlugInSettings first(plugin.get()), second(plugin.get());
@@ -75,36 +65,21 @@ TEST(PlugInSettings, WriteAndRead_TheRecordLayoutWithA260ByteName) {
 }
 
 TEST(PlugInSettings, Read_RefusesASizeNotBelowTheFilesLengthAndACutRecord) {
-    auto plugin = Gain(1.0f);
-    {
-        CByteVectorIO io;
-        CArchive w(io, CArchive::store);
-        uint8_t name[CPlugInSettings::kNameBytes] = {};
-        w.WriteBytes(name, sizeof(name));
-        w.WriteU32(264 + 4); // the whole file's length
-        w.WriteBytes("abcd", 4);
-        CArchive r(io, CArchive::load);
-        CPlugInSettings settings(plugin.get(), "kept");
-        EXPECT_FALSE(settings.Read(r));
-        EXPECT_EQ(settings.GetName(), "kept");
-        EXPECT_EQ(r.GetPosition(), 0);
-    }
-    {
-        CByteVectorIO io(std::vector<uint8_t>(100, 0x41));
-        CArchive r(io, CArchive::load);
-        CPlugInSettings settings(plugin.get());
-        EXPECT_FALSE(settings.Read(r));
-    }
-    {
-        CByteVectorIO io;
-        CArchive w(io, CArchive::store);
-        uint8_t name[CPlugInSettings::kNameBytes] = {};
-        w.WriteBytes(name, sizeof(name));
-        w.WriteU32(200); // below the length, but more than follows
-        w.WriteBytes("abcd", 4);
-        CArchive r(io, CArchive::load);
-        CPlugInSettings settings(plugin.get());
-        EXPECT_FALSE(settings.Read(r));
-        EXPECT_TRUE(settings.GetData().empty());
-    }
+    auto plugin = test::Gain(1.0f);
+    CByteVectorIO whole(Record("", 264 + 4, "abcd")); // the whole file's length
+    CArchive r(whole, CArchive::load);
+    CPlugInSettings settings(plugin.get(), "kept");
+    EXPECT_FALSE(settings.Read(r));
+    EXPECT_EQ(settings.GetName(), "kept");
+    EXPECT_EQ(r.GetPosition(), 0);
+
+    CByteVectorIO shortFile(std::vector<uint8_t>(100, 0x41));
+    CArchive s(shortFile, CArchive::load);
+    EXPECT_FALSE(CPlugInSettings(plugin.get()).Read(s));
+
+    CByteVectorIO cut(Record("", 200, "abcd")); // below the length, but more than follows
+    CArchive c(cut, CArchive::load);
+    CPlugInSettings partial(plugin.get());
+    EXPECT_FALSE(partial.Read(c));
+    EXPECT_TRUE(partial.GetData().empty());
 }

@@ -3,7 +3,7 @@
 #include "../../fuzz/PresetFuzzBody.h"
 
 #include "dsp/ByteVectorIO.h"
-#include "dsp/TransformDoubles.h"
+#include "dsp/DspTestSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -14,8 +14,7 @@ using namespace tw;
 namespace {
 
 std::string PresetFile() {
-    doubles::RegisterTransforms();
-    std::unique_ptr<CTransformPlugin> gain(CTransformPlugin::Create(doubles::kGainClass, GUID{}, -1));
+    auto gain = test::MakePlugin(doubles::kGainClass);
     CByteVectorIO io;
     CArchive ar(io, CArchive::store);
     CPlugInSettings::FromTransform(gain.get(), "(last)").Write(ar);
@@ -26,9 +25,8 @@ std::string PresetFile() {
 }
 
 std::string StoredChain() {
-    doubles::RegisterTransforms();
-    std::unique_ptr<CTransformPlugin> gain(CTransformPlugin::Create(doubles::kGainClass, GUID{}, -1));
-    std::unique_ptr<CTransformPlugin> half(CTransformPlugin::Create(doubles::kHalvingClass, GUID{}, -1));
+    auto gain = test::MakePlugin(doubles::kGainClass);
+    auto half = test::MakePlugin(doubles::kHalvingClass);
     CTransformChain chain;
     chain.Add(gain.get());
     chain.Add(half.get());
@@ -38,35 +36,29 @@ std::string StoredChain() {
     return std::string(io.Bytes().begin(), io.Bytes().end());
 }
 
+void Expect(const std::string& bytes) {
+    const fuzz::PresetFuzzOutcome outcome = fuzz::RunPresetFuzzCase(bytes);
+    ASSERT_TRUE(outcome.consistent) << outcome.problem << " (input of " << bytes.size() << " bytes)";
+}
+
 } // namespace
 
-TEST(PresetFuzzRegression, ValidInputsCutShortAtAnyLength_FailOrReadConsistently) {
-    for (const std::string& whole : {PresetFile(), StoredChain()}) {
-        for (size_t length = 0; length <= whole.size(); ++length) {
-            const fuzz::PresetFuzzOutcome outcome = fuzz::RunPresetFuzzCase(whole.substr(0, length));
-            ASSERT_TRUE(outcome.consistent) << outcome.problem << " (length " << length << ")";
-        }
-    }
-}
-
-TEST(PresetFuzzRegression, ANameFillingItsWholeFieldReadsAsItWillBeWritten) {
-    std::string bytes = PresetFile();
-    for (size_t i = 0; i < CPlugInSettings::kNameBytes; ++i)
-        bytes[i] = 'n';
-    const fuzz::PresetFuzzOutcome outcome = fuzz::RunPresetFuzzCase(bytes);
-    EXPECT_TRUE(outcome.consistent) << outcome.problem;
-}
-
-TEST(PresetFuzzRegression, RandomlyChangedBytes_FailOrReadConsistently) {
+// Valid inputs cut short at every length and changed at random bytes, and a name filling its whole
+// field, which reads as it will be written.
+TEST(PresetFuzzRegression, CutChangedAndFullNamedInputs_FailOrReadConsistently) {
     std::mt19937 random(20261122u);
     for (const std::string& whole : {PresetFile(), StoredChain()}) {
+        for (size_t length = 0; length <= whole.size(); ++length)
+            Expect(whole.substr(0, length));
         for (int round = 0; round < 400; ++round) {
             std::string bytes = whole;
             const int changes = 1 + static_cast<int>(random() % 6);
             for (int c = 0; c < changes; ++c)
                 bytes[random() % bytes.size()] = static_cast<char>(random() & 0xFF);
-            const fuzz::PresetFuzzOutcome outcome = fuzz::RunPresetFuzzCase(bytes);
-            ASSERT_TRUE(outcome.consistent) << outcome.problem << " (round " << round << ")";
+            Expect(bytes);
         }
     }
+    std::string named = PresetFile();
+    std::fill_n(named.begin(), CPlugInSettings::kNameBytes, 'n');
+    Expect(named);
 }

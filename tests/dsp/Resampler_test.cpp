@@ -32,41 +32,13 @@ std::vector<float> Convert(CResampler& r, const std::vector<float>& in, int32_t 
     return out;
 }
 
-std::vector<float> Sine(int32_t rate, double hz, double amplitude, int64_t frames, int32_t channels) {
-    std::vector<float> v(static_cast<size_t>(frames * channels));
-    for (int64_t i = 0; i < frames; ++i)
-        for (int32_t c = 0; c < channels; ++c)
-            v[i * channels + c] = static_cast<float>(amplitude * std::sin(2 * M_PI * hz * i / rate));
+std::vector<float> Noise(size_t count, unsigned seed, float amplitude = 1.0f) {
+    std::mt19937 random(seed);
+    std::uniform_real_distribution<float> sample(-amplitude, amplitude);
+    std::vector<float> v(count);
+    for (float& x : v)
+        x = sample(random);
     return v;
-}
-
-TEST(ResamplerTest, TableHoldsTheMirroredHammingWindowedSinc) {
-    const struct {
-        int32_t from, to, half;
-    } cases[] = {{44100, 48000, 20}, {48000, 44100, 10}, {96000, 22050, 5}};
-    for (const auto& c : cases) {
-        CResampler r;
-        ASSERT_TRUE(r.Setup(Floats(c.from, 2), Floats(c.to, 2), CResampler::kSinc, c.half));
-        const int32_t half = r.GetHalf();
-        ASSERT_EQ(r.GetTaps(), 2 * half - 1);
-        const double cut = std::min(0.9, c.to * 0.9 / c.from);
-        // The centre of phase 0 is the cut itself, and phase 0 is symmetric about it.
-        EXPECT_FLOAT_EQ(r.TableAt(0, half - 1), static_cast<float>(cut)) << c.from << ">" << c.to;
-        for (int32_t k = 1; k < half; ++k)
-            EXPECT_FLOAT_EQ(r.TableAt(0, half - 1 + k), r.TableAt(0, half - 1 - k)) << k;
-        // Elsewhere the window follows k + f while the sinc follows f - k.
-        for (int32_t p : {0, 1, 333, 512, 1023}) {
-            const double f = p / 1024.0;
-            for (int32_t k = 1 - half; k < half; ++k) {
-                if (p == 0 && k == 0)
-                    continue;
-                const double x = (f - k) * cut * M_PI;
-                const double w = 0.54 + 0.46 * std::cos((k * 1024.0 + p) * M_PI / (half * 1024.0));
-                EXPECT_NEAR(r.TableAt(p, half - 1 + k), w * std::sin(x) * cut / x, 2e-6)
-                    << "phase " << p << " k " << k;
-            }
-        }
-    }
 }
 
 TEST(ResamplerTest, CapacitiesAndHalfWidthFollowTheFormats) {
@@ -99,53 +71,19 @@ TEST(ResamplerTest, CapacitiesAndHalfWidthFollowTheFormats) {
 
 TEST(ResamplerTest, RefusesFormatsItCannotConvert) {
     CResampler r;
-    EXPECT_FALSE(r.Setup(Floats(0, 2), Floats(48000, 2), 3, 20));
-    EXPECT_FALSE(r.Setup(Floats(44100, 9), Floats(48000, 2), 3, 20));
-    EXPECT_FALSE(r.Setup({44100, 12, 2}, {48000, 16, 2}, 3, 20, false));
-    EXPECT_FALSE(r.Setup({44100, 16, 2}, Floats(48000, 2), 3, 20, true));
-    EXPECT_FALSE(r.Setup(Floats(44100, 2), Floats(48000, 2), 2, 20));
-    EXPECT_FALSE(r.Setup(Floats(44100, 2), Floats(48000, 2), 3, 0));
+    const struct {
+        CResampler::Format from, to;
+        int32_t mode, half;
+        bool floats;
+    } refused[] = {
+        {Floats(0, 2), Floats(48000, 2), 3, 20, true},     {Floats(44100, 9), Floats(48000, 2), 3, 20, true},
+        {{44100, 12, 2}, {48000, 16, 2}, 3, 20, false},    {{44100, 16, 2}, Floats(48000, 2), 3, 20, true},
+        {Floats(44100, 2), Floats(48000, 2), 2, 20, true}, {Floats(44100, 2), Floats(48000, 2), 3, 0, true}};
+    for (const auto& c : refused)
+        EXPECT_FALSE(r.Setup(c.from, c.to, c.mode, c.half, c.floats)) << c.from.rate << " " << c.from.bits;
     // A steep decimation is bounded rather than given a table of gigabytes.
     ASSERT_TRUE(r.Setup(Floats(512000, 2), Floats(101, 2), 3, 50));
     EXPECT_EQ(r.GetHalf(), CResampler::kMaxHalf);
-}
-
-// Each block's length is truncated by itself and each output frame sits where its block alone puts
-// it: the phase starts at 0 with every block. Held against the ideal tone at that place, this also
-// proves that the history joins the blocks.
-TEST(ResamplerTest, ToneKeepsFrequencyLevelAndPlaceAcrossBlocks) {
-    const struct {
-        int32_t from, to;
-        int64_t blockFrames;
-    } cases[] = {{44100, 48000, 9216}, {48000, 44100, 9216}, {44100, 48000, 100}, {48000, 44100, 100}};
-    for (const auto& c : cases) {
-        CResampler r;
-        ASSERT_TRUE(r.Setup(Floats(c.from, 2), Floats(c.to, 2), 3, 30));
-        const int32_t half = r.GetHalf();
-        const double hz = 1000.0, amplitude = 0.5;
-        const int64_t blocks = 40000 / c.blockFrames + 2;
-        const auto in = Sine(c.from, hz, amplitude, c.blockFrames * blocks, 2);
-        const auto out = Convert(r, in, 2, c.blockFrames, 2);
-        const int64_t outPerBlock = c.blockFrames * c.to / c.from; // 108 and 91 for 100 frames
-        ASSERT_EQ(static_cast<int64_t>(out.size()), outPerBlock * blocks * 2);
-
-        double worst = 0.0, power = 0.0;
-        int64_t counted = 0;
-        for (int64_t b = 1; b < blocks; ++b) {
-            for (int64_t i = 0; i < outPerBlock; ++i) {
-                const int64_t pos = c.blockFrames * i / outPerBlock;
-                const int64_t phase = c.blockFrames * i * 1024 / outPerBlock % 1024;
-                const double place = b * c.blockFrames + pos + phase / 1024.0 - half;
-                const double ideal = amplitude * std::sin(2 * M_PI * hz * place / c.from);
-                const float got = out[(b * outPerBlock + i) * 2 + 1];
-                worst = std::max(worst, std::fabs(got - ideal));
-                power += got * got;
-                ++counted;
-            }
-        }
-        EXPECT_LT(worst, 0.005) << c.from << ">" << c.to << " block " << c.blockFrames;
-        EXPECT_NEAR(std::sqrt(power / counted), amplitude / std::sqrt(2.0), 0.002) << c.from << ">" << c.to;
-    }
 }
 
 TEST(ResamplerTest, MonoTargetFiltersTheMeanOfTheSourceChannels) {
@@ -156,14 +94,10 @@ TEST(ResamplerTest, MonoTargetFiltersTheMeanOfTheSourceChannels) {
     ASSERT_TRUE(mono.Setup(Floats(48000, 1), Floats(44100, 1), 3, 40));
     ASSERT_EQ(stereo.GetHalf(), mono.GetHalf());
     const int64_t frames = 4800 * 3;
-    std::vector<float> in(frames * 2), mean(frames);
-    std::mt19937 random(7);
-    std::uniform_real_distribution<float> sample(-1.0f, 1.0f);
-    for (int64_t i = 0; i < frames; ++i) {
-        in[i * 2] = sample(random);
-        in[i * 2 + 1] = sample(random);
+    const std::vector<float> in = Noise(frames * 2, 7);
+    std::vector<float> mean(frames);
+    for (int64_t i = 0; i < frames; ++i)
         mean[i] = (in[i * 2] + in[i * 2 + 1]) * 0.5f;
-    }
     const auto a = Convert(stereo, in, 2, 4800, 1);
     const auto b = Convert(mono, mean, 1, 4800, 1);
     ASSERT_EQ(a.size(), b.size());
@@ -173,11 +107,7 @@ TEST(ResamplerTest, MonoTargetFiltersTheMeanOfTheSourceChannels) {
 }
 
 TEST(ResamplerTest, EqualRatesPassSamplesAndRepeatTheLastChannel) {
-    std::vector<float> in(1000 * 2);
-    std::mt19937 random(3);
-    std::uniform_real_distribution<float> sample(-1.0f, 1.0f);
-    for (float& v : in)
-        v = sample(random);
+    const std::vector<float> in = Noise(1000 * 2, 3);
     CResampler same;
     ASSERT_TRUE(same.Setup(Floats(44100, 2), Floats(44100, 2), 3, 20));
     EXPECT_EQ(Convert(same, in, 2, 500, 2), in);
@@ -186,11 +116,10 @@ TEST(ResamplerTest, EqualRatesPassSamplesAndRepeatTheLastChannel) {
     ASSERT_TRUE(wider.Setup(Floats(44100, 2), Floats(44100, 3), 3, 20));
     const auto out = Convert(wider, in, 2, 1000, 3);
     ASSERT_EQ(out.size(), 3000u);
-    for (size_t f = 0; f < 1000; ++f) {
-        EXPECT_EQ(out[f * 3], in[f * 2]);
-        EXPECT_EQ(out[f * 3 + 1], in[f * 2 + 1]);
-        EXPECT_EQ(out[f * 3 + 2], in[f * 2 + 1]);
-    }
+    for (size_t f = 0; f < 1000; ++f)
+        ASSERT_EQ(std::vector<float>(&out[f * 3], &out[f * 3 + 3]),
+                  (std::vector<float>{in[f * 2], in[f * 2 + 1], in[f * 2 + 1]}))
+            << f;
 }
 
 TEST(ResamplerTest, IntegerAccessScalesThroughPlusMinus32767) {
@@ -231,14 +160,10 @@ TEST(ResamplerTest, LinearModeInterpolatesBetweenNeighbours) {
 }
 
 TEST(ResamplerTest, VectorAndPortableDotProductsAgreeToRounding) {
-    std::mt19937 random(11);
-    std::uniform_real_distribution<float> sample(-1.0f, 1.0f);
     for (int32_t n : {1, 3, 4, 7, 8, 15, 16, 17, 39, 59, 99, 259, 1001}) {
-        std::vector<float> a(n), b(n);
+        const std::vector<float> a = Noise(n, 11 + n), b = Noise(n, 12 + n);
         double exact = 0.0, magnitude = 0.0;
         for (int32_t i = 0; i < n; ++i) {
-            a[i] = sample(random);
-            b[i] = sample(random);
             exact += static_cast<double>(a[i]) * b[i];
             magnitude += std::fabs(static_cast<double>(a[i]) * b[i]);
         }
@@ -303,22 +228,25 @@ std::vector<float> Reference(const std::vector<float>& in, int32_t channels, int
     return out;
 }
 
+// Each block's length is truncated by itself and each output frame sits where its block alone puts
+// it: the phase starts at 0 with every block, and the history joins the blocks. Small blocks (108
+// and 91 frames out of 100) show both; the others are whole input buffers.
 TEST(ResamplerTest, EveryOutputSampleIsWhatTheStatedAlgorithmGives) {
     const struct {
-        int32_t from;
-        int32_t to;
-        int32_t half;
-    } cases[] = {{44100, 48000, 30}, {48000, 44100, 10}, {22050, 44100, 50}, {96000, 32000, 20}};
-    std::mt19937 random(5);
-    std::uniform_real_distribution<float> sample(-0.5f, 0.5f);
+        int32_t from, to, half;
+        int64_t block; // 0: the input capacity
+    } cases[] = {{44100, 48000, 30, 0}, {48000, 44100, 10, 0},   {22050, 44100, 50, 0},
+                 {96000, 32000, 20, 0}, {44100, 48000, 30, 100}, {48000, 44100, 30, 100}};
     for (const auto& c : cases) {
-        SCOPED_TRACE(std::to_string(c.from) + " -> " + std::to_string(c.to));
+        SCOPED_TRACE(std::to_string(c.from) + " -> " + std::to_string(c.to) + " in " +
+                     std::to_string(c.block));
         CResampler r;
         ASSERT_TRUE(r.Setup(Floats(c.from, 2), Floats(c.to, 2), CResampler::kSinc, c.half));
-        const int64_t block = r.GetInputCapacity() / (2 * sizeof(float));
-        std::vector<float> in(static_cast<size_t>(3 * block * 2));
+        const int64_t block = c.block > 0 ? c.block : r.GetInputCapacity() / (2 * sizeof(float));
+        std::vector<float> in =
+            Noise(static_cast<size_t>(std::max<int64_t>(3, 20000 / block) * block * 2), 5, 0.5f);
         for (size_t i = 0; i < in.size(); ++i)
-            in[i] = sample(random) + 0.3f * static_cast<float>(std::sin(i * 0.01));
+            in[i] += 0.3f * static_cast<float>(std::sin(i * 0.01));
         const std::vector<float> ours = Convert(r, in, 2, block, 2);
         const std::vector<float> reference = Reference(in, 2, c.from, c.to, c.half, block);
         ASSERT_EQ(ours.size(), reference.size());

@@ -2,6 +2,8 @@
 
 #include "core/MediaData.h"
 #include "core/PeakData.h"
+#include "dsp/DspTestSupport.h"
+#include "dsp/SignalGeneratorSettings.h"
 #include "storage/Archive.h"
 #include "storage/MemoryIO.h"
 
@@ -9,21 +11,15 @@
 
 #include <cmath>
 #include <memory>
+#include <tuple>
 #include <vector>
 
 using namespace tw;
 
 namespace {
 
-WAVEFORMATEX Pcm(uint16_t channels, uint32_t rate) {
-    WAVEFORMATEX f{};
-    f.wFormatTag = WAVE_FORMAT_PCM;
-    f.nChannels = channels;
-    f.nSamplesPerSec = rate;
-    f.wBitsPerSample = 16;
-    f.nBlockAlign = static_cast<uint16_t>(channels * 2);
-    f.nAvgBytesPerSec = f.nBlockAlign * rate;
-    return f;
+WAVEFORMATEX Pcm(int channels, uint32_t rate) {
+    return test::Format(channels, rate);
 }
 
 // The first channel of a section.
@@ -92,24 +88,14 @@ std::unique_ptr<CSignalGenerator> Loaded(std::vector<uint8_t> bytes) {
 
 TEST(SignalGenerator, Formats_DefaultIsStereoAndTheWorkingFormatIsFloat) {
     CSignalGenerator stereo(nullptr, 1000, CSignalGenerator::sine, 440, 440, 1);
-    const WAVEFORMATEX& native = *stereo.GetNativeFormat();
-    EXPECT_EQ(native.wFormatTag, WAVE_FORMAT_PCM);
-    EXPECT_EQ(native.nChannels, 2);
-    EXPECT_EQ(uint32_t{native.nSamplesPerSec}, 44100u); // packed: compare copies
-    EXPECT_EQ(uint32_t{native.nAvgBytesPerSec}, 176400u);
-    EXPECT_EQ(native.nBlockAlign, 4);
-    EXPECT_EQ(native.wBitsPerSample, 16);
-    EXPECT_TRUE(SameFormat(*stereo.GetFormat(), WorkingFormatOf(native)));
-    EXPECT_TRUE(stereo.IsGenerated());
-    EXPECT_FALSE(stereo.IsTemporary());
-
+    EXPECT_TRUE(SameFormat(*stereo.GetNativeFormat(), Pcm(2, 44100)));
+    EXPECT_TRUE(SameFormat(*stereo.GetFormat(), WorkingFormatOf(Pcm(2, 44100))));
+    EXPECT_EQ(std::tuple(stereo.IsGenerated(), stereo.IsTemporary()), std::tuple(true, false));
     const WAVEFORMATEX mono = Pcm(1, 48000);
     CSignalGenerator one(&mono, 48000 * 3, CSignalGenerator::square, 100, 100, 1);
-    EXPECT_EQ(one.GetFormat()->nChannels, 1);
-    EXPECT_EQ(uint32_t{one.GetFormat()->nSamplesPerSec}, 48000u);
-    EXPECT_EQ(one.GetFrameSize(), 4);
-    EXPECT_EQ(one.GetLength(), 144000);
-    EXPECT_EQ(one.GetByteLength(), 576000);
+    EXPECT_TRUE(SameFormat(*one.GetFormat(), WorkingFormatOf(mono)));
+    EXPECT_EQ(std::tuple(one.GetFrameSize(), one.GetLength(), one.GetByteLength()),
+              std::tuple(4, int64_t{144000}, int64_t{576000}));
 }
 
 TEST(SignalGenerator, Sine_HasItsFrequencyAndAmplitudeOnEveryChannel) {
@@ -154,11 +140,10 @@ TEST(SignalGenerator, SawtoothAndSquare_HaveTheirPeriodAndLevels) {
     const std::vector<float> s = Read(saw, 0, 8000);
     const std::vector<float> q = Read(square, 0, 8000);
     // 80 frames a period: the ramp starts at -amplitude and climbs by amplitude / 40 a frame.
-    EXPECT_FLOAT_EQ(s[0], -0.5f);
-    EXPECT_FLOAT_EQ(s[20], -0.25f);
-    EXPECT_FLOAT_EQ(s[40], 0.0f);
-    EXPECT_FLOAT_EQ(s[79], 0.5f * (2.0f * 79 / 80 - 1));
-    EXPECT_FLOAT_EQ(s[80], -0.5f);
+    const std::pair<size_t, float> ramp[] = {
+        {0, -0.5f}, {20, -0.25f}, {40, 0.0f}, {79, 0.5f * (2.0f * 79 / 80 - 1)}, {80, -0.5f}};
+    for (const auto& [at, value] : ramp)
+        EXPECT_FLOAT_EQ(s[at], value) << at;
     EXPECT_FLOAT_EQ(q[40], -0.5f); // exactly half a period is not past the half
     EXPECT_FLOAT_EQ(q[41], 0.5f);
     EXPECT_NEAR(RisingZeroCrossings(q), 100, 1);
@@ -167,10 +152,8 @@ TEST(SignalGenerator, SawtoothAndSquare_HaveTheirPeriodAndLevels) {
 
     CSignalGenerator still(&mono, 100, CSignalGenerator::square, 0, 0, 1);
     CSignalGenerator flat(&mono, 100, CSignalGenerator::sawtooth, 0, 0, 1);
-    for (float x : Read(still, 0, 100))
-        ASSERT_EQ(x, -1.0f);
-    for (float x : Read(flat, 0, 100))
-        ASSERT_EQ(x, -1.0f);
+    EXPECT_EQ(Read(still, 0, 100), std::vector<float>(100, -1.0f));
+    EXPECT_EQ(Read(flat, 0, 100), std::vector<float>(100, -1.0f));
 }
 
 TEST(SignalGenerator, ReadFrames_OutsideTheLength_ReturnsSilence) {
@@ -186,10 +169,8 @@ TEST(SignalGenerator, ReadFrames_OutsideTheLength_ReturnsSilence) {
             ASSERT_TRUE(f[2 * i] == 0.0f && f[2 * i + 1] == 0.0f) << i;
     }
     EXPECT_GT(loud, 90);
-    for (float x : Read(g, 5000, 7048))
-        ASSERT_EQ(x, 0.0f);
-    for (float x : Read(g, -50, 0))
-        ASSERT_EQ(x, 0.0f);
+    EXPECT_EQ(Read(g, 5000, 7048), std::vector<float>(2048, 0.0f));
+    EXPECT_EQ(Read(g, -50, 0), std::vector<float>(50, 0.0f));
     std::unique_ptr<CMediaData> empty(g.ReadFrames(CSection(10, 5)));
     EXPECT_EQ(empty->GetFrameCount(), 0);
 }
@@ -227,9 +208,8 @@ TEST(SignalGenerator, ReadPeaks_BlockModeIsABandAndFineModeIsTheSamples) {
     const WAVEFORMATEX mono = Pcm(2, 44100);
     CSignalGenerator g(&mono, 44100, CSignalGenerator::sine, 440, 440, 0.25f);
     std::unique_ptr<CPeakData> band(g.ReadPeaks(CSection(0, 44100), true));
-    EXPECT_EQ(band->GetCount(), 44100 / 256);
-    EXPECT_EQ(band->GetFramesPerRow(), 256);
-    EXPECT_EQ(band->GetChannels(), 2);
+    EXPECT_EQ(std::tuple(band->GetCount(), band->GetFramesPerRow(), band->GetChannels()),
+              std::tuple(44100 / 256, 256, 2));
     for (int i = 0; i < band->GetCount() * 2; ++i)
         ASSERT_TRUE(band->GetData()[i].minimum == -0.25f && band->GetData()[i].maximum == 0.25f);
     std::unique_ptr<CPeakData> small(g.ReadPeaks(CSection(0, 100), true));
@@ -237,12 +217,11 @@ TEST(SignalGenerator, ReadPeaks_BlockModeIsABandAndFineModeIsTheSamples) {
 
     std::unique_ptr<CPeakData> fine(g.ReadPeaks(CSection(500, 700), false));
     const std::vector<float> samples = Read(g, 500, 700);
-    ASSERT_EQ(fine->GetCount(), 200);
-    EXPECT_EQ(fine->GetFramesPerRow(), 1);
-    for (int i = 0; i < 200; ++i) {
-        ASSERT_EQ(fine->Row(i)[1].minimum, samples[i]);
-        ASSERT_EQ(fine->Row(i)[1].maximum, samples[i]);
-    }
+    ASSERT_EQ(std::tuple(fine->GetCount(), fine->GetFramesPerRow()), std::tuple(200, 1));
+    for (int i = 0; i < 200; ++i)
+        ASSERT_EQ(std::tuple(fine->Row(i)[1].minimum, fine->Row(i)[1].maximum),
+                  std::tuple(samples[i], samples[i]))
+            << i;
 }
 
 TEST(SignalGenerator, Record_HasItsLayoutAndRoundTripsByteExact) {
@@ -250,13 +229,10 @@ TEST(SignalGenerator, Record_HasItsLayoutAndRoundTripsByteExact) {
     CSignalGenerator g(&format, 123456, CSignalGenerator::sawtooth, 55.5f, 880.25f, 0.75f);
     const std::vector<uint8_t> bytes = Saved(g);
     ASSERT_EQ(bytes.size(), 1u + 18 + 5 * 4);
-    EXPECT_EQ(bytes[0], 2);
-    EXPECT_EQ(bytes[1], 1); // format tag, low byte first
-    EXPECT_EQ(bytes[3], 1); // channels
-    EXPECT_EQ(bytes[5] | bytes[6] << 8, 22050);
+    // Kind 2, the format tag and channels low byte first, the rate, the signal code, the length.
     const uint32_t length = bytes[35] | bytes[36] << 8 | bytes[37] << 16 | uint32_t(bytes[38]) << 24;
-    EXPECT_EQ(length, 123456u);
-    EXPECT_EQ(bytes[31], 1); // signal code
+    EXPECT_EQ(std::tuple(bytes[0], bytes[1], bytes[3], bytes[5] | bytes[6] << 8, bytes[31], length),
+              std::tuple(2, 1, 1, 22050, 1, 123456u));
 
     std::unique_ptr<CSignalGenerator> loaded = Loaded(bytes);
     ASSERT_TRUE(loaded);
@@ -294,4 +270,62 @@ TEST(SignalGenerator, Record_TruncatedOrDamaged_ThrowsArchiveException) {
     std::vector<uint8_t> noRate = bytes;
     std::fill(noRate.begin() + 5, noRate.begin() + 9, 0);
     EXPECT_THROW(Loaded(noRate), CArchiveException);
+}
+
+TEST(SignalGeneratorSettings, LoadGivesDefaultsForWhatIsMissingOrNoNumber_SaveWritesTwoDecimals) {
+    test::ScratchSettings scratch;
+    SignalGeneratorSettings s = SignalGeneratorSettings::Load();
+    auto values = [](const SignalGeneratorSettings& v) {
+        return std::tuple(v.amplitude, v.type, v.waveform, v.noiseColor, v.startFrequency, v.endFrequency,
+                          v.duration);
+    };
+    EXPECT_EQ(values(s),
+              std::tuple(1.0f, int32_t(SignalGeneratorSettings::tones), 0, 0, 1000.0f, 1000.0f, 10.0));
+    PutSettingString("SignalGenerator", "Duration", "ten");
+    PutSettingString("SignalGenerator", "StartFreq", "nan");
+    s = SignalGeneratorSettings::Load();
+    EXPECT_EQ(std::tuple(s.duration, s.startFrequency), std::tuple(10.0, 1000.0f));
+
+    s.amplitude = AmplitudeFromDecibels(-6.0206);
+    s.type = SignalGeneratorSettings::noise;
+    s.noiseColor = 2;
+    s.waveform = 1;
+    s.startFrequency = 440.127f;
+    s.endFrequency = 20000;
+    s.duration = 2.5;
+    s.Save();
+    for (const auto& [key, text] : {std::pair("Amplitude", "0.50"), std::pair("StartFreq", "440.13"),
+                                    std::pair("EndFreq", "20000.00"), std::pair("Duration", "2.50")})
+        EXPECT_EQ(GetSettingString("SignalGenerator", key, ""), text) << key;
+    EXPECT_EQ(values(SignalGeneratorSettings::Load()),
+              std::tuple(0.5f, int32_t(SignalGeneratorSettings::noise), 1, 2, 440.13f, 20000.0f, 2.5));
+}
+
+TEST(SignalGeneratorSettings, SignalCodeFrameCountAndCreate_FollowTheDialogsChoices) {
+    SignalGeneratorSettings s;
+    for (int32_t w = 0; w < 3; ++w) {
+        s.waveform = w;
+        EXPECT_EQ(s.SignalCode(), w);
+    }
+    s.type = SignalGeneratorSettings::noise;
+    for (int32_t c = 0; c < 3; ++c) {
+        s.noiseColor = c;
+        EXPECT_EQ(s.SignalCode(), 3 + c);
+    }
+    s.noiseColor = 9;
+    EXPECT_EQ(s.SignalCode(), CSignalGenerator::brownNoise);
+
+    const std::tuple<double, uint32_t, uint32_t> frames[] = {
+        {0.99999, 44100, 44099u}, {-1, 44100, 0u}, {1e9, 48000, 4294967295u}}; // toward zero, clamped
+    for (const auto& [duration, rate, count] : frames) {
+        s.duration = duration;
+        EXPECT_EQ(s.FrameCount(rate), count) << duration;
+    }
+    s.type = SignalGeneratorSettings::tones;
+    s.waveform = 2;
+    s.duration = 0.5;
+    s.amplitude = 0.25f;
+    std::unique_ptr<CSignalGenerator> g(s.Create(Pcm(1, 8000)));
+    EXPECT_EQ(std::tuple(g->GetLength(), g->GetSignal(), g->GetAmplitude(), int(g->GetFormat()->nChannels)),
+              std::tuple(int64_t{4000}, int32_t(CSignalGenerator::square), 0.25f, 1));
 }

@@ -33,57 +33,10 @@ BSTR Bstr(const std::u16string& text) {
     return SysAllocStringLen(text.data(), static_cast<uint32_t>(text.size()));
 }
 
-class TransformDouble;
-
-// Tear-offs for the two interfaces whose GetCount would otherwise collide.
-struct PresetsPart final : ITransformPresets {
-    TransformDouble* outer;
-    HRESULT QueryInterface(const GUID& iid, void** out) override;
-    uint32_t AddRef() override;
-    uint32_t Release() override;
-    HRESULT GetCount(int32_t* count) override {
-        *count = 2;
-        return S_OK;
-    }
-    HRESULT GetName(int32_t index, BSTR* name) override {
-        if (index < 0 || index > 1)
-            return E_INVALIDARG;
-        *name = Bstr(index == 0 ? u"Soft" : u"Loud");
-        return S_OK;
-    }
-    HRESULT Select(int32_t index) override;
-};
-
-struct ParamsPart final : ITransformParams {
-    TransformDouble* outer;
-    HRESULT QueryInterface(const GUID& iid, void** out) override;
-    uint32_t AddRef() override;
-    uint32_t Release() override;
-    HRESULT GetCount(int32_t* count) override {
-        *count = 1;
-        return S_OK;
-    }
-    HRESULT GetValue(int32_t index, float* value) override;
-    HRESULT SetValue(int32_t index, float value) override;
-    HRESULT GetParamName(int32_t index, BSTR* name) override {
-        *name = Bstr(u"Gain");
-        return index == 0 ? S_OK : E_INVALIDARG;
-    }
-    HRESULT GetRange(int32_t index, float* low, float* high) override {
-        *low = 0.0f;
-        *high = 4.0f;
-        return index == 0 ? S_OK : E_INVALIDARG;
-    }
-};
-
 class TransformDouble final : public ITransform, public ITransformOffline, public ITransformValues {
 public:
     enum Kind { gain, halving, hostile };
-    explicit TransformDouble(Kind kind) : m_halving(kind == halving), m_hostile(kind == hostile) {
-        ++g_live;
-        m_presets.outer = this;
-        m_params.outer = this;
-    }
+    explicit TransformDouble(Kind kind) : m_halving(kind == halving), m_hostile(kind == hostile) { ++g_live; }
     ~TransformDouble() { --g_live; }
 
     HRESULT QueryInterface(const GUID& iid, void** out) override {
@@ -124,50 +77,33 @@ public:
         return S_OK;
     }
     HRESULT GetPages(CAUUID* pages) override {
-        if (m_halving) {
-            pages->cElems = 0;
-            pages->pElems = nullptr;
-            return S_OK;
-        }
-        pages->cElems = 1;
-        pages->pElems = static_cast<GUID*>(std::malloc(sizeof(GUID)));
-        pages->pElems[0] = kGainPage;
+        pages->cElems = m_halving ? 0 : 1;
+        pages->pElems = m_halving ? nullptr : static_cast<GUID*>(std::malloc(sizeof(GUID)));
+        if (!m_halving)
+            pages->pElems[0] = kGainPage;
         return S_OK;
     }
     HRESULT GetTimeRatio(double* ratio) override {
         *ratio = m_hostile ? std::nan("") : m_halving ? 0.5 : 1.0;
         return S_OK;
     }
-    HRESULT GetLatency(int32_t* frames) override {
-        *frames = 0;
-        return S_OK;
-    }
+    HRESULT GetLatency(int32_t* frames) override { return *frames = 0, S_OK; }
     HRESULT SetFormat(int32_t rate, int16_t channels) override {
         Note("SetFormat " + std::to_string(rate) + " " + std::to_string(channels));
-        if (m_hostile)
-            return E_FAIL;
-        return channels > 2 ? S_FALSE : S_OK;
+        return m_hostile ? E_FAIL : channels > 2 ? S_FALSE : S_OK;
     }
-    HRESULT Reset() override {
-        Note("Reset");
-        return S_OK;
-    }
+    HRESULT Reset() override { return Note("Reset"), S_OK; }
     HRESULT Process(SAFEARRAY* in, SAFEARRAY** out, int64_t frameBytes) override {
         auto* samples = static_cast<float*>(in->pvData);
         const ULONG count = in->rgsabound[0].cElements;
         if (m_hostile) {
-            switch (m_calls++ % 3) {
-            case 0:
-                *out = SafeArrayCreateVector(VT_R8, 0, count);
-                break;
-            case 1:
-                *out = SafeArrayCreateVector(VT_R4, 0, 4);
+            // An array of doubles, then one claiming two billion elements, then the input itself.
+            const int call = m_calls++ % 3;
+            *out = call == 0   ? SafeArrayCreateVector(VT_R8, 0, count)
+                   : call == 1 ? SafeArrayCreateVector(VT_R4, 0, 4)
+                               : in;
+            if (call == 1)
                 (*out)->rgsabound[0].cElements = 2000000000u;
-                break;
-            default:
-                *out = in;
-                break;
-            }
             return S_OK;
         }
         if (!m_halving) {
@@ -178,53 +114,29 @@ public:
         const ULONG perFrame = static_cast<ULONG>(frameBytes / 4);
         const ULONG frames = count / perFrame;
         SAFEARRAY* result = SafeArrayCreateVector(VT_R4, 0, (frames / 2) * perFrame);
-        auto* target = static_cast<float*>(result->pvData);
         for (ULONG f = 0; f < frames / 2; ++f)
-            std::memcpy(target + f * perFrame, samples + 2 * f * perFrame, perFrame * 4);
+            std::memcpy(static_cast<float*>(result->pvData) + f * perFrame, samples + 2 * f * perFrame,
+                        perFrame * 4);
         *out = result;
         return S_OK;
     }
-    HRESULT GetTail(int64_t* frames) override {
-        *frames = 0;
-        return S_OK;
-    }
-    HRESULT GetLayoutFlags(uint32_t* flags) override {
-        *flags = kLayoutMono | kLayoutStereo;
-        return S_OK;
-    }
-    HRESULT SetLength(int64_t frames) override {
-        Note("SetLength " + std::to_string(frames));
-        return S_OK;
-    }
-    HRESULT GetStateSize(int32_t* size) override {
-        *size = m_hostile ? -4 : 4;
-        return S_OK;
-    }
-    HRESULT GetState(uint8_t* buffer) override {
-        std::memcpy(buffer, &m_gain, 4);
-        return S_OK;
-    }
+    HRESULT GetTail(int64_t* frames) override { return *frames = 0, S_OK; }
+    HRESULT GetLayoutFlags(uint32_t* flags) override { return *flags = kLayoutMono | kLayoutStereo, S_OK; }
+    HRESULT SetLength(int64_t frames) override { return Note("SetLength " + std::to_string(frames)), S_OK; }
+    HRESULT GetStateSize(int32_t* size) override { return *size = m_hostile ? -4 : 4, S_OK; }
+    HRESULT GetState(uint8_t* buffer) override { return std::memcpy(buffer, &m_gain, 4), S_OK; }
     HRESULT SetState(const uint8_t* buffer) override {
         std::memcpy(&m_gain, buffer, 4);
-        Note("SetState");
-        return S_OK;
+        return Note("SetState"), S_OK;
     }
     HRESULT SetReadPosition(int64_t frame) override {
-        Note("SetReadPosition " + std::to_string(frame));
-        return S_OK;
+        return Note("SetReadPosition " + std::to_string(frame)), S_OK;
     }
     HRESULT SetDisplayPosition(int64_t frame) override {
-        Note("SetDisplayPosition " + std::to_string(frame));
-        return S_OK;
+        return Note("SetDisplayPosition " + std::to_string(frame)), S_OK;
     }
-    HRESULT SetHost(IHostInterface* host) override {
-        Note(host != nullptr ? "SetHost" : "SetHost null");
-        return S_OK;
-    }
-    HRESULT SetOption(int32_t value) override {
-        Note("SetOption " + std::to_string(value));
-        return S_OK;
-    }
+    HRESULT SetHost(IHostInterface* host) override { return Note(host ? "SetHost" : "SetHost null"), S_OK; }
+    HRESULT SetOption(int32_t value) override { return Note("SetOption " + std::to_string(value)), S_OK; }
 
     HRESULT ProcessOffline(SAFEARRAY* in, SAFEARRAY** out, int64_t position, int64_t frameBytes) override {
         Note("ProcessOffline " + std::to_string(position));
@@ -232,67 +144,70 @@ public:
     }
 
     HRESULT GetValues(SAFEARRAY** values) override {
-        SAFEARRAY* array = SafeArrayCreateVector(VT_R4, 0, 1);
-        static_cast<float*>(array->pvData)[0] = m_gain;
-        *values = array;
+        *values = SafeArrayCreateVector(VT_R4, 0, 1);
+        static_cast<float*>((*values)->pvData)[0] = m_gain;
         return S_OK;
     }
     HRESULT SetValues(SAFEARRAY* values) override {
         if (values == nullptr || values->rgsabound[0].cElements < 1)
             return E_INVALIDARG;
         m_gain = static_cast<float*>(values->pvData)[0];
-        Note("SetValues");
-        return S_OK;
+        return Note("SetValues"), S_OK;
     }
 
-    float m_gain = 1.0f;
-
 private:
+    // Tear-offs for the two interfaces whose GetCount would otherwise collide.
+    template <class I> struct Part : I {
+        TransformDouble* outer;
+        explicit Part(TransformDouble* o) : outer(o) {}
+        HRESULT QueryInterface(const GUID& iid, void** out) override {
+            return outer->QueryInterface(iid, out);
+        }
+        uint32_t AddRef() override { return outer->AddRef(); }
+        uint32_t Release() override { return outer->Release(); }
+    };
+    struct PresetsPart final : Part<ITransformPresets> {
+        using Part::Part;
+        HRESULT GetCount(int32_t* count) override { return *count = 2, S_OK; }
+        HRESULT GetName(int32_t index, BSTR* name) override {
+            if (index < 0 || index > 1)
+                return E_INVALIDARG;
+            return *name = Bstr(index == 0 ? u"Soft" : u"Loud"), S_OK;
+        }
+        HRESULT Select(int32_t index) override {
+            if (index < 0 || index > 1)
+                return S_FALSE;
+            return outer->m_gain = index == 0 ? 0.5f : 2.0f, S_OK;
+        }
+    };
+    struct ParamsPart final : Part<ITransformParams> {
+        using Part::Part;
+        HRESULT GetCount(int32_t* count) override { return *count = 1, S_OK; }
+        HRESULT GetValue(int32_t index, float* value) override {
+            return index != 0 ? E_INVALIDARG : (*value = outer->m_gain, S_OK);
+        }
+        HRESULT SetValue(int32_t index, float value) override {
+            return index != 0 ? E_INVALIDARG : (outer->m_gain = value, S_OK);
+        }
+        HRESULT GetParamName(int32_t index, BSTR* name) override {
+            *name = Bstr(u"Gain");
+            return index == 0 ? S_OK : E_INVALIDARG;
+        }
+        HRESULT GetRange(int32_t index, float* low, float* high) override {
+            *low = 0.0f;
+            *high = 4.0f;
+            return index == 0 ? S_OK : E_INVALIDARG;
+        }
+    };
+
+    float m_gain = 1.0f;
     bool m_halving;
     bool m_hostile;
     int m_calls = 0;
     uint32_t m_refs = 1;
-    PresetsPart m_presets;
-    ParamsPart m_params;
+    PresetsPart m_presets{this};
+    ParamsPart m_params{this};
 };
-
-HRESULT PresetsPart::QueryInterface(const GUID& iid, void** out) {
-    return outer->QueryInterface(iid, out);
-}
-uint32_t PresetsPart::AddRef() {
-    return outer->AddRef();
-}
-uint32_t PresetsPart::Release() {
-    return outer->Release();
-}
-HRESULT PresetsPart::Select(int32_t index) {
-    if (index < 0 || index > 1)
-        return S_FALSE;
-    outer->m_gain = index == 0 ? 0.5f : 2.0f;
-    return S_OK;
-}
-
-HRESULT ParamsPart::QueryInterface(const GUID& iid, void** out) {
-    return outer->QueryInterface(iid, out);
-}
-uint32_t ParamsPart::AddRef() {
-    return outer->AddRef();
-}
-uint32_t ParamsPart::Release() {
-    return outer->Release();
-}
-HRESULT ParamsPart::GetValue(int32_t index, float* value) {
-    if (index != 0)
-        return E_INVALIDARG;
-    *value = outer->m_gain;
-    return S_OK;
-}
-HRESULT ParamsPart::SetValue(int32_t index, float value) {
-    if (index != 0)
-        return E_INVALIDARG;
-    outer->m_gain = value;
-    return S_OK;
-}
 
 class ManagerObject final : public IPluginManager, public IPluginManagerControl, public IVstPluginList {
 public:
@@ -319,52 +234,46 @@ public:
         return left;
     }
 
-    HRESULT GetCount(int32_t* count) override {
-        *count = static_cast<int32_t>(m_config->entries.size());
-        return S_OK;
+    HRESULT GetCount(int32_t* count) override { return *count = int32_t(m_config->entries.size()), S_OK; }
+    HRESULT GetClassId(int32_t i, GUID* id) override {
+        return At(false, i, [&](auto& e) { *id = e.classId; });
     }
-    HRESULT GetClassId(int32_t index, GUID* classId) override {
-        return Entry(index, [&](const ManagerEntry& e) { *classId = e.classId; });
+    HRESULT GetSubId(int32_t i, GUID* id) override {
+        return At(false, i, [&](auto& e) { *id = e.subId; });
     }
-    HRESULT GetSubId(int32_t index, GUID* subId) override {
-        return Entry(index, [&](const ManagerEntry& e) { *subId = e.subId; });
+    HRESULT GetName(int32_t i, BSTR* name) override {
+        return At(false, i, [&](auto& e) { *name = Bstr(e.name); });
     }
-    HRESULT GetName(int32_t index, BSTR* name) override {
-        return Entry(index, [&](const ManagerEntry& e) { *name = Bstr(e.name); });
+    HRESULT GetMenuPaths(int32_t i, BSTR* paths) override {
+        return At(false, i, [&](auto& e) { *paths = Bstr(e.menuPaths); });
     }
-    HRESULT GetMenuPaths(int32_t index, BSTR* paths) override {
-        return Entry(index, [&](const ManagerEntry& e) { *paths = Bstr(e.menuPaths); });
+    HRESULT GetHasDialog(int32_t i, VARIANT_BOOL* has) override {
+        return At(false, i, [&](auto& e) { *has = e.hasDialog; });
     }
-    HRESULT GetHasDialog(int32_t index, VARIANT_BOOL* has) override {
-        return Entry(index, [&](const ManagerEntry& e) { *has = e.hasDialog; });
-    }
-    HRESULT GetFlags(int32_t index, uint32_t* flags) override {
-        return Entry(index, [&](const ManagerEntry& e) { *flags = e.flags; });
+    HRESULT GetFlags(int32_t i, uint32_t* flags) override {
+        return At(false, i, [&](auto& e) { *flags = e.flags; });
     }
 
     HRESULT Rescan(int32_t level) override {
-        ++m_config->rescanCalls;
-        return level == -1 ? S_OK : E_INVALIDARG;
+        return ++m_config->rescanCalls, level == -1 ? S_OK : E_INVALIDARG;
     }
     HRESULT Refresh(int32_t level) override {
-        ++m_config->refreshCalls;
-        return level == -1 ? S_OK : E_INVALIDARG;
+        return ++m_config->refreshCalls, level == -1 ? S_OK : E_INVALIDARG;
     }
     HRESULT GetDisabledCount(int32_t* count) override {
-        *count = static_cast<int32_t>(m_config->disabled.size());
-        return S_OK;
+        return *count = int32_t(m_config->disabled.size()), S_OK;
     }
-    HRESULT GetDisabledClassId(int32_t index, GUID* classId) override {
-        return Disabled(index, [&](const ManagerEntry& e) { *classId = e.classId; });
+    HRESULT GetDisabledClassId(int32_t i, GUID* id) override {
+        return At(true, i, [&](auto& e) { *id = e.classId; });
     }
-    HRESULT GetDisabledSubId(int32_t index, GUID* subId) override {
-        return Disabled(index, [&](const ManagerEntry& e) { *subId = e.subId; });
+    HRESULT GetDisabledSubId(int32_t i, GUID* id) override {
+        return At(true, i, [&](auto& e) { *id = e.subId; });
     }
-    HRESULT GetDisabledName(int32_t index, BSTR* name) override {
-        return Disabled(index, [&](const ManagerEntry& e) { *name = Bstr(e.name); });
+    HRESULT GetDisabledName(int32_t i, BSTR* name) override {
+        return At(true, i, [&](auto& e) { *name = Bstr(e.name); });
     }
-    HRESULT GetDisabledFlags(int32_t index, uint32_t* flags) override {
-        return Disabled(index, [&](const ManagerEntry& e) { *flags = e.flags; });
+    HRESULT GetDisabledFlags(int32_t i, uint32_t* flags) override {
+        return At(true, i, [&](auto& e) { *flags = e.flags; });
     }
     // Moves the entry between the two lists, as a manager that remembers the user's choice does.
     HRESULT Toggle(GUID classId, GUID subId) override {
@@ -379,14 +288,14 @@ public:
             }
             return false;
         };
-        if (move(m_config->entries, m_config->disabled) || move(m_config->disabled, m_config->entries))
-            return S_OK;
-        return E_INVALIDARG;
+        return move(m_config->entries, m_config->disabled) || move(m_config->disabled, m_config->entries)
+                   ? S_OK
+                   : E_INVALIDARG;
     }
 
     HRESULT ScanFolder(BSTR path, VARIANT_BOOL recursive) override {
-        m_config->scannedFolders.emplace_back(std::u16string(path, SysStringLen(path)), recursive);
-        return S_OK;
+        return m_config->scannedFolders.emplace_back(std::u16string(path, SysStringLen(path)), recursive),
+               S_OK;
     }
     HRESULT AddFile(BSTR path) override {
         m_config->addedFiles.emplace_back(path, SysStringLen(path));
@@ -394,17 +303,11 @@ public:
     }
 
 private:
-    template <class F> HRESULT Entry(int32_t index, F&& f) {
-        if (index < 0 || static_cast<size_t>(index) >= m_config->entries.size())
+    template <class F> HRESULT At(bool disabled, int32_t index, F&& f) {
+        const std::vector<ManagerEntry>& list = disabled ? m_config->disabled : m_config->entries;
+        if (index < 0 || static_cast<size_t>(index) >= list.size())
             return E_INVALIDARG;
-        f(m_config->entries[static_cast<size_t>(index)]);
-        return S_OK;
-    }
-    template <class F> HRESULT Disabled(int32_t index, F&& f) {
-        if (index < 0 || static_cast<size_t>(index) >= m_config->disabled.size())
-            return E_INVALIDARG;
-        f(m_config->disabled[static_cast<size_t>(index)]);
-        return S_OK;
+        return f(list[static_cast<size_t>(index)]), S_OK;
     }
 
     ManagerDouble* m_config;
@@ -443,29 +346,13 @@ public:
     void* m_context;
 };
 
-IUnknown* MakeGain(void*) {
-    return static_cast<ITransform*>(new TransformDouble(TransformDouble::gain));
-}
-IUnknown* MakeHalving(void*) {
-    return static_cast<ITransform*>(new TransformDouble(TransformDouble::halving));
-}
-IUnknown* MakeHostile(void*) {
-    return static_cast<ITransform*>(new TransformDouble(TransformDouble::hostile));
-}
 IUnknown* MakeManager(void* context) {
     return static_cast<IPluginManager*>(new ManagerObject(static_cast<ManagerDouble*>(context)));
 }
 
-HRESULT GainFactory(const IID& iid, void** out) {
-    static Factory factory(&MakeGain, nullptr);
-    return factory.QueryInterface(iid, out);
-}
-HRESULT HalvingFactory(const IID& iid, void** out) {
-    static Factory factory(&MakeHalving, nullptr);
-    return factory.QueryInterface(iid, out);
-}
-HRESULT HostileFactory(const IID& iid, void** out) {
-    static Factory factory(&MakeHostile, nullptr);
+template <TransformDouble::Kind K> HRESULT TransformFactory(const IID& iid, void** out) {
+    static Factory factory(
+        [](void*) -> IUnknown* { return static_cast<ITransform*>(new TransformDouble(K)); }, nullptr);
     return factory.QueryInterface(iid, out);
 }
 
@@ -537,9 +424,11 @@ void UnregisterManager(const CLSID& clsid) {
 }
 
 void RegisterTransforms() {
-    tw::RegisterClassObject(kGainClass, &GainFactory, "Test gain transform");
-    tw::RegisterClassObject(kHalvingClass, &HalvingFactory, "Test halving transform");
-    tw::RegisterClassObject(kHostileClass, &HostileFactory, "Test hostile transform");
+    tw::RegisterClassObject(kGainClass, &TransformFactory<TransformDouble::gain>, "Test gain transform");
+    tw::RegisterClassObject(kHalvingClass, &TransformFactory<TransformDouble::halving>,
+                            "Test halving transform");
+    tw::RegisterClassObject(kHostileClass, &TransformFactory<TransformDouble::hostile>,
+                            "Test hostile transform");
 }
 
 } // namespace doubles

@@ -1,16 +1,13 @@
 #include "dsp/TransformManager.h"
 
+#include "dsp/DspTestSupport.h"
 #include "dsp/TransformCommandState.h"
-#include "dsp/TransformDoubles.h"
-#include "dsp/TransformPlugin.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <cstring>
-#include <filesystem>
-#include <memory>
 #include <thread>
+#include <tuple>
 
 using namespace tw;
 using doubles::ManagerDouble;
@@ -22,8 +19,10 @@ const CLSID kFirstManager = {0x5A7C0E01, 0x1111, 0x4A2B, {0x8C, 0, 0, 0, 0, 0, 0
 const CLSID kSecondManager = {0x5A7C0E01, 0x2222, 0x4A2B, {0x8C, 0, 0, 0, 0, 0, 0, 0x02}};
 const CLSID kAbsentManager = {0x5A7C0E01, 0x3333, 0x4A2B, {0x8C, 0, 0, 0, 0, 0, 0, 0x03}};
 const GUID kSubA = {0x5A7C0E01, 0x4444, 0x4A2B, {0x8C, 0, 0, 0, 0, 0, 0, 0x04}};
+const CLSID& kGain = doubles::kGainClass;
+const CLSID& kHalf = doubles::kHalvingClass;
 
-ManagerEntry Entry(const CLSID& classId, std::u16string name, std::u16string paths, uint32_t flags,
+ManagerEntry Entry(const CLSID& classId, std::u16string name, std::u16string paths, uint32_t flags = 0,
                    VARIANT_BOOL hasDialog = VARIANT_FALSE) {
     ManagerEntry e;
     e.classId = classId;
@@ -32,6 +31,16 @@ ManagerEntry Entry(const CLSID& classId, std::u16string name, std::u16string pat
     e.flags = flags;
     e.hasDialog = hasDialog;
     return e;
+}
+
+// An entry as a row: id, name, menu path, preset, dialog, flags, enabled.
+using Row = std::tuple<int32_t, std::string, std::string, int32_t, int32_t, uint32_t, int32_t>;
+std::vector<Row> Rows(const std::vector<CPluginInfo>& list) {
+    std::vector<Row> rows;
+    for (const CPluginInfo& i : list)
+        rows.emplace_back(i.m_id, i.m_name, i.m_menuPath, i.m_presetNumber, i.m_hasDialog, i.m_flags,
+                          i.m_enabled);
+    return rows;
 }
 
 // Two managers of doubles; the absent one sits between them in the manager's order.
@@ -56,37 +65,25 @@ protected:
 } // namespace
 
 TEST_F(TransformManagerTest, BuildList_NumbersEntriesFrom2000AcrossManagers_SkippingOneThatCannotBeMade) {
-    m_first.entries = {Entry(doubles::kGainClass, u"Gain", u"Volume\\", kLayoutAll),
-                       Entry(doubles::kHalvingClass, u"Half Speed", u"Tools\\", kLayoutStereo)};
-    m_second.entries = {Entry(doubles::kGainClass, u"Boost", u"Effects\\", kLayoutMono)};
+    m_first.entries = {Entry(kGain, u"Gain", u"Volume\\", kLayoutAll),
+                       Entry(kHalf, u"Half Speed", u"Tools\\", kLayoutStereo)};
+    m_second.entries = {Entry(kGain, u"Boost", u"Effects\\", kLayoutMono)};
     m_manager->Refresh();
-
     const std::vector<CPluginInfo> list = m_manager->GetEntries();
-    ASSERT_EQ(list.size(), 3u);
-    EXPECT_EQ(list[0].m_id, 2000);
-    EXPECT_EQ(list[0].m_name, "Gain");
-    EXPECT_EQ(list[0].m_classId, doubles::kGainClass);
-    EXPECT_EQ(list[1].m_id, 2001);
-    EXPECT_EQ(list[1].m_classId, doubles::kHalvingClass);
-    EXPECT_EQ(list[1].m_flags, kLayoutStereo);
-    EXPECT_EQ(list[2].m_id, 2002);
-    EXPECT_EQ(list[2].m_name, "Boost");
-    for (const CPluginInfo& info : list) {
-        EXPECT_EQ(info.m_enabled, 1);
-        EXPECT_EQ(info.m_presetNumber, -1);
-    }
-    EXPECT_EQ(m_first.refreshCalls, 1);
-    EXPECT_EQ(m_first.rescanCalls, 0);
+    EXPECT_EQ(Rows(list), (std::vector<Row>{{2000, "Gain", "Volume\\", -1, 0, kLayoutAll, 1},
+                                            {2001, "Half Speed", "Tools\\", -1, 0, kLayoutStereo, 1},
+                                            {2002, "Boost", "Effects\\", -1, 0, kLayoutMono, 1}}));
+    EXPECT_EQ(std::tuple(list[0].m_classId, list[1].m_classId), std::tuple(kGain, kHalf));
+    EXPECT_EQ(std::tuple(m_first.refreshCalls, m_first.rescanCalls), std::tuple(1, 0));
 }
 
 TEST_F(TransformManagerTest, BuildList_ValidListIsKept_RefreshAndRescanAskTheManagersAgain) {
-    m_first.entries = {Entry(doubles::kGainClass, u"Gain", u"Volume\\", kLayoutAll)};
+    m_first.entries = {Entry(kGain, u"Gain", u"Volume\\", kLayoutAll)};
     m_manager->BuildList(CTransformManager::kRefresh);
     m_manager->BuildList(CTransformManager::kRescan);
-    EXPECT_EQ(m_first.refreshCalls, 1);
-    EXPECT_EQ(m_first.rescanCalls, 0);
+    EXPECT_EQ(std::tuple(m_first.refreshCalls, m_first.rescanCalls), std::tuple(1, 0));
 
-    m_first.entries.push_back(Entry(doubles::kHalvingClass, u"Half", u"Tools\\", 0));
+    m_first.entries.push_back(Entry(kHalf, u"Half", u"Tools\\"));
     EXPECT_EQ(m_manager->GetEntries().size(), 1u); // still the old list
     m_manager->Rescan();
     EXPECT_EQ(m_first.rescanCalls, 1);
@@ -98,75 +95,51 @@ TEST_F(TransformManagerTest, BuildList_ValidListIsKept_RefreshAndRescanAskTheMan
     EXPECT_EQ(m_first.refreshCalls, 2);
 }
 
-TEST_F(TransformManagerTest, Names_BracketedNumberIsThePreset_OnlyWhenTheBracketsAreInOrder) {
-    m_first.entries = {Entry(doubles::kGainClass, u"Loud Gain[1]", u"Volume\\", 0),
-                       Entry(doubles::kGainClass, u"Odd]name[3", u"Volume\\", 0),
-                       Entry(doubles::kGainClass, u"Hall [ 12x]", u"Volume\\", 0),
-                       Entry(doubles::kGainClass, u"Nothing[]", u"Volume\\", 0),
-                       Entry(doubles::kGainClass, u"Minus[-2]", u"Volume\\", 0)};
+TEST_F(TransformManagerTest, ReportedNamesPathsAndDialogs_BecomeEntries) {
+    // The bracketed number is the preset only when the brackets are in order; each line of the
+    // paths is an entry of the same class, none for a final line feed, and a blank line between two
+    // paths is an entry without a place in the menus; only the true of a VARIANT_BOOL counts.
+    m_first.entries = {Entry(kGain, u"Loud Gain[1]", u"Volume\\"),
+                       Entry(kGain, u"Odd]name[3", u"Volume\\"),
+                       Entry(kGain, u"Hall [ 12x]", u"Volume\\"),
+                       Entry(kGain, u"Nothing[]", u"Volume\\"),
+                       Entry(kGain, u"Minus[-2]", u"Volume\\"),
+                       Entry(kGain, u"Two", u"Volume\\\nTools\\Level\n"),
+                       Entry(kHalf, u"Unlisted", u""),
+                       Entry(kHalf, u"Half", u"A\\\n\nB\\"),
+                       Entry(kGain, u"A", u"X\\", 0, VARIANT_TRUE),
+                       Entry(kGain, u"B", u"X\\", 0, 1)};
     const std::vector<CPluginInfo> list = m_manager->GetEntries();
-    ASSERT_EQ(list.size(), 5u);
-    EXPECT_EQ(list[0].m_name, "Loud Gain");
-    EXPECT_EQ(list[0].m_presetNumber, 1);
-    EXPECT_EQ(list[1].m_name, "Odd]name[3");
-    EXPECT_EQ(list[1].m_presetNumber, -1);
-    EXPECT_EQ(list[2].m_name, "Hall ");
-    EXPECT_EQ(list[2].m_presetNumber, 12);
-    EXPECT_EQ(list[3].m_name, "Nothing");
-    EXPECT_EQ(list[3].m_presetNumber, 0);
-    EXPECT_EQ(list[4].m_presetNumber, -2);
-}
-
-TEST_F(TransformManagerTest, MenuPaths_EachLineIsAnEntryOfTheSameClass_NoEntryForAFinalLineFeed) {
-    m_first.entries = {Entry(doubles::kGainClass, u"Gain", u"Volume\\\nTools\\Level\n", kLayoutAll),
-                       Entry(doubles::kHalvingClass, u"Unlisted", u"", kLayoutAll),
-                       Entry(doubles::kHalvingClass, u"Half", u"A\\\n\nB\\", kLayoutAll)};
-    const std::vector<CPluginInfo> list = m_manager->GetEntries();
-    ASSERT_EQ(list.size(), 5u);
-    EXPECT_EQ(list[0].m_menuPath, "Volume\\");
-    EXPECT_EQ(list[1].m_menuPath, "Tools\\Level");
-    EXPECT_EQ(list[0].m_classId, list[1].m_classId);
-    EXPECT_EQ(list[1].m_id, 2001);
-    // A blank line between two paths is an entry of its own, without a place in the menus.
-    EXPECT_EQ(list[2].m_menuPath, "A\\");
-    EXPECT_EQ(list[3].m_menuPath, "");
-    EXPECT_EQ(list[4].m_menuPath, "B\\");
-    EXPECT_EQ(list[4].m_id, 2004);
-}
-
-TEST_F(TransformManagerTest, HasDialog_OnlyTheTrueOfAVariantBoolCounts) {
-    m_first.entries = {Entry(doubles::kGainClass, u"A", u"X\\", 0, VARIANT_TRUE),
-                       Entry(doubles::kGainClass, u"B", u"X\\", 0, 1)};
-    const std::vector<CPluginInfo> list = m_manager->GetEntries();
-    ASSERT_EQ(list.size(), 2u);
-    EXPECT_EQ(list[0].m_hasDialog, 1);
-    EXPECT_EQ(list[1].m_hasDialog, 0);
+    EXPECT_EQ(Rows(list), (std::vector<Row>{{2000, "Loud Gain", "Volume\\", 1, 0, 0, 1},
+                                            {2001, "Odd]name[3", "Volume\\", -1, 0, 0, 1},
+                                            {2002, "Hall ", "Volume\\", 12, 0, 0, 1},
+                                            {2003, "Nothing", "Volume\\", 0, 0, 0, 1},
+                                            {2004, "Minus", "Volume\\", -2, 0, 0, 1},
+                                            {2005, "Two", "Volume\\", -1, 0, 0, 1},
+                                            {2006, "Two", "Tools\\Level", -1, 0, 0, 1},
+                                            {2007, "Half", "A\\", -1, 0, 0, 1},
+                                            {2008, "Half", "", -1, 0, 0, 1},
+                                            {2009, "Half", "B\\", -1, 0, 0, 1},
+                                            {2010, "A", "X\\", -1, 1, 0, 1},
+                                            {2011, "B", "X\\", -1, 0, 0, 1}}));
+    EXPECT_EQ(list[5].m_classId, list[6].m_classId);
 }
 
 TEST_F(TransformManagerTest, EnumerateManager_ListsOneManagerThenItsDisabledEntries) {
-    m_first.entries = {Entry(doubles::kGainClass, u"Ignored", u"X\\", 0)};
-    m_second.entries = {Entry(doubles::kGainClass, u"Boost[1]", u"Effects\\\nVolume\\", kLayoutMono)};
-    ManagerEntry off = Entry(doubles::kHalvingClass, u"Old One[2]", u"Tools\\", kLayoutQuad, VARIANT_TRUE);
+    m_first.entries = {Entry(kGain, u"Ignored", u"X\\")};
+    m_second.entries = {Entry(kGain, u"Boost[1]", u"Effects\\\nVolume\\", kLayoutMono)};
+    ManagerEntry off = Entry(kHalf, u"Old One[2]", u"Tools\\", kLayoutQuad, VARIANT_TRUE);
     off.subId = kSubA;
     m_second.disabled = {off};
 
     std::vector<CPluginInfo> list;
     m_manager->EnumerateManager(kSecondManager, list, true);
     EXPECT_EQ(m_second.rescanCalls, 1);
-    ASSERT_EQ(list.size(), 3u);
-    EXPECT_EQ(list[0].m_id, 2000);
-    EXPECT_EQ(list[1].m_id, 2001);
-    EXPECT_EQ(list[1].m_presetNumber, 1);
-    const CPluginInfo& disabled = list[2];
-    EXPECT_EQ(disabled.m_id, -1);
-    EXPECT_EQ(disabled.m_enabled, 0);
-    EXPECT_EQ(disabled.m_presetNumber, -1);
-    EXPECT_EQ(disabled.m_hasDialog, 0);
-    EXPECT_EQ(disabled.m_menuPath, "");
-    EXPECT_EQ(disabled.m_name, "Old One[2]"); // disabled names are shown as the manager has them
-    EXPECT_EQ(disabled.m_flags, kLayoutQuad);
-    EXPECT_EQ(disabled.m_subId, kSubA);
-
+    // Disabled names are shown as the manager has them, without a menu path, preset or dialog.
+    EXPECT_EQ(Rows(list), (std::vector<Row>{{2000, "Boost", "Effects\\", 1, 0, kLayoutMono, 1},
+                                            {2001, "Boost", "Volume\\", 1, 0, kLayoutMono, 1},
+                                            {-1, "Old One[2]", "", -1, 0, kLayoutQuad, 0}}));
+    EXPECT_EQ(list[2].m_subId, kSubA);
     std::vector<CPluginInfo> none;
     m_manager->EnumerateManager(kAbsentManager, none, false);
     EXPECT_TRUE(none.empty());
@@ -175,13 +148,13 @@ TEST_F(TransformManagerTest, EnumerateManager_ListsOneManagerThenItsDisabledEntr
 TEST_F(TransformManagerTest, Ids_StopAt3000_EntriesPastTheRangeAreNotListed_ButStayOnTheSettingsPage) {
     // 1000 entries take 2000 to 2999; the next manager's three menu paths would take 3000 to 3002.
     for (int i = 0; i < 1000; ++i)
-        m_first.entries.push_back(Entry(doubles::kGainClass, u"Gain", u"Volume\\", kLayoutAll));
-    m_second.entries = {Entry(doubles::kHalvingClass, u"Half", u"Tools\\\nEffects\\\nVolume\\", kLayoutAll)};
+        m_first.entries.push_back(Entry(kGain, u"Gain", u"Volume\\", kLayoutAll));
+    m_second.entries = {Entry(kHalf, u"Half", u"Tools\\\nEffects\\\nVolume\\", kLayoutAll)};
 
     const std::vector<CPluginInfo> list = m_manager->GetEntries();
     ASSERT_EQ(list.size(), 1001u);
-    EXPECT_EQ(list.back().m_id, CTransformManager::kLastId);
-    EXPECT_EQ(list.back().m_menuPath, "Tools\\");
+    EXPECT_EQ(std::tuple(list.back().m_id, list.back().m_menuPath),
+              std::tuple(CTransformManager::kLastId, "Tools\\"));
     EXPECT_TRUE(m_manager->FindById(3000).has_value());
     EXPECT_FALSE(m_manager->FindById(3001).has_value());
     EXPECT_EQ(m_manager->CreateById(3001), nullptr);
@@ -192,34 +165,26 @@ TEST_F(TransformManagerTest, Ids_StopAt3000_EntriesPastTheRangeAreNotListed_ButS
         ASSERT_LE(item.id, 3000);
 
     // One manager's own page numbers from 2000 again and keeps what the menus cannot hold.
-    m_first.entries.push_back(Entry(doubles::kHalvingClass, u"One Too Many", u"Tools\\", kLayoutAll));
-    m_first.entries.push_back(Entry(doubles::kHalvingClass, u"Two Too Many", u"Tools\\", kLayoutAll));
+    m_first.entries.push_back(Entry(kHalf, u"One Too Many", u"Tools\\", kLayoutAll));
+    m_first.entries.push_back(Entry(kHalf, u"Two Too Many", u"Tools\\", kLayoutAll));
     std::vector<CPluginInfo> page;
     m_manager->EnumerateManager(kFirstManager, page, false);
     ASSERT_EQ(page.size(), 1002u);
-    EXPECT_EQ(page[1000].m_id, 3000);
-    EXPECT_EQ(page[1001].m_id, -1);
-    EXPECT_EQ(page[1001].m_name, "Two Too Many");
-    EXPECT_EQ(page[1001].m_enabled, 1);
+    EXPECT_EQ(Rows({page[1000], page[1001]}),
+              (std::vector<Row>{{3000, "One Too Many", "Tools\\", -1, 0, kLayoutAll, 1},
+                                {-1, "Two Too Many", "Tools\\", -1, 0, kLayoutAll, 1}}));
 }
 
 TEST_F(TransformManagerTest, CreateById_MakesTheEntrysTransformWithItsPreset) {
-    m_first.entries = {Entry(doubles::kGainClass, u"Gain", u"Volume\\", 0),
-                       Entry(doubles::kGainClass, u"Gain Loud[1]", u"Volume\\", 0),
-                       Entry(doubles::kGainClass, u"Gain Bad[7]", u"Volume\\", 0),
-                       Entry(doubles::kMissingClass, u"Gone", u"Volume\\", 0)};
+    m_first.entries = {Entry(kGain, u"Gain", u"Volume\\"), Entry(kGain, u"Gain Loud[1]", u"Volume\\"),
+                       Entry(kGain, u"Gain Bad[7]", u"Volume\\"),
+                       Entry(doubles::kMissingClass, u"Gone", u"Volume\\")};
     const int before = doubles::LiveTransforms();
-
     std::unique_ptr<CTransformPlugin> plain(m_manager->CreateById(2000));
     ASSERT_NE(plain, nullptr);
     std::unique_ptr<CTransformPlugin> loud(m_manager->CreateById(2001));
     ASSERT_NE(loud, nullptr);
-    const std::vector<uint8_t> state = loud->GetState();
-    float gain = 0;
-    std::memcpy(&gain, state.data(), 4);
-    EXPECT_EQ(gain, 2.0f);
-    EXPECT_EQ(loud->GetClassId(), doubles::kGainClass);
-
+    EXPECT_EQ(std::tuple(test::GainOf(*loud), loud->GetClassId()), std::tuple(2.0f, kGain));
     EXPECT_EQ(m_manager->CreateById(2002), nullptr); // the preset is refused
     EXPECT_EQ(m_manager->CreateById(2003), nullptr); // the class is gone
     EXPECT_EQ(m_manager->CreateById(2999), nullptr);
@@ -232,49 +197,37 @@ TEST_F(TransformManagerTest, CreateById_MakesTheEntrysTransformWithItsPreset) {
 TEST_F(TransformManagerTest, CreateTransform_ARefusedSubIdGivesNullAndReleasesTheComponent) {
     const int before = doubles::LiveTransforms();
     doubles::ClearLog();
-    EXPECT_EQ(CTransformManager::CreateTransform(doubles::kGainClass, doubles::kRefusedSubId, -1), nullptr);
+    EXPECT_EQ(CTransformManager::CreateTransform(kGain, doubles::kRefusedSubId, -1), nullptr);
     EXPECT_EQ(doubles::LiveTransforms(), before);
     EXPECT_EQ(doubles::Log(), std::vector<std::string>{"Initialise"});
 
     doubles::ClearLog();
-    std::unique_ptr<CTransformPlugin> plain(
-        CTransformManager::CreateTransform(doubles::kGainClass, GUID{}, -1));
+    std::unique_ptr<CTransformPlugin> plain(CTransformManager::CreateTransform(kGain, GUID{}, -1));
     ASSERT_NE(plain, nullptr);
     EXPECT_TRUE(doubles::Log().empty()); // a null sub-id is not initialised
-
-    std::unique_ptr<CTransformBase> body(MakeTransformForBody(doubles::kGainClass, kSubA));
+    std::unique_ptr<CTransformBase> body(MakeTransformForBody(kGain, kSubA));
     ASSERT_NE(body, nullptr);
     EXPECT_EQ(body->GetSubId(), kSubA);
     EXPECT_EQ(MakeTransformForBody(doubles::kMissingClass, GUID{}), nullptr);
 }
 
 TEST_F(TransformManagerTest, FillMenu_BuildsItemsFromPathsWithDialogDotsAndLayoutRules) {
-    m_first.entries = {
-        Entry(doubles::kGainClass, u"Gain", u"Volume\\", kLayoutMono | kLayoutStereo, VARIANT_TRUE),
-        Entry(doubles::kGainClass, u"Ignored Name", u"Effects\\Dynamics\\Named Item", kLayoutStereo | 0x4),
-        Entry(doubles::kHalvingClass, u"Half", u"Tools\\", kLayoutMono),
-        Entry(doubles::kHalvingClass, u"Nowhere", u"\n", kLayoutAll)};
+    m_first.entries = {Entry(kGain, u"Gain", u"Volume\\", kLayoutMono | kLayoutStereo, VARIANT_TRUE),
+                       Entry(kGain, u"Ignored Name", u"Effects\\Dynamics\\Named Item", kLayoutStereo | 0x4),
+                       Entry(kHalf, u"Half", u"Tools\\", kLayoutMono),
+                       Entry(kHalf, u"Nowhere", u"\n", kLayoutAll)};
     TransformMenu menu;
     menu.items.push_back(TransformMenuItem{"Existing", {}, 1, true});
     m_manager->FillMenu(menu, 0, kLayoutStereo, 0x4);
-
-    ASSERT_EQ(menu.items.size(), 4u);
-    const TransformMenuItem& gain = menu.items[0];
-    EXPECT_EQ(gain.text, "Gain...");
-    EXPECT_EQ(gain.subMenus, std::vector<std::string>{"Volume"});
-    EXPECT_EQ(gain.id, 2000);
-    EXPECT_TRUE(gain.enabled);
-
-    const TransformMenuItem& named = menu.items[1];
-    EXPECT_EQ(named.text, "Named Item");
-    EXPECT_EQ(named.subMenus, (std::vector<std::string>{"Effects", "Dynamics"}));
-    EXPECT_FALSE(named.enabled); // holds the forbidden bit
-
-    const TransformMenuItem& half = menu.items[2];
-    EXPECT_EQ(half.text, "Half");
-    EXPECT_FALSE(half.enabled); // lacks the required stereo bit
-    EXPECT_EQ(menu.items[3].text, "Existing");
-
+    // The second holds the forbidden bit, the third lacks the required stereo bit.
+    using Item = std::tuple<std::string, std::vector<std::string>, int32_t, bool>;
+    std::vector<Item> items;
+    for (const TransformMenuItem& i : menu.items)
+        items.emplace_back(i.text, i.subMenus, i.id, i.enabled);
+    EXPECT_EQ(items, (std::vector<Item>{{"Gain...", {"Volume"}, 2000, true},
+                                        {"Named Item", {"Effects", "Dynamics"}, 2001, false},
+                                        {"Half", {"Tools"}, 2002, false},
+                                        {"Existing", {}, 1, true}}));
     TransformMenu appended;
     m_manager->FillMenu(appended, 99, 0, 0);
     ASSERT_EQ(appended.items.size(), 3u);
@@ -283,40 +236,32 @@ TEST_F(TransformManagerTest, FillMenu_BuildsItemsFromPathsWithDialogDotsAndLayou
 }
 
 TEST_F(TransformManagerTest, ToggleTransform_TakesTheEntryOutAndTheListFollowsAtNextUse) {
-    m_first.entries = {Entry(doubles::kGainClass, u"Gain", u"Volume\\", 0),
-                       Entry(doubles::kHalvingClass, u"Half", u"Tools\\", 0)};
+    m_first.entries = {Entry(kGain, u"Gain", u"Volume\\"), Entry(kHalf, u"Half", u"Tools\\")};
     ASSERT_EQ(m_manager->GetEntries().size(), 2u);
-
-    EXPECT_TRUE(m_manager->ToggleTransform(kFirstManager, doubles::kGainClass, GUID{}));
+    EXPECT_TRUE(m_manager->ToggleTransform(kFirstManager, kGain, GUID{}));
     ASSERT_EQ(m_first.toggles.size(), 1u);
-    EXPECT_EQ(m_first.toggles[0].first, doubles::kGainClass);
+    EXPECT_EQ(m_first.toggles[0].first, kGain);
     EXPECT_FALSE(m_manager->IsValid());
-    const std::vector<CPluginInfo> list = m_manager->GetEntries();
-    ASSERT_EQ(list.size(), 1u);
-    EXPECT_EQ(list[0].m_name, "Half");
-    EXPECT_EQ(list[0].m_id, 2000);
+    EXPECT_EQ(Rows(m_manager->GetEntries()), (std::vector<Row>{{2000, "Half", "Tools\\", -1, 0, 0, 1}}));
 
-    EXPECT_TRUE(m_manager->ToggleTransform(kFirstManager, doubles::kGainClass, GUID{}));
+    EXPECT_TRUE(m_manager->ToggleTransform(kFirstManager, kGain, GUID{}));
     EXPECT_EQ(m_manager->GetEntries().size(), 2u);
-    EXPECT_FALSE(m_manager->ToggleTransform(kAbsentManager, doubles::kGainClass, GUID{}));
-
+    EXPECT_FALSE(m_manager->ToggleTransform(kAbsentManager, kGain, GUID{}));
     m_first.hasControl = false;
-    EXPECT_FALSE(m_manager->ToggleTransform(kFirstManager, doubles::kGainClass, GUID{}));
-}
+    EXPECT_FALSE(m_manager->ToggleTransform(kFirstManager, kGain, GUID{}));
 
-TEST_F(TransformManagerTest, GetEntryCount_RefreshesTheManagerFirst) {
-    m_second.entries = {Entry(doubles::kGainClass, u"A", u"X\\", 0),
-                        Entry(doubles::kGainClass, u"B", u"", 0)};
+    // Counting a manager's entries refreshes it first.
+    m_second.entries = {Entry(kGain, u"A", u"X\\"), Entry(kGain, u"B", u"")};
+    const int refreshed = m_second.refreshCalls;
     EXPECT_EQ(m_manager->GetEntryCount(kSecondManager), 2);
-    EXPECT_EQ(m_second.refreshCalls, 1);
+    EXPECT_EQ(m_second.refreshCalls, refreshed + 1);
     EXPECT_EQ(m_manager->GetEntryCount(kAbsentManager), 0);
 }
 
 TEST_F(TransformManagerTest, DocumentThreads_ReadTheListWhileItIsRebuilt) {
     for (int i = 0; i < 20; ++i)
-        m_first.entries.push_back(Entry(doubles::kGainClass,
-                                        u"Gain " + std::u16string(1, static_cast<char16_t>(u'A' + i)),
-                                        u"Volume\\", 0));
+        m_first.entries.push_back(
+            Entry(kGain, u"Gain " + std::u16string(1, char16_t(u'A' + i)), u"Volume\\"));
     std::atomic<bool> torn{false};
     std::vector<std::thread> readers;
     for (int t = 0; t < 3; ++t) {
@@ -339,25 +284,21 @@ TEST_F(TransformManagerTest, DocumentThreads_ReadTheListWhileItIsRebuilt) {
 
 TEST(TransformManagerSystem, TheSystemsManagersAreAskedInTheirOrder_AndTheThirdKeepsThePluginFiles) {
     ManagerDouble ladspa, builtin, lv2;
-    ladspa.entries = {Entry(doubles::kGainClass, u"Amplifier", u"Plug-Ins\\LADSPA\\", kLayoutAll)};
-    builtin.entries = {Entry(doubles::kGainClass, u"Normalize", u"Volume\\", kLayoutAll)};
-    lv2.entries = {Entry(doubles::kHalvingClass, u"Delay", u"Plug-Ins\\LV2\\", kLayoutStereo)};
+    ladspa.entries = {Entry(kGain, u"Amplifier", u"Plug-Ins\\LADSPA\\", kLayoutAll)};
+    builtin.entries = {Entry(kGain, u"Normalize", u"Volume\\", kLayoutAll)};
+    lv2.entries = {Entry(kHalf, u"Delay", u"Plug-Ins\\LV2\\", kLayoutStereo)};
     doubles::RegisterTransforms();
     doubles::RegisterManager(CLSID_LadspaPluginManager, &ladspa);
     doubles::RegisterManager(CLSID_BuiltinPluginManager, &builtin);
     doubles::RegisterManager(CLSID_Lv2PluginManager, &lv2);
 
     CTransformManager manager;
-    const std::vector<CPluginInfo> list = manager.GetEntries();
-    ASSERT_EQ(list.size(), 3u);
-    EXPECT_EQ(list[0].m_name, "Amplifier");
-    EXPECT_EQ(list[1].m_name, "Normalize");
-    EXPECT_EQ(list[2].m_name, "Delay");
-    EXPECT_EQ(list[2].m_id, 2002);
-
+    EXPECT_EQ(Rows(manager.GetEntries()),
+              (std::vector<Row>{{2000, "Amplifier", "Plug-Ins\\LADSPA\\", -1, 0, kLayoutAll, 1},
+                                {2001, "Normalize", "Volume\\", -1, 0, kLayoutAll, 1},
+                                {2002, "Delay", "Plug-Ins\\LV2\\", -1, 0, kLayoutStereo, 1}}));
     EXPECT_TRUE(manager.AddVstFile("/usr/lib/lv2/delay.lv2"));
-    ASSERT_EQ(lv2.addedFiles.size(), 1u);
-    EXPECT_EQ(lv2.addedFiles[0], u"/usr/lib/lv2/delay.lv2");
+    EXPECT_EQ(lv2.addedFiles, std::vector<std::u16string>{u"/usr/lib/lv2/delay.lv2"});
     EXPECT_EQ(lv2.refreshCalls, 2); // the list was rebuilt
     lv2.addFileResult = E_FAIL;
     EXPECT_FALSE(manager.AddVstFile("/tmp/not-a-plugin"));
@@ -366,26 +307,29 @@ TEST(TransformManagerSystem, TheSystemsManagersAreAskedInTheirOrder_AndTheThirdK
     EXPECT_EQ(lv2.scannedFolders[0].second, VARIANT_TRUE);
 
     EXPECT_EQ(&TransformManager(), &TransformManager());
-    doubles::UnregisterManager(CLSID_LadspaPluginManager);
-    doubles::UnregisterManager(CLSID_BuiltinPluginManager);
-    doubles::UnregisterManager(CLSID_Lv2PluginManager);
+    for (const CLSID& clsid : {CLSID_LadspaPluginManager, CLSID_BuiltinPluginManager, CLSID_Lv2PluginManager})
+        doubles::UnregisterManager(clsid);
 }
 
 TEST(TransformCommandState, LayoutBitOfTheChannelCountDecides_SevenChannelsLeaveTheDefault) {
-    CPluginInfo stereoOnly;
+    CPluginInfo stereoOnly, none;
     stereoOnly.m_flags = kLayoutStereo | kLayout70;
-    EXPECT_EQ(TransformCommandState(&stereoOnly, 2, false, false), CommandState::enabled);
-    EXPECT_EQ(TransformCommandState(&stereoOnly, 1, false, false), CommandState::disabled);
-    EXPECT_EQ(TransformCommandState(&stereoOnly, 2, true, false), CommandState::disabled);
-    EXPECT_EQ(TransformCommandState(&stereoOnly, 2, false, true), CommandState::disabled);
-    EXPECT_EQ(TransformCommandState(nullptr, 2, false, false), CommandState::disabled);
-    EXPECT_EQ(TransformCommandState(&stereoOnly, 0, false, false), CommandState::disabled);
-
-    CPluginInfo none;
-    EXPECT_EQ(TransformCommandState(&none, 7, false, false), CommandState::unchanged);
-    EXPECT_EQ(TransformCommandState(&none, 7, false, true), CommandState::disabled);
-    EXPECT_EQ(TransformCommandState(&none, 9, false, false), CommandState::disabled);
-
+    const struct {
+        const CPluginInfo* info;
+        int32_t channels;
+        bool a, b;
+        CommandState state;
+    } cases[] = {{&stereoOnly, 2, false, false, CommandState::enabled},
+                 {&stereoOnly, 1, false, false, CommandState::disabled},
+                 {&stereoOnly, 2, true, false, CommandState::disabled},
+                 {&stereoOnly, 2, false, true, CommandState::disabled},
+                 {nullptr, 2, false, false, CommandState::disabled},
+                 {&stereoOnly, 0, false, false, CommandState::disabled},
+                 {&none, 7, false, false, CommandState::unchanged},
+                 {&none, 7, false, true, CommandState::disabled},
+                 {&none, 9, false, false, CommandState::disabled}};
+    for (const auto& c : cases)
+        EXPECT_EQ(TransformCommandState(c.info, c.channels, c.a, c.b), c.state) << c.channels << c.a << c.b;
     const uint32_t expected[] = {0,         kLayoutMono, kLayoutStereo, kLayoutLCR, kLayoutQuad, kLayout50,
                                  kLayout51, 0,           kLayout71};
     for (int32_t channels = 0; channels <= 8; ++channels)
