@@ -21,22 +21,14 @@ class FakeHost : public IHostInterface {
 public:
     explicit FakeHost(float peak) : peak_(peak) {}
     HRESULT QueryInterface(const GUID& iid, void** out) override {
-        if (iid == IID_IUnknown || iid == IID_IHostInterface) {
-            *out = this;
-            AddRef();
-            return S_OK;
-        }
-        *out = nullptr;
-        return E_NOINTERFACE;
+        const bool known = iid == IID_IUnknown || iid == IID_IHostInterface;
+        *out = known ? this : nullptr;
+        return known ? (AddRef(), S_OK) : E_NOINTERFACE;
     }
     uint32_t AddRef() override { return ++refs_; }
     uint32_t Release() override { return --refs_; }
     HRESULT GetTempoAtSelection(float* bpm) override { return E_NOTIMPL; }
-    HRESULT GetSelectionPeak(float* peak) override {
-        ++asked_;
-        *peak = peak_;
-        return S_OK;
-    }
+    HRESULT GetSelectionPeak(float* peak) override { return ++asked_, *peak = peak_, S_OK; }
     int asked_ = 0;
     uint32_t refs_ = 1;
 
@@ -66,7 +58,7 @@ double ZeroCrossingFrequency(const std::vector<float>& s, int64_t from, int64_t 
     return crossings > 1 ? (crossings - 1) * kRate / (last - first) : 0.0;
 }
 
-TEST_F(BuiltinEffectsTest, AmplifyChangesASineByTheGainInDecibels) {
+TEST_F(BuiltinEffectsTest, AmplifyChangesASineByTheGainInDecibels_GlidingToANewGainWithinOneBlock) {
     const auto in = Sine(1000, 0.25, kRate, kRate / 2, 2);
     for (float db : {-12.0f, 6.0f, 0.0f}) {
         auto t = MakeTransform(CLSID_BuiltinAmplify, kRate, 2);
@@ -76,17 +68,13 @@ TEST_F(BuiltinEffectsTest, AmplifyChangesASineByTheGainInDecibels) {
         for (int c = 0; c < 2; ++c)
             EXPECT_NEAR(Db(Rms(out, 2, c, 0, kRate / 2) / Rms(in, 2, c, 0, kRate / 2)), db, 0.01);
     }
-}
-
-TEST_F(BuiltinEffectsTest, AmplifyGlidesToANewGainWithinOneBlock) {
     auto t = MakeTransform(CLSID_BuiltinAmplify, kRate, 1);
     const std::vector<float> ones(1000, 1.0f);
     Run(t.get(), ones, 1);
     SetParam(t.get(), 0, -6.0206f);
     const auto out = Run(t.get(), ones, 1, 1000);
-    EXPECT_NEAR(out[0], 1.0, 0.001);
-    EXPECT_NEAR(out[499], 0.75, 0.001);
-    EXPECT_NEAR(out[999], 0.5, 0.001);
+    for (const auto& [at, level] : {std::pair(0, 1.0), std::pair(499, 0.75), std::pair(999, 0.5)})
+        EXPECT_NEAR(out[at], level, 0.001) << at;
 }
 
 TEST_F(BuiltinEffectsTest, NormalizeBringsTheHostsPeakToTheTargetAndPassesWithoutOne) {
@@ -223,10 +211,8 @@ TEST_F(BuiltinEffectsTest, EchoFeedbackRepeatsAnImpulseAtFallingLevels) {
     std::vector<float> in(2000, 0.0f);
     in[0] = 1.0f;
     const auto out = Run(t.get(), in, 1, 256);
-    EXPECT_FLOAT_EQ(out[0], 0.0f);
-    EXPECT_FLOAT_EQ(out[480], 1.0f);
-    EXPECT_FLOAT_EQ(out[960], 0.5f);
-    EXPECT_FLOAT_EQ(out[1440], 0.25f);
+    EXPECT_EQ((std::vector<float>{out[0], out[480], out[960], out[1440]}),
+              (std::vector<float>{0.0f, 1.0f, 0.5f, 0.25f}));
 }
 
 TEST_F(BuiltinEffectsTest, ReverbRingsOnAfterAnImpulseLongerForALargerRoom) {
@@ -376,17 +362,21 @@ const CLSID kAll[] = {CLSID_BuiltinAmplify,    CLSID_BuiltinNormalize,  CLSID_Bu
                       CLSID_BuiltinEqualizer,  CLSID_BuiltinCompressor, CLSID_BuiltinTimeStretch,
                       CLSID_BuiltinPitchShift, CLSID_BuiltinDcOffset,   CLSID_BuiltinDenoiser};
 
-TEST_F(BuiltinEffectsTest, EveryEffectRunsOverEightAndOddChannelCountsKeepingChannelsApart) {
-    for (int channels : {8, 7, 5, 3}) {
+// Eight and odd channel counts with a neutral first value, sound on the last channel only; mono at
+// telephone and studio rates with the default settings.
+TEST_F(BuiltinEffectsTest, EveryEffectRunsOverEightAndOddChannelCountsAndAtExtremeRates) {
+    for (const auto& [rate, channels] : {std::pair(44100, 8), std::pair(44100, 7), std::pair(44100, 5),
+                                         std::pair(44100, 3), std::pair(8000, 1), std::pair(192000, 1)}) {
         for (const CLSID& id : kAll) {
-            auto t = MakeTransform(id, 44100, static_cast<int16_t>(channels));
+            auto t = MakeTransform(id, rate, static_cast<int16_t>(channels));
             ASSERT_TRUE(t);
-            t->SetLength(20000);
-            SetParam(t.get(), 0, 0.0f); // neutral or near it where a first value is a gain
-            // Sound on the last channel only.
-            std::vector<float> in(static_cast<size_t>(20000 * channels), 0.0f);
-            const auto tone = Sine(500, 0.5, 44100, 20000);
-            for (int64_t f = 0; f < 20000; ++f)
+            const int64_t length = channels > 1 ? 20000 : rate;
+            t->SetLength(length);
+            if (channels > 1)
+                SetParam(t.get(), 0, 0.0f);
+            std::vector<float> in(static_cast<size_t>(length * channels), 0.0f);
+            const auto tone = Sine(channels > 1 ? 500 : rate / 20.0, 0.5, rate, length);
+            for (int64_t f = 0; f < length; ++f)
                 in[f * channels + channels - 1] = tone[f];
             const auto out = Run(t.get(), in, channels, 1500);
             ASSERT_EQ(out.size() % channels, 0u);
@@ -397,28 +387,10 @@ TEST_F(BuiltinEffectsTest, EveryEffectRunsOverEightAndOddChannelCountsKeepingCha
                     ASSERT_TRUE(std::isfinite(out[f * channels + c]));
                 const double level = Rms(out, channels, c, 0, frames);
                 if (c == channels - 1)
-                    EXPECT_GT(level, 0.01) << channels << " channels";
+                    EXPECT_GT(level, channels > 1 ? 0.01 : 0.0) << channels << " channels at " << rate;
                 else
                     EXPECT_LT(level, 1e-6) << "crosstalk into channel " << c << " of " << channels;
             }
-        }
-    }
-}
-
-TEST_F(BuiltinEffectsTest, EveryEffectRunsAtTelephoneAndStudioRatesWithDefaultSettings) {
-    for (int rate : {8000, 192000}) {
-        for (const CLSID& id : kAll) {
-            auto t = MakeTransform(id, rate, 1);
-            ASSERT_TRUE(t);
-            t->SetLength(rate);
-            const auto out = Run(t.get(), Sine(rate / 20.0, 0.5, rate, rate), 1, 4096);
-            EXPECT_GT(out.size(), static_cast<size_t>(rate) / 8) << rate;
-            double energy = 0;
-            for (float v : out) {
-                ASSERT_TRUE(std::isfinite(v)) << rate;
-                energy += static_cast<double>(v) * v;
-            }
-            EXPECT_GT(energy, 0.0) << rate;
         }
     }
 }

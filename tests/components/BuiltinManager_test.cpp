@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <set>
+#include <vector>
 
 using namespace twtest;
 
@@ -22,6 +23,26 @@ GUID Other(uint32_t first) {
     GUID g{};
     g.Data1 = first;
     return g;
+}
+
+// One entry of a manager's list, each answer asked for and expected to succeed.
+struct Listed {
+    GUID classId{}, subId = {1};
+    std::string name, paths;
+    VARIANT_BOOL dialog = 0;
+    uint32_t flags = 0;
+};
+Listed EntryAt(IPluginManager* manager, int32_t i) {
+    Listed e;
+    BSTR name = nullptr, paths = nullptr;
+    EXPECT_EQ((std::vector<HRESULT>{manager->GetClassId(i, &e.classId), manager->GetSubId(i, &e.subId),
+                                    manager->GetName(i, &name), manager->GetMenuPaths(i, &paths),
+                                    manager->GetHasDialog(i, &e.dialog), manager->GetFlags(i, &e.flags)}),
+              std::vector<HRESULT>(6, S_OK))
+        << i;
+    e.name = TakeBstr(name);
+    e.paths = TakeBstr(paths);
+    return e;
 }
 
 class BuiltinManagerTest : public BuiltinModuleTest {
@@ -61,25 +82,16 @@ TEST_F(BuiltinManagerTest, ListsEveryEffectOnceWithAMenuPathThatTakesItsName) {
     const std::set<std::string> menus = {"VOLUME\\", "TOOLS\\", "EFFECTS\\", "ENHANCEMENT\\"};
     std::set<std::string> names;
     for (int32_t i = 0; i < count; ++i) {
-        GUID classId{}, subId = Other(1);
-        BSTR name = nullptr, paths = nullptr;
-        VARIANT_BOOL dialog = 0;
-        uint32_t flags = 0;
-        ASSERT_EQ(manager->GetClassId(i, &classId), S_OK);
-        ASSERT_EQ(manager->GetSubId(i, &subId), S_OK);
-        ASSERT_EQ(manager->GetName(i, &name), S_OK);
-        ASSERT_EQ(manager->GetMenuPaths(i, &paths), S_OK);
-        ASSERT_EQ(manager->GetHasDialog(i, &dialog), S_OK);
-        ASSERT_EQ(manager->GetFlags(i, &flags), S_OK);
-        const std::string text = TakeBstr(name);
-        EXPECT_TRUE(subId == kNull);
-        EXPECT_TRUE(menus.count(TakeBstr(paths))) << text;
-        EXPECT_EQ(dialog, OffersPages(classId) ? VARIANT_TRUE : VARIANT_FALSE) << text;
-        EXPECT_EQ(flags & kLayoutAll, kLayoutAll);
+        const Listed e = EntryAt(manager.get(), i);
+        const std::string& text = e.name;
+        EXPECT_TRUE(e.subId == kNull);
+        EXPECT_TRUE(menus.count(e.paths)) << text;
+        EXPECT_EQ(e.dialog, OffersPages(e.classId) ? VARIANT_TRUE : VARIANT_FALSE) << text;
+        EXPECT_EQ(e.flags & kLayoutAll, kLayoutAll);
         EXPECT_EQ(text.find('['), std::string::npos) << "a bracket would read as a preset number";
         EXPECT_TRUE(names.insert(text).second) << text;
         // The class the entry names makes a transform that calls itself by the same name.
-        auto t = Make<ITransform>(classId, IID_ITransform);
+        auto t = Make<ITransform>(e.classId, IID_ITransform);
         ASSERT_TRUE(t) << text;
         BSTR own = nullptr;
         ASSERT_EQ(t->GetName(&own), S_OK);
@@ -98,35 +110,23 @@ TEST_F(BuiltinManagerTest, FactoryPresetsFollowAsNumberedEntriesInASubMenuOfThei
     ASSERT_EQ(manager->GetCount(&count), S_OK);
     int32_t index = static_cast<int32_t>(std::size(kEffects));
     for (int32_t e = 0; e < static_cast<int32_t>(std::size(kEffects)); ++e) {
-        BSTR effectName = nullptr, effectPaths = nullptr;
-        ASSERT_EQ(manager->GetName(e, &effectName), S_OK);
-        ASSERT_EQ(manager->GetMenuPaths(e, &effectPaths), S_OK);
-        const std::string name = TakeBstr(effectName);
-        const std::string path = TakeBstr(effectPaths);
+        const Listed effect = EntryAt(manager.get(), e);
         auto t = Make<ITransform>(kEffects[e], IID_ITransform);
         auto presets = QueryAs<ITransformPresets>(t.get(), IID_ITransformPresets);
         int32_t presetCount = 0;
         ASSERT_EQ(presets->GetCount(&presetCount), S_OK);
         for (int32_t p = 0; p < presetCount; ++p, ++index) {
-            SCOPED_TRACE(name + " preset " + std::to_string(p));
+            SCOPED_TRACE(effect.name + " preset " + std::to_string(p));
             ASSERT_LT(index, count);
-            BSTR presetName = nullptr, entryName = nullptr, entryPaths = nullptr;
+            BSTR presetName = nullptr;
             ASSERT_EQ(presets->GetName(p, &presetName), S_OK);
-            ASSERT_EQ(manager->GetName(index, &entryName), S_OK);
-            ASSERT_EQ(manager->GetMenuPaths(index, &entryPaths), S_OK);
-            EXPECT_EQ(TakeBstr(entryName), name + "[" + std::to_string(p) + "]");
-            EXPECT_EQ(TakeBstr(entryPaths), path + name + " Presets\\" + TakeBstr(presetName));
-            GUID classId{}, subId = Other(1);
-            VARIANT_BOOL dialog = 0;
-            uint32_t flags = 0;
-            ASSERT_EQ(manager->GetClassId(index, &classId), S_OK);
-            ASSERT_EQ(manager->GetSubId(index, &subId), S_OK);
-            ASSERT_EQ(manager->GetHasDialog(index, &dialog), S_OK);
-            ASSERT_EQ(manager->GetFlags(index, &flags), S_OK);
-            EXPECT_TRUE(classId == kEffects[e]);
-            EXPECT_TRUE(subId == kNull);
-            EXPECT_EQ(dialog, OffersPages(classId) ? VARIANT_TRUE : VARIANT_FALSE);
-            EXPECT_EQ(flags & kLayoutAll, kLayoutAll);
+            const Listed entry = EntryAt(manager.get(), index);
+            EXPECT_EQ(entry.name, effect.name + "[" + std::to_string(p) + "]");
+            EXPECT_EQ(entry.paths, effect.paths + effect.name + " Presets\\" + TakeBstr(presetName));
+            EXPECT_TRUE(entry.classId == kEffects[e]);
+            EXPECT_TRUE(entry.subId == kNull);
+            EXPECT_EQ(entry.dialog, OffersPages(entry.classId) ? VARIANT_TRUE : VARIANT_FALSE);
+            EXPECT_EQ(entry.flags & kLayoutAll, kLayoutAll);
         }
     }
     EXPECT_EQ(index, count);
@@ -162,14 +162,12 @@ TEST_F(BuiltinManagerTest, ToggleDisablesAnEntryForLaterManagersAndRestoresItInP
         GUID id{}, sub = Other(1);
         BSTR name = nullptr;
         uint32_t flags = 0;
-        EXPECT_EQ(again->GetDisabledClassId(0, &id), S_OK);
-        EXPECT_EQ(again->GetDisabledSubId(0, &sub), S_OK);
-        EXPECT_EQ(again->GetDisabledName(0, &name), S_OK);
-        EXPECT_EQ(again->GetDisabledFlags(0, &flags), S_OK);
-        EXPECT_TRUE(id == CLSID_BuiltinEcho);
-        EXPECT_TRUE(sub == kNull);
-        EXPECT_EQ(TakeBstr(name), "Echo");
-        EXPECT_EQ(flags, static_cast<uint32_t>(kLayoutAll));
+        EXPECT_EQ(
+            (std::vector<HRESULT>{again->GetDisabledClassId(0, &id), again->GetDisabledSubId(0, &sub),
+                                  again->GetDisabledName(0, &name), again->GetDisabledFlags(0, &flags)}),
+            std::vector<HRESULT>(4, S_OK));
+        EXPECT_TRUE(id == CLSID_BuiltinEcho && sub == kNull);
+        EXPECT_EQ(std::pair(TakeBstr(name), flags), std::pair(std::string("Echo"), uint32_t(kLayoutAll)));
         EXPECT_EQ(again->GetDisabledName(1, &name), DISP_E_BADINDEX);
     }
     ASSERT_EQ(control->Toggle(CLSID_BuiltinEcho, kNull), S_OK);
@@ -237,10 +235,9 @@ TEST_F(BuiltinManagerTest, FormatsOfOneToEightChannelsAreTakenAndOthersRefused) 
         SAFEARRAY* out = nullptr;
         EXPECT_LT(t->Process(in, &out, 4), 0);
 
-        EXPECT_EQ(t->SetFormat(44100, 0), S_FALSE);
-        EXPECT_EQ(t->SetFormat(44100, 9), S_FALSE);
-        EXPECT_EQ(t->SetFormat(0, 2), S_FALSE);
-        EXPECT_EQ(t->SetFormat(-44100, 2), S_FALSE);
+        for (const auto& [rate, channels] :
+             {std::pair(44100, 0), std::pair(44100, 9), std::pair(0, 2), std::pair(-44100, 2)})
+            EXPECT_EQ(t->SetFormat(rate, int16_t(channels)), S_FALSE) << rate << " " << channels;
         for (int16_t c = 1; c <= 8; ++c)
             EXPECT_EQ(t->SetFormat(48000, c), S_OK) << c;
 
@@ -301,11 +298,10 @@ TEST_F(BuiltinManagerTest, StateRecordRoundTripsAndRefusesAnotherEffectsOrADamag
         auto copy = Make<ITransform>(id, IID_ITransform);
         ASSERT_EQ(copy->SetState(state.data()), S_OK);
         auto copyParams = QueryAs<ITransformParams>(copy.get(), IID_ITransformParams);
-        for (int32_t i = 0; i < count; ++i) {
-            float v = 0;
-            copyParams->GetValue(i, &v);
-            EXPECT_EQ(v, set[i]);
-        }
+        std::vector<float> copied(count);
+        for (int32_t i = 0; i < count; ++i)
+            copyParams->GetValue(i, &copied[i]);
+        EXPECT_EQ(copied, set);
 
         // A damaged version or value count is refused and changes nothing.
         auto fresh = Make<ITransform>(id, IID_ITransform);
@@ -359,8 +355,7 @@ TEST_F(BuiltinManagerTest, ValuesCopyOneInstanceToAnotherAsACloneDoes) {
     auto params = QueryAs<ITransformParams>(clone.get(), IID_ITransformParams);
     params->GetValue(4, &gain);
     params->GetValue(5, &q);
-    EXPECT_EQ(gain, 7.5f);
-    EXPECT_EQ(q, 2.0f);
+    EXPECT_EQ(std::pair(gain, q), std::pair(7.5f, 2.0f));
     EXPECT_EQ(QueryAs<ITransformValues>(clone.get(), IID_ITransformValues)->SetValues(nullptr), E_INVALIDARG);
 }
 
@@ -457,14 +452,14 @@ TEST_F(BuiltinManagerTest, EveryParameterDescribesItselfForThePage) {
             }
             EXPECT_EQ(choice, nullptr);
         }
-        TRANSFORMPARAMINFO facts{};
-        facts.cb = sizeof(facts) - 4;
-        EXPECT_EQ(info->GetParamInfo(0, &facts), E_INVALIDARG);
+        TRANSFORMPARAMINFO small{}, facts{};
+        small.cb = sizeof(facts) - 4;
         facts.cb = sizeof(facts);
-        EXPECT_EQ(info->GetParamInfo(count, &facts), DISP_E_BADINDEX);
-        EXPECT_EQ(info->GetParamInfo(-1, &facts), DISP_E_BADINDEX);
-        EXPECT_EQ(info->GetParamInfo(0, nullptr), E_POINTER);
-        EXPECT_EQ(persist->GetClassID(nullptr), E_POINTER);
+        EXPECT_EQ(
+            (std::vector<HRESULT>{info->GetParamInfo(0, &small), info->GetParamInfo(count, &facts),
+                                  info->GetParamInfo(-1, &facts), info->GetParamInfo(0, nullptr),
+                                  persist->GetClassID(nullptr)}),
+            (std::vector<HRESULT>{E_INVALIDARG, DISP_E_BADINDEX, DISP_E_BADINDEX, E_POINTER, E_POINTER}));
     }
 }
 

@@ -3,6 +3,8 @@
 // helpers, which share the module's memory layout.
 #pragma once
 
+#include "components/ComRef.h"
+
 #include <tidework/builtin.h>
 
 #include <gtest/gtest.h>
@@ -15,68 +17,16 @@
 
 namespace twtest {
 
-// Holds one reference; releases it at the end.
-template <class T> class ComRef {
-public:
-    ComRef() = default;
-    explicit ComRef(T* p) : p_(p) {}
-    ~ComRef() { reset(); }
-    ComRef(const ComRef&) = delete;
-    ComRef& operator=(const ComRef&) = delete;
-    ComRef(ComRef&& other) noexcept : p_(other.p_) { other.p_ = nullptr; }
-    ComRef& operator=(ComRef&& other) noexcept {
-        if (this != &other) {
-            reset();
-            p_ = other.p_;
-            other.p_ = nullptr;
-        }
-        return *this;
-    }
-    T* operator->() const { return p_; }
-    T* get() const { return p_; }
-    void** put() {
-        reset();
-        return reinterpret_cast<void**>(&p_);
-    }
-    explicit operator bool() const { return p_ != nullptr; }
-    void reset() {
-        if (p_)
-            p_->Release();
-        p_ = nullptr;
-    }
-
-private:
-    T* p_ = nullptr;
-};
-
-template <class I> ComRef<I> QueryAs(IUnknown* object, const GUID& iid) {
-    ComRef<I> out;
-    if (object == nullptr || FAILED(object->QueryInterface(iid, out.put())))
-        return ComRef<I>();
-    return out;
-}
-
-inline std::string Narrow(const char16_t* s) {
-    std::string out;
-    while (s != nullptr && *s)
-        out.push_back(static_cast<char>(*s++));
-    return out;
-}
-
-// Takes a BSTR's text and frees it.
-inline std::string TakeBstr(BSTR s) {
-    std::string out = Narrow(s);
-    SysFreeString(s);
-    return out;
-}
-
 using GetClassObjectFn = HRESULT (*)(const GUID*, const GUID*, void**);
 using CanUnloadFn = HRESULT (*)();
 
-class BuiltinModuleTest : public ::testing::Test {
+// A component module loaded with dlopen from SCF/ beside the test binary, reached through
+// DllGetClassObject only.
+class ModuleTest : public ::testing::Test {
 protected:
+    explicit ModuleTest(const char* module) : module_(module) {}
     void SetUp() override {
-        library_ = dlopen(TW_OUTPUT_DIR "/SCF/libbuiltintransforms.so", RTLD_NOW | RTLD_LOCAL);
+        library_ = dlopen((std::string(TW_OUTPUT_DIR "/SCF/") + module_).c_str(), RTLD_NOW | RTLD_LOCAL);
         ASSERT_NE(library_, nullptr) << dlerror();
         getClassObject_ = reinterpret_cast<GetClassObjectFn>(dlsym(library_, "DllGetClassObject"));
         canUnload_ = reinterpret_cast<CanUnloadFn>(dlsym(library_, "DllCanUnloadNow"));
@@ -90,13 +40,21 @@ protected:
 
     template <class I> ComRef<I> Make(const CLSID& clsid, const IID& iid) {
         ComRef<IClassFactory> factory;
-        if (FAILED(getClassObject_(&clsid, &IID_IClassFactory, factory.put())))
-            return ComRef<I>();
         ComRef<I> object;
-        if (FAILED(factory->CreateInstance(nullptr, iid, object.put())))
-            return ComRef<I>();
+        if (SUCCEEDED(getClassObject_(&clsid, &IID_IClassFactory, factory.put())))
+            factory->CreateInstance(nullptr, iid, object.put());
         return object;
     }
+
+    const char* module_;
+    void* library_ = nullptr;
+    GetClassObjectFn getClassObject_ = nullptr;
+    CanUnloadFn canUnload_ = nullptr;
+};
+
+class BuiltinModuleTest : public ModuleTest {
+protected:
+    BuiltinModuleTest() : ModuleTest("libbuiltintransforms.so") {}
 
     ComRef<ITransform> MakeTransform(const CLSID& clsid, int32_t rate, int16_t channels) {
         auto t = Make<ITransform>(clsid, IID_ITransform);
@@ -139,10 +97,6 @@ protected:
         }
         return all;
     }
-
-    void* library_ = nullptr;
-    GetClassObjectFn getClassObject_ = nullptr;
-    CanUnloadFn canUnload_ = nullptr;
 };
 
 // Interleaved sine on every channel.

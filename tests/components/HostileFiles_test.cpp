@@ -1,5 +1,6 @@
 // Files with bytes changed at random, cut short, or with speaker layouts: whatever the library is
 // given, it answers with a status and never reads or writes out of bounds.
+#include "components/ComRef.h"
 #include "components/TestAudio.h"
 
 #include <tidework/formathost.h>
@@ -21,11 +22,10 @@ protected:
         library_ = dlopen(TW_OUTPUT_DIR "/FormatHost/libformathost.so", RTLD_NOW | RTLD_LOCAL);
         ASSERT_NE(library_, nullptr) << dlerror();
         auto entry = reinterpret_cast<GetFormatHostFn>(dlsym(library_, "GetFormatHost"));
-        ASSERT_TRUE(entry && entry(&host_));
+        ASSERT_TRUE(entry && entry(host_.put()));
     }
     void TearDown() override {
-        if (host_)
-            host_->Release();
+        host_.reset();
         if (library_)
             dlclose(library_);
     }
@@ -33,35 +33,29 @@ protected:
     // Opens and reads the whole file through every interface; true when it opened.
     bool Exercise(const std::string& path) {
         std::u16string wide(path.begin(), path.end());
-        IUnknown* source = nullptr;
-        IFormatStatus* status = nullptr;
-        bool ok = host_->OpenFile(wide.c_str(), FH_OPEN_FILE, -1, &source, &status);
+        ComRef<IUnknown> source;
+        ComRef<IFormatStatus> status;
+        bool ok = host_->OpenFile(wide.c_str(), FH_OPEN_FILE, -1, source.put(), status.put());
         if (status) {
             EXPECT_NE(status->GetCode(), 0u);
             status->GetText();
-            status->Release();
         }
         if (!ok) {
-            EXPECT_EQ(source, nullptr);
+            EXPECT_FALSE(source);
             return false;
         }
-        void* p = nullptr;
-        source->QueryInterface(IID_IFormatSourceSetup, &p);
-        auto* setup = static_cast<IFormatSourceSetup*>(p);
-        source->QueryInterface(IID_IFormatSourceRead, &p);
-        auto* read = static_cast<IFormatSourceRead*>(p);
+        auto setup = QueryAs<IFormatSourceSetup>(source.get(), IID_IFormatSourceSetup);
+        auto read = QueryAs<IFormatSourceRead>(source.get(), IID_IFormatSourceRead);
         EXPECT_TRUE(setup->Open(0, nullptr));
         uint32_t rate, bits, channels;
         int64_t frames;
         setup->GetDescription(&rate, &bits, &channels, &frames);
-        if (SUCCEEDED(source->QueryInterface(IID_IFormatCues, &p))) {
-            auto* cues = static_cast<IFormatCues*>(p);
+        if (auto cues = QueryAs<IFormatCues>(source.get(), IID_IFormatCues)) {
             for (int32_t c = 0; c < cues->GetCueCount(); ++c)
                 for (int32_t f = 0; f < cues->GetFieldCount(c); ++f) {
                     EXPECT_NE(cues->GetFieldName(c, f), nullptr);
                     EXPECT_NE(cues->GetFieldValue(c, f), nullptr);
                 }
-            cues->Release();
         }
         std::vector<uint8_t> buffer(4093);
         uint32_t got = 0;
@@ -69,66 +63,51 @@ protected:
         while (read->Read(buffer.data(), static_cast<uint32_t>(buffer.size()), &got, nullptr) &&
                ++guard < 100000)
             EXPECT_LE(got, buffer.size());
-        read->Release();
         setup->Close(0);
-        setup->Release();
-        source->Release();
         return true;
     }
 
-    // A WAV with a cue chunk and labels, written by the library itself.
-    std::string MarkedWav() {
-        std::string path = folder_.File("marked.wav");
-        IFormatPluginList* list = nullptr;
-        host_->GetPlugins(&list);
-        IFormatWriterPlugin* writer = nullptr;
+    // Writes `bytes` with the writer plug-in `name`, two cues where the format keeps them, and closes.
+    void WriteWith(const std::u16string& name, FormatHostSampleSpec spec, const std::string& path,
+                   const std::vector<uint8_t>& bytes) {
+        ComRef<IFormatPluginList> list;
+        host_->GetPlugins(list.put());
+        ComRef<IFormatWriterPlugin> writer;
         for (int32_t i = 0; i < list->GetCount() && !writer; ++i) {
-            IFormatPlugin* plugin = nullptr;
-            list->GetItem(i, &plugin);
-            void* p = nullptr;
-            if (plugin->GetType() == FH_PLUGIN_WRITER &&
-                SUCCEEDED(plugin->QueryInterface(IID_IFormatWriterPlugin, &p)))
-                writer = static_cast<IFormatWriterPlugin*>(p);
-            plugin->Release();
+            ComRef<IFormatPlugin> plugin;
+            list->GetItem(i, plugin.put());
+            if (plugin->GetName() == name && plugin->GetType() == FH_PLUGIN_WRITER)
+                writer = QueryAs<IFormatWriterPlugin>(plugin.get(), IID_IFormatWriterPlugin);
         }
-        list->Release();
-        FormatHostSampleSpec spec{44100, 16, 2, 0x3};
-        IUnknown* target = nullptr;
-        EXPECT_EQ(host_->CreateWriter(writer, &target, &spec), S_OK);
-        writer->Release();
-        void* p = nullptr;
-        target->QueryInterface(IID_IFormatTargetFile, &p);
-        auto* file = static_cast<IFormatTargetFile*>(p);
-        target->QueryInterface(IID_IFormatTargetSetup, &p);
-        auto* setup = static_cast<IFormatTargetSetup*>(p);
-        target->QueryInterface(IID_IFormatTargetWrite, &p);
-        auto* write = static_cast<IFormatTargetWrite*>(p);
-        target->QueryInterface(IID_IFormatTargetCues, &p);
-        auto* cues = static_cast<IFormatTargetCues*>(p);
+        ASSERT_TRUE(writer);
+        ComRef<IUnknown> target;
+        ASSERT_EQ(host_->CreateWriter(writer.get(), target.put(), &spec), S_OK);
         std::u16string wide(path.begin(), path.end());
-        file->SetPath(wide.c_str());
-        EXPECT_TRUE(setup->Open(nullptr));
-        auto bytes = Pack(Tone(600, 2, 44100), 16);
+        ASSERT_TRUE(QueryAs<IFormatTargetFile>(target.get(), IID_IFormatTargetFile)->SetPath(wide.c_str()));
+        auto setup = QueryAs<IFormatTargetSetup>(target.get(), IID_IFormatTargetSetup);
+        ASSERT_TRUE(setup->Open(nullptr));
         uint32_t taken = 0;
-        write->Write(bytes.data(), static_cast<uint32_t>(bytes.size()), &taken, nullptr);
-        cues->AddCue(10, u"A", u"One");
-        cues->AddCue(300, u"B", u"Two");
-        EXPECT_TRUE(setup->Close(nullptr));
-        for (IUnknown* i : {static_cast<IUnknown*>(file), static_cast<IUnknown*>(setup),
-                            static_cast<IUnknown*>(write), static_cast<IUnknown*>(cues), target})
-            i->Release();
-        return path;
+        ASSERT_TRUE(QueryAs<IFormatTargetWrite>(target.get(), IID_IFormatTargetWrite)
+                        ->Write(bytes.data(), static_cast<uint32_t>(bytes.size()), &taken, nullptr));
+        if (auto cues = QueryAs<IFormatTargetCues>(target.get(), IID_IFormatTargetCues)) {
+            cues->AddCue(10, u"A", u"One");
+            cues->AddCue(300, u"B", u"Two");
+        }
+        ASSERT_TRUE(setup->Close(nullptr));
     }
 
     void* library_ = nullptr;
-    IFormatHost* host_ = nullptr;
+    ComRef<IFormatHost> host_;
     ScratchFolder folder_;
 };
 
 TEST_F(HostileFilesTest, RandomlyChangedBytes_NeverBreakTheReader) {
-    auto original = ReadBytes(MarkedWav());
+    // A WAV with a cue chunk and labels, written by the library itself.
+    const std::string marked = folder_.File("marked.wav");
+    WriteWith(u"WAV", {44100, 16, 2, 0x3}, marked, Pack(Tone(600, 2, 44100), 16));
+    auto original = ReadBytes(marked);
     ASSERT_GT(original.size(), 2400u);
-    ASSERT_TRUE(Exercise(folder_.File("marked.wav")));
+    ASSERT_TRUE(Exercise(marked));
     std::mt19937 random(20240601);
     std::string path = folder_.File("mutant.wav");
     int opened = 0;
@@ -171,44 +150,8 @@ TEST_F(HostileFilesTest, EveryFormatCutShort_OpensOrFailsCleanly) {
 }
 
 TEST_F(HostileFilesTest, WavExtensible_StoresTheSpeakerMaskItIsGiven) {
-    IFormatPluginList* list = nullptr;
-    host_->GetPlugins(&list);
-    IFormatWriterPlugin* writer = nullptr;
-    for (int32_t i = 0; i < list->GetCount() && !writer; ++i) {
-        IFormatPlugin* plugin = nullptr;
-        list->GetItem(i, &plugin);
-        std::u16string name = plugin->GetName();
-        void* p = nullptr;
-        if (name == u"WAV Extensible" && SUCCEEDED(plugin->QueryInterface(IID_IFormatWriterPlugin, &p)))
-            writer = static_cast<IFormatWriterPlugin*>(p);
-        plugin->Release();
-    }
-    list->Release();
-    ASSERT_NE(writer, nullptr);
-    FormatHostSampleSpec spec{48000, 24, 6, 0x3F};
-    IUnknown* target = nullptr;
-    ASSERT_EQ(host_->CreateWriter(writer, &target, &spec), S_OK);
-    writer->Release();
-    void* p = nullptr;
-    target->QueryInterface(IID_IFormatTargetFile, &p);
-    auto* file = static_cast<IFormatTargetFile*>(p);
-    target->QueryInterface(IID_IFormatTargetSetup, &p);
-    auto* setup = static_cast<IFormatTargetSetup*>(p);
-    target->QueryInterface(IID_IFormatTargetWrite, &p);
-    auto* write = static_cast<IFormatTargetWrite*>(p);
     std::string path = folder_.File("surround.wav");
-    std::u16string wide(path.begin(), path.end());
-    ASSERT_TRUE(file->SetPath(wide.c_str()));
-    ASSERT_TRUE(setup->Open(nullptr));
-    auto bytes = Pack(Tone(100, 6, 48000), 24);
-    uint32_t taken = 0;
-    ASSERT_TRUE(write->Write(bytes.data(), static_cast<uint32_t>(bytes.size()), &taken, nullptr));
-    ASSERT_TRUE(setup->Close(nullptr));
-    file->Release();
-    setup->Release();
-    write->Release();
-    target->Release();
-
+    WriteWith(u"WAV Extensible", {48000, 24, 6, 0x3F}, path, Pack(Tone(100, 6, 48000), 24));
     // The mask sits in the extensible fmt chunk: 20 bytes behind the chunk's start.
     auto stored = ReadBytes(path);
     ASSERT_GT(stored.size(), 64u);

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <random>
+#include <tuple>
 
 using namespace twtest;
 
@@ -14,25 +15,11 @@ namespace {
 constexpr int kRate = 48000;
 constexpr double kMinus3dB = 0.70710678;
 
-class SurroundTest : public ::testing::Test {
+class SurroundTest : public ModuleTest {
 protected:
-    void SetUp() override {
-        library_ = dlopen(TW_OUTPUT_DIR "/SCF/libsurround.so", RTLD_NOW | RTLD_LOCAL);
-        ASSERT_NE(library_, nullptr) << dlerror();
-        getClassObject_ = reinterpret_cast<GetClassObjectFn>(dlsym(library_, "DllGetClassObject"));
-        ASSERT_NE(getClassObject_, nullptr);
-    }
-    void TearDown() override {
-        if (library_)
-            dlclose(library_);
-    }
-
+    SurroundTest() : ModuleTest("libsurround.so") {}
     ComRef<ISurroundRenderer> Make(const CLSID& clsid) {
-        ComRef<IClassFactory> factory;
-        ComRef<ISurroundRenderer> object;
-        if (SUCCEEDED(getClassObject_(&clsid, &IID_IClassFactory, factory.put())))
-            factory->CreateInstance(nullptr, IID_ISurroundRenderer, object.put());
-        return object;
+        return ModuleTest::Make<ISurroundRenderer>(clsid, IID_ISurroundRenderer);
     }
 
     // A renderer configured for `in` to `out` channels with the devices' masks, in `mode`.
@@ -59,18 +46,8 @@ protected:
     }
 
     static uint32_t Mask(int channels) {
-        switch (channels) {
-        case 1:
-            return kSpeakersMono;
-        case 2:
-            return kSpeakersStereo;
-        case 6:
-            return kSpeakers51;
-        case 8:
-            return kSpeakers71;
-        default:
-            return 0;
-        }
+        const uint32_t masks[] = {0, kSpeakersMono, kSpeakersStereo, 0, 0, 0, kSpeakers51, 0, kSpeakers71};
+        return channels >= 0 && channels <= 8 ? masks[channels] : 0;
     }
 
     static std::vector<float> Block(ISurroundRenderer* m, const float* samples, size_t count) {
@@ -107,9 +84,6 @@ protected:
         EXPECT_EQ(m->Flush(&out), S_OK);
         return Take(out);
     }
-
-    void* library_ = nullptr;
-    GetClassObjectFn getClassObject_ = nullptr;
 };
 
 // `frames` frames with a constant `level` on channel `channel` only.
@@ -308,18 +282,14 @@ TEST_F(SurroundTest, HeadphoneModeHearsALeftSpeakerEarlierAndLouderInTheLeftEar)
             EXPECT_LE(left, latency + 2);
         }
     }
-    // The centre is heard the same in both ears.
+    // The centre is heard the same in both ears; front and back of one side sound different.
     auto r = Renderer(6, 2, kSurroundHeadphone);
     auto out = Run(r.get(), OnChannel(6, 2, 2048), 6);
     for (size_t f = 0; f < 2048; ++f)
         ASSERT_FLOAT_EQ(out[2 * f], out[2 * f + 1]);
-}
-
-TEST_F(SurroundTest, FrontAndBackSpeakersOfOneSideSoundDifferent) {
-    auto r = Renderer(6, 2, kSurroundHeadphone);
     std::vector<float> front(6 * 512, 0.0f), back(6 * 512, 0.0f);
-    front[0] = 1.0f;
-    back[4] = 1.0f;
+    front[0] = back[4] = 1.0f;
+    r->Reset();
     auto a = Run(r.get(), front, 6);
     r->Reset();
     auto b = Run(r.get(), back, 6);
@@ -480,10 +450,10 @@ TEST_F(SurroundTest, ModeInterfaceRoundTripsAndSelectsTheVirtualisers) {
     EXPECT_EQ(count, 3);
     const char* names[] = {"ITU-R BS.775 down-mix", "Headphone virtualiser", "Room virtualiser"};
     for (int32_t m : {kSurroundRoom, kSurroundHeadphone, kSurroundStandard}) {
+        BSTR text = nullptr;
         EXPECT_EQ(modes->SetMode(m), S_OK);
         EXPECT_EQ(modes->GetMode(&mode), S_OK);
         EXPECT_EQ(mode, m);
-        BSTR text = nullptr;
         EXPECT_EQ(r->GetDescription(&text), S_OK);
         EXPECT_EQ(TakeBstr(text), names[m]);
     }
@@ -520,11 +490,9 @@ TEST_F(SurroundTest, OutputGainScalesAndTheModuleUnloadsWhenAllIsReleased) {
         EXPECT_EQ(gain, 0.5f);
         auto half = Run(r.get(), OnChannel(6, 0, 16), 6);
         EXPECT_FLOAT_EQ(half[0], plain[0] * 0.5f);
-        auto canUnload = reinterpret_cast<CanUnloadFn>(dlsym(library_, "DllCanUnloadNow"));
-        EXPECT_EQ(canUnload(), S_FALSE);
+        EXPECT_EQ(canUnload_(), S_FALSE);
     }
-    auto canUnload = reinterpret_cast<CanUnloadFn>(dlsym(library_, "DllCanUnloadNow"));
-    EXPECT_EQ(canUnload(), S_OK);
+    EXPECT_EQ(canUnload_(), S_OK);
 }
 
 } // namespace
