@@ -36,7 +36,7 @@ PageHost::PageHost(const CLSID& effect) : m_window(std::make_unique<QWidget>()) 
     m_transform = Make<ITransform>(effect, IID_ITransform);
     if (!m_transform)
         return;
-    m_params = Query<ITransformParams>(m_transform.Get(), IID_ITransformParams);
+    m_params = QueryAs<ITransformParams>(m_transform.get(), IID_ITransformParams);
     CAUUID pages{0, nullptr};
     if (FAILED(m_transform->GetPages(&pages)) || pages.cElems == 0) {
         std::free(pages.pElems);
@@ -47,7 +47,7 @@ PageHost::PageHost(const CLSID& effect) : m_window(std::make_unique<QWidget>()) 
     m_page = Make<IPropertyPage>(pageClass, IID_IPropertyPage);
     if (!m_page)
         return;
-    IUnknown* object = m_transform.Get();
+    IUnknown* object = m_transform.get();
     if (FAILED(m_page->SetPageSite(&m_site)) || FAILED(m_page->SetObjects(1, &object)))
         return;
     PROPPAGEINFO info{};
@@ -72,7 +72,7 @@ PageHost::~PageHost() {
         m_page->Deactivate();
         m_page->SetObjects(0, nullptr);
         m_page->SetPageSite(nullptr);
-        m_page.Reset();
+        m_page.reset();
     }
     EXPECT_EQ(m_site.refs, 1u) << "the page keeps its site after it was let go";
 }

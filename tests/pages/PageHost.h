@@ -4,6 +4,8 @@
 // order at the end.
 #pragma once
 
+#include "components/ComRef.h"
+
 #include <tidework/builtin.h>
 #include <tidework/pages.h>
 
@@ -24,59 +26,10 @@
 
 namespace twtest {
 
-// Holds one reference; releases it at the end.
-template <class T> class Ref {
-public:
-    Ref() = default;
-    ~Ref() { Reset(); }
-    Ref(const Ref&) = delete;
-    Ref& operator=(const Ref&) = delete;
-    Ref(Ref&& other) noexcept : m_p(other.m_p) { other.m_p = nullptr; }
-    Ref& operator=(Ref&& other) noexcept {
-        std::swap(m_p, other.m_p);
-        return *this;
-    }
-    T* operator->() const { return m_p; }
-    T* Get() const { return m_p; }
-    void** Put() {
-        Reset();
-        return reinterpret_cast<void**>(&m_p);
-    }
-    explicit operator bool() const { return m_p != nullptr; }
-    void Reset() {
-        if (m_p != nullptr)
-            m_p->Release();
-        m_p = nullptr;
-    }
-
-private:
-    T* m_p = nullptr;
-};
-
-template <class I> Ref<I> Make(const CLSID& clsid, const IID& iid) {
-    Ref<I> out;
-    if (FAILED(CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, iid, out.Put())))
-        out.Reset();
-    return out;
-}
-
-template <class I> Ref<I> Query(IUnknown* object, const IID& iid) {
-    Ref<I> out;
-    if (object == nullptr || FAILED(object->QueryInterface(iid, out.Put())))
-        out.Reset();
-    return out;
-}
-
-inline std::string Narrow(const char16_t* s) {
-    std::string out;
-    while (s != nullptr && *s != 0)
-        out.push_back(static_cast<char>(*s++));
-    return out;
-}
-
-inline std::string TakeBstr(BSTR s) {
-    std::string out = Narrow(s);
-    SysFreeString(s);
+template <class I> ComRef<I> Make(const CLSID& clsid, const IID& iid) {
+    ComRef<I> out;
+    if (FAILED(CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, iid, out.put())))
+        out.reset();
     return out;
 }
 
@@ -116,13 +69,9 @@ public:
     HRESULT QueryInterface(const GUID& iid, void** out) override {
         if (out == nullptr)
             return E_POINTER;
-        if (iid == IID_IUnknown || iid == IID_IPropertyPageSite) {
-            *out = static_cast<IPropertyPageSite*>(this);
-            AddRef();
-            return S_OK;
-        }
-        *out = nullptr;
-        return E_NOINTERFACE;
+        const bool known = iid == IID_IUnknown || iid == IID_IPropertyPageSite;
+        *out = known ? static_cast<IPropertyPageSite*>(this) : nullptr;
+        return known ? (AddRef(), S_OK) : E_NOINTERFACE;
     }
     uint32_t AddRef() override { return ++refs; }
     uint32_t Release() override { return --refs; }
@@ -131,10 +80,7 @@ public:
             ++dirty;
         return S_OK;
     }
-    HRESULT GetLocaleID(uint32_t* localeId) override {
-        *localeId = 0x409;
-        return S_OK;
-    }
+    HRESULT GetLocaleID(uint32_t* localeId) override { return *localeId = 0x409, S_OK; }
     HRESULT GetPageContainer(IUnknown** container) override { return E_NOTIMPL; }
     HRESULT TranslateAccelerator(void* message) override { return E_NOTIMPL; }
 
@@ -160,9 +106,9 @@ public:
     explicit PageHost(const CLSID& effect);
     ~PageHost();
 
-    ITransform* Transform() const { return m_transform.Get(); }
-    ITransformParams* Params() const { return m_params.Get(); }
-    IPropertyPage* Page() const { return m_page.Get(); }
+    ITransform* Transform() const { return m_transform.get(); }
+    ITransformParams* Params() const { return m_params.get(); }
+    IPropertyPage* Page() const { return m_page.get(); }
     QWidget& Window() { return *m_window; }
     QWidget* Panel() const;
     const CountingSite& Site() const { return m_site; }
@@ -178,9 +124,9 @@ public:
     void LetPagePoll() const { Wait(0.25); }
 
 private:
-    Ref<ITransform> m_transform;
-    Ref<ITransformParams> m_params;
-    Ref<IPropertyPage> m_page;
+    ComRef<ITransform> m_transform;
+    ComRef<ITransformParams> m_params;
+    ComRef<IPropertyPage> m_page;
     CountingSite m_site;
     std::unique_ptr<QWidget> m_window;
     std::string m_title;

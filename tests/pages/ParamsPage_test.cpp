@@ -37,6 +37,10 @@ void Type(QLineEdit* edit, const QString& text) {
 
 class ParamsPageTest : public ::testing::Test {};
 
+QWidget* Curve(PageHost& host) {
+    return host.Window().findChild<QWidget*>("responseCurve");
+}
+
 TEST_F(ParamsPageTest, EveryEffectWithSettingsListsThePageAndOffersADialog) {
     auto manager = Make<IPluginManager>(CLSID_BuiltinPluginManager, IID_IPluginManager);
     ASSERT_TRUE(manager);
@@ -164,29 +168,27 @@ TEST_F(ParamsPageTest, ATypedValueReachesTheTransformHeldToItsRangeAndSteps) {
     }
 }
 
-TEST_F(ParamsPageTest, TextThatIsNoNumberLeavesTheValueAndShowsItAgain) {
-    PageHost host(CLSID_BuiltinEcho);
-    ASSERT_TRUE(host.Ok());
-    auto* edit = host.Control<QLineEdit>("edit", 0);
+TEST_F(ParamsPageTest, TextThatIsNoNumberLeavesTheValue_ArrowKeysStepIt) {
+    PageHost echo(CLSID_BuiltinEcho);
+    ASSERT_TRUE(echo.Ok());
+    auto* edit = echo.Control<QLineEdit>("edit", 0);
     ASSERT_NE(edit, nullptr);
     const QString before = edit->text();
     Type(edit, "soon");
-    EXPECT_FLOAT_EQ(host.Value(0), 250.0f);
-    EXPECT_EQ(edit->text(), before);
-    EXPECT_EQ(host.Site().dirty, 0);
-    EXPECT_EQ(host.Page()->IsPageDirty(), S_FALSE);
-}
+    EXPECT_FLOAT_EQ(echo.Value(0), 250.0f);
+    EXPECT_EQ(edit->text(), before); // shown again
+    EXPECT_EQ(echo.Site().dirty, 0);
+    EXPECT_EQ(echo.Page()->IsPageDirty(), S_FALSE);
 
-TEST_F(ParamsPageTest, ArrowKeysInTheFieldStepTheValue) {
-    PageHost host(CLSID_BuiltinPitchShift);
-    ASSERT_TRUE(host.Ok());
-    auto* edit = host.Control<QLineEdit>("edit", 0);
+    PageHost pitch(CLSID_BuiltinPitchShift);
+    ASSERT_TRUE(pitch.Ok());
+    edit = pitch.Control<QLineEdit>("edit", 0);
     ASSERT_NE(edit, nullptr);
     QTest::keyClick(edit, Qt::Key_Up);
     QTest::keyClick(edit, Qt::Key_Up);
-    EXPECT_FLOAT_EQ(host.Value(0), 2.0f);
+    EXPECT_FLOAT_EQ(pitch.Value(0), 2.0f);
     QTest::keyClick(edit, Qt::Key_PageDown);
-    EXPECT_FLOAT_EQ(host.Value(0), -8.0f);
+    EXPECT_FLOAT_EQ(pitch.Value(0), -8.0f);
     EXPECT_EQ(edit->text(), "-8");
 }
 
@@ -198,7 +200,7 @@ TEST_F(ParamsPageTest, APresetChosenElsewhereShowsOnEveryControlAfterAPoll) {
         SCOPED_TRACE(effect.name);
         PageHost host(effect.classId);
         ASSERT_TRUE(host.Ok());
-        auto presets = Query<ITransformPresets>(host.Transform(), IID_ITransformPresets);
+        auto presets = QueryAs<ITransformPresets>(host.Transform(), IID_ITransformPresets);
         int32_t last = 0;
         ASSERT_EQ(presets->GetCount(&last), S_OK);
         ASSERT_GT(last, 0);
@@ -319,7 +321,7 @@ TEST_F(ParamsPageTest, TheCurveFollowsTheValuesTheTransformHolds) {
         for (const auto& [index, value] : c.values)
             ASSERT_EQ(host.Params()->SetValue(index, value), S_OK);
         host.LetPagePoll();
-        auto* curve = host.Window().findChild<QWidget*>("responseCurve");
+        auto* curve = Curve(host);
         ASSERT_NE(curve, nullptr);
         if (c.shot != nullptr)
             SaveShot(host.Window(), c.shot);
@@ -339,7 +341,7 @@ TEST_F(ParamsPageTest, TheCurveFollowsTheValuesTheTransformHolds) {
 TEST_F(ParamsPageTest, TheEqualizerCurveRisesAsTheBandsGainIsTyped) {
     PageHost host(CLSID_BuiltinEqualizer);
     ASSERT_TRUE(host.Ok());
-    auto* curve = host.Window().findChild<QWidget*>("responseCurve");
+    auto* curve = Curve(host);
     ASSERT_NE(curve, nullptr);
     // Band 3 sits at 2 kHz; look beside its handle, which covers the centre.
     const int x = PlotPoint(*curve, 2500.0, 0.0).x();
@@ -359,7 +361,7 @@ void Mouse(QWidget& w, QEvent::Type type, QPoint at) {
 TEST_F(ParamsPageTest, DraggingABandsHandleMovesItsCentreAndGainAndTheWheelItsWidth) {
     PageHost host(CLSID_BuiltinEqualizer);
     ASSERT_TRUE(host.Ok());
-    auto* curve = host.Window().findChild<QWidget*>("responseCurve");
+    auto* curve = Curve(host);
     ASSERT_NE(curve, nullptr);
     // Band 3 starts at 2 kHz and 0 dB.
     const QPoint to = PlotPoint(*curve, 1000.0, 6.0);
@@ -373,8 +375,7 @@ TEST_F(ParamsPageTest, DraggingABandsHandleMovesItsCentreAndGainAndTheWheelItsWi
     EXPECT_NEAR(host.Control<QLineEdit>("edit", 7)->text().toDouble(), host.Value(7), 1e-4);
     EXPECT_GE(host.Site().dirty, 2);
     // The other bands stay where they were.
-    EXPECT_FLOAT_EQ(host.Value(3), 500.0f);
-    EXPECT_FLOAT_EQ(host.Value(4), 0.0f);
+    EXPECT_EQ(std::pair(host.Value(3), host.Value(4)), std::pair(500.0f, 0.0f));
 
     QWheelEvent wheel(QPointF(to), curve->mapToGlobal(QPointF(to)), QPoint(), QPoint(0, 120), Qt::NoButton,
                       Qt::NoModifier, Qt::NoScrollPhase, false);
@@ -394,36 +395,23 @@ TEST_F(ParamsPageTest, DraggingABandsHandleMovesItsCentreAndGainAndTheWheelItsWi
 class PlainParams : public ITransformParams {
 public:
     HRESULT QueryInterface(const GUID& iid, void** out) override {
-        if (iid == IID_IUnknown || iid == IID_ITransformParams) {
-            *out = static_cast<ITransformParams*>(this);
-            AddRef();
-            return S_OK;
-        }
-        *out = nullptr;
-        return E_NOINTERFACE;
+        const bool known = iid == IID_IUnknown || iid == IID_ITransformParams;
+        *out = known ? static_cast<ITransformParams*>(this) : nullptr;
+        return known ? (AddRef(), S_OK) : E_NOINTERFACE;
     }
     uint32_t AddRef() override { return ++refs; }
     uint32_t Release() override { return --refs; }
-    HRESULT GetCount(int32_t* count) override {
-        *count = 2;
-        return S_OK;
-    }
-    HRESULT GetValue(int32_t index, float* value) override {
-        *value = values[index];
-        return S_OK;
-    }
+    HRESULT GetCount(int32_t* count) override { return *count = 2, S_OK; }
+    HRESULT GetValue(int32_t index, float* value) override { return *value = values[index], S_OK; }
     HRESULT SetValue(int32_t index, float value) override {
-        values[index] = std::fmin(std::fmax(value, 0.0f), index == 0 ? 500.0f : 1.0f);
-        return S_OK;
+        return values[index] = std::fmin(std::fmax(value, 0.0f), index == 0 ? 500.0f : 1.0f), S_OK;
     }
     HRESULT GetParamName(int32_t index, BSTR* name) override {
-        *name = SysAllocString(index == 0 ? u"Cutoff (Hz)" : u"Wet");
-        return S_OK;
+        return *name = SysAllocString(index == 0 ? u"Cutoff (Hz)" : u"Wet"), S_OK;
     }
     HRESULT GetRange(int32_t index, float* low, float* high) override {
         *low = 0.0f;
-        *high = index == 0 ? 500.0f : 1.0f;
-        return S_OK;
+        return *high = index == 0 ? 500.0f : 1.0f, S_OK;
     }
     float values[2] = {100.0f, 0.5f};
     uint32_t refs = 1;
@@ -445,9 +433,10 @@ TEST_F(ParamsPageTest, AnObjectWithOnlyNamesAndRangesGetsPlainControls) {
     ASSERT_EQ(page->Activate(&window, &rect, 1), S_OK);
     ASSERT_EQ(page->Show(SW_SHOW), S_OK);
     window.show();
-    EXPECT_EQ(window.findChild<QLabel*>("label0")->text(), "Cutoff");
-    EXPECT_EQ(window.findChild<QLabel*>("unit0")->text(), "Hz");
-    EXPECT_EQ(window.findChild<QLabel*>("label1")->text(), "Wet");
+    EXPECT_EQ(
+        (QStringList{window.findChild<QLabel*>("label0")->text(), window.findChild<QLabel*>("unit0")->text(),
+                     window.findChild<QLabel*>("label1")->text()}),
+        (QStringList{"Cutoff", "Hz", "Wet"}));
     EXPECT_EQ(window.findChild<QWidget*>("responseCurve"), nullptr);
     auto* slider = window.findChild<QSlider*>("slider1");
     slider->triggerAction(QAbstractSlider::SliderToMaximum);
@@ -463,11 +452,8 @@ TEST_F(ParamsPageTest, AnObjectWithOnlyNamesAndRangesGetsPlainControls) {
 class NoParams : public IUnknown {
 public:
     HRESULT QueryInterface(const GUID& iid, void** out) override {
-        *out = nullptr;
-        if (iid != IID_IUnknown)
-            return E_NOINTERFACE;
-        *out = this;
-        return S_OK;
+        *out = iid == IID_IUnknown ? this : nullptr;
+        return *out != nullptr ? S_OK : E_NOINTERFACE;
     }
     uint32_t AddRef() override { return 2; }
     uint32_t Release() override { return 1; }
@@ -480,36 +466,31 @@ TEST_F(ParamsPageTest, AHostThatCallsOutOfOrderGetsAnErrorAndNoPage) {
     const TWRECT rect{0, 0, 400, 200};
     NoParams stranger;
     IUnknown* strangers[] = {&stranger};
-    EXPECT_EQ(page->SetObjects(1, strangers), E_NOINTERFACE);
-    EXPECT_EQ(page->Activate(&window, &rect, 1), E_UNEXPECTED);
     PROPPAGEINFO info{};
     info.cb = sizeof(info);
-    EXPECT_EQ(page->GetPageInfo(&info), E_UNEXPECTED);
-    EXPECT_EQ(info.pszTitle, nullptr);
-    EXPECT_EQ(page->Show(SW_SHOW), E_UNEXPECTED);
-    EXPECT_EQ(page->Deactivate(), E_UNEXPECTED);
-    EXPECT_EQ(page->Move(&rect), E_UNEXPECTED);
-
-    EXPECT_EQ(page->SetObjects(1, nullptr), E_POINTER);
     IUnknown* none[] = {nullptr};
-    EXPECT_EQ(page->SetObjects(1, none), E_POINTER);
-    EXPECT_EQ(page->GetPageInfo(nullptr), E_POINTER);
+    EXPECT_EQ((std::vector<HRESULT>{page->SetObjects(1, strangers), page->Activate(&window, &rect, 1),
+                                    page->GetPageInfo(&info), page->Show(SW_SHOW), page->Deactivate(),
+                                    page->Move(&rect), page->SetObjects(1, nullptr),
+                                    page->SetObjects(1, none), page->GetPageInfo(nullptr)}),
+              (std::vector<HRESULT>{E_NOINTERFACE, E_UNEXPECTED, E_UNEXPECTED, E_UNEXPECTED, E_UNEXPECTED,
+                                    E_UNEXPECTED, E_POINTER, E_POINTER, E_POINTER}));
+    EXPECT_EQ(info.pszTitle, nullptr);
 
     auto transform = Make<ITransform>(CLSID_BuiltinEcho, IID_ITransform);
-    IUnknown* two[] = {transform.Get(), transform.Get()};
+    IUnknown* two[] = {transform.get(), transform.get()};
     EXPECT_EQ(page->SetObjects(2, two), E_INVALIDARG);
     ASSERT_EQ(page->SetObjects(1, two), S_OK);
     PROPPAGEINFO old{};
     old.cb = sizeof(old) - 8; // a caller of another layout
-    EXPECT_EQ(page->GetPageInfo(&old), E_INVALIDARG);
-    EXPECT_EQ(page->Activate(nullptr, &rect, 1), E_POINTER);
-    EXPECT_EQ(page->Activate(&window, nullptr, 1), E_POINTER);
+    EXPECT_EQ((std::vector<HRESULT>{page->GetPageInfo(&old), page->Activate(nullptr, &rect, 1),
+                                    page->Activate(&window, nullptr, 1)}),
+              (std::vector<HRESULT>{E_INVALIDARG, E_POINTER, E_POINTER}));
     EXPECT_TRUE(window.findChildren<QWidget*>().isEmpty());
     ASSERT_EQ(page->Activate(&window, &rect, 1), S_OK);
-    EXPECT_EQ(page->Activate(&window, &rect, 1), E_UNEXPECTED);
-    EXPECT_EQ(page->SetObjects(1, two), E_UNEXPECTED);
-    EXPECT_EQ(page->Move(nullptr), E_POINTER);
-    EXPECT_EQ(page->TranslateAccelerator(nullptr), E_POINTER);
+    EXPECT_EQ((std::vector<HRESULT>{page->Activate(&window, &rect, 1), page->SetObjects(1, two),
+                                    page->Move(nullptr), page->TranslateAccelerator(nullptr)}),
+              (std::vector<HRESULT>{E_UNEXPECTED, E_UNEXPECTED, E_POINTER, E_POINTER}));
     EXPECT_EQ(window.findChildren<QWidget*>("parametersPage").size(), 1);
     EXPECT_EQ(page->Deactivate(), S_OK);
     EXPECT_FALSE(window.findChild<QWidget*>("parametersPage")->isVisibleTo(&window));
@@ -520,7 +501,7 @@ TEST_F(ParamsPageTest, AHostThatCallsOutOfOrderGetsAnErrorAndNoPage) {
 TEST_F(ParamsPageTest, ThePageFollowsTheHostsMovesAndLetsGoOfItsObjectAndWidgets) {
     auto transform = Make<ITransform>(CLSID_BuiltinCompressor, IID_ITransform);
     auto page = Make<IPropertyPage>(CLSID_TransformParamsPage, IID_IPropertyPage);
-    IUnknown* object = transform.Get();
+    IUnknown* object = transform.get();
     ASSERT_EQ(page->SetObjects(1, &object), S_OK);
     QWidget window;
     window.resize(700, 500);
@@ -546,7 +527,7 @@ TEST_F(ParamsPageTest, ThePageFollowsTheHostsMovesAndLetsGoOfItsObjectAndWidgets
     transform->Release();
     EXPECT_FALSE(window.findChild<QSlider*>("slider0")->isEnabled());
     // Released without Deactivate, the page takes its widgets with it.
-    page.Reset();
+    page.reset();
     Settle();
     EXPECT_EQ(window.findChild<QWidget*>("parametersPage"), nullptr);
 }
