@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <tuple>
 
 using namespace tw;
 
@@ -33,10 +34,9 @@ TEST(AudioDeviceMgr, TwoManagers_NumberTheirDevicesOnFromEachOther) {
     std::unique_ptr<CAudioDeviceMgr> chain(head);
     chain->Append(next);
 
-    EXPECT_EQ(head->GetFirstInput(), 0);
-    EXPECT_EQ(head->GetFirstOutput(), 0);
-    EXPECT_EQ(next->GetFirstInput(), 2);
-    EXPECT_EQ(next->GetFirstOutput(), 3);
+    EXPECT_EQ(std::tuple(head->GetFirstInput(), head->GetFirstOutput(), next->GetFirstInput(),
+                         next->GetFirstOutput()),
+              std::tuple(0, 0, 2, 3));
 
     std::vector<std::string> outputs, inputs;
     chain->GetOutputNames(outputs);
@@ -46,11 +46,9 @@ TEST(AudioDeviceMgr, TwoManagers_NumberTheirDevicesOnFromEachOther) {
     EXPECT_EQ(inputs, (std::vector<std::string>{"Virtual: in-a0", "Virtual: in-a1", "Virtual: in-b0"}));
 
     // The mixer answers with the local index of whichever manager owns the number.
-    EXPECT_EQ(chain->GetMixerId(2), 2);
-    EXPECT_EQ(chain->GetMixerId(3), 0);
-    EXPECT_EQ(chain->GetMixerId(4), 1);
-    EXPECT_EQ(chain->GetMixerId(5), 0);
-    EXPECT_EQ(chain->GetMixerId(-1), 0);
+    EXPECT_EQ((std::vector<int32_t>{chain->GetMixerId(2), chain->GetMixerId(3), chain->GetMixerId(4),
+                                    chain->GetMixerId(5), chain->GetMixerId(-1)}),
+              (std::vector<int32_t>{2, 0, 1, 0, 0}));
 }
 
 TEST(AudioDeviceMgr, CreateByGlobalNumber_ReachesTheDeviceAtThatPlaceInTheList) {
@@ -62,14 +60,10 @@ TEST(AudioDeviceMgr, CreateByGlobalNumber_ReachesTheDeviceAtThatPlaceInTheList) 
     // Unplug exactly one endpoint per manager and see which numbers stop opening.
     head->GetOutputDevice(1)->SetPresent(false);
     next->GetOutputDevice(0)->SetPresent(false);
-    EXPECT_TRUE(Opens(*chain, 0));
-    EXPECT_FALSE(Opens(*chain, 1));
-    EXPECT_FALSE(Opens(*chain, 2));
-    EXPECT_TRUE(Opens(*chain, 3));
-
-    EXPECT_EQ(chain->CreateOutput(4), nullptr);
-    EXPECT_EQ(chain->CreateOutput(-1), nullptr);
-    EXPECT_EQ(chain->CreateInput(3), nullptr);
+    EXPECT_EQ((std::vector<bool>{Opens(*chain, 0), Opens(*chain, 1), Opens(*chain, 2), Opens(*chain, 3)}),
+              (std::vector<bool>{true, false, false, true}));
+    EXPECT_EQ(std::tuple(chain->CreateOutput(4), chain->CreateOutput(-1), chain->CreateInput(3)),
+              std::tuple(nullptr, nullptr, nullptr));
 
     next->GetInputDevice(1)->SetPresent(false);
     std::unique_ptr<CAudioIn> present(chain->CreateInput(1));
@@ -88,11 +82,9 @@ TEST(AudioDeviceMgr, AppendingAChain_NumbersEveryManagerOfIt) {
     EXPECT_EQ(c->GetFirstOutput(), 1);
     std::unique_ptr<CAudioDeviceMgr> chain(a);
     chain->Append(b);
-    EXPECT_EQ(b->GetFirstOutput(), 2);
-    EXPECT_EQ(b->GetFirstInput(), 1);
-    EXPECT_EQ(c->GetFirstOutput(), 3);
-    EXPECT_EQ(c->GetFirstInput(), 1);
-    EXPECT_EQ(chain->GetMixerId(6), 3);
+    EXPECT_EQ(std::tuple(b->GetFirstOutput(), b->GetFirstInput(), c->GetFirstOutput(), c->GetFirstInput(),
+                         chain->GetMixerId(6)),
+              std::tuple(2, 1, 3, 1, 3));
     std::vector<std::string> names;
     chain->GetOutputNames(names);
     EXPECT_EQ(names.size(), 7u);

@@ -46,19 +46,29 @@ inline int16_t FrameCode(int64_t frame, int32_t channel) {
     return static_cast<int16_t>((frame + 7919 * channel) % 20000);
 }
 
+inline WAVEFORMATEX Pcm16(int32_t channels, int32_t rate) {
+    WAVEFORMATEX f{};
+    f.wFormatTag = WAVE_FORMAT_PCM;
+    f.nChannels = static_cast<uint16_t>(channels);
+    f.nSamplesPerSec = static_cast<uint32_t>(rate);
+    f.wBitsPerSample = 16;
+    f.nBlockAlign = static_cast<uint16_t>(channels * 2);
+    f.nAvgBytesPerSec = f.nBlockAlign * static_cast<uint32_t>(rate);
+    return f;
+}
+
+// Frames [first, first + frames) of the coded signal as a float block.
+inline void FillCoded(CMediaData& block, int64_t first, int64_t frames, int32_t channels) {
+    block.Allocate(frames, channels * 4);
+    for (int64_t f = 0; f < frames; ++f)
+        for (int32_t c = 0; c < channels; ++c)
+            block.GetFloats()[f * channels + c] = FrameCode(first + f, c) / 32768.0f;
+}
+
 class CodedStream : public CMediaStream {
 public:
-    CodedStream(int64_t frames, int32_t channels, int32_t rate) : m_frames(frames) {
-        WAVEFORMATEX native{};
-        native.wFormatTag = WAVE_FORMAT_PCM;
-        native.nChannels = static_cast<uint16_t>(channels);
-        native.nSamplesPerSec = static_cast<uint32_t>(rate);
-        native.wBitsPerSample = 16;
-        native.nBlockAlign = static_cast<uint16_t>(channels * 2);
-        native.nAvgBytesPerSec = native.nBlockAlign * static_cast<uint32_t>(rate);
-        m_native = native;
-        m_format = WorkingFormatOf(native);
-    }
+    CodedStream(int64_t frames, int32_t channels, int32_t rate)
+        : m_frames(frames), m_native(Pcm16(channels, rate)), m_format(WorkingFormatOf(m_native)) {}
     int32_t GetFrameSize() override { return m_format.nBlockAlign; }
     int64_t GetLength() override { return m_frames; }
     CMediaData* ReadFrames(CSection section) override {

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <memory>
 #include <string>
+#include <tuple>
 
 using namespace tw;
 
@@ -45,8 +46,7 @@ TEST(DSoundDeviceMgr, WithoutAServer_NothingIsListedOrOpened_AndTheChainKeepsIts
     std::unique_ptr<CAudioDeviceMgr> chain(head);
     auto* pulse = new CDSoundDeviceMgr;
     chain->Append(pulse);
-    EXPECT_EQ(pulse->GetOutputCount(), 0);
-    EXPECT_EQ(pulse->GetInputCount(), 0);
+    EXPECT_EQ(std::pair(pulse->GetOutputCount(), pulse->GetInputCount()), std::pair(0, 0));
     std::vector<std::string> outputs, inputs;
     chain->GetOutputNames(outputs);
     chain->GetInputNames(inputs);
@@ -58,9 +58,7 @@ TEST(DSoundDeviceMgr, WithoutAServer_NothingIsListedOrOpened_AndTheChainKeepsIts
     CDSoundOut out("tw_null");
     EXPECT_FALSE(out.Open(48000, 2, 16, 1000, 0));
     CMediaData block(48, 8);
-    EXPECT_EQ(out.Write(block), 1);
-    EXPECT_EQ(out.GetPosition(), 0);
-    EXPECT_EQ(out.GetPeak(0), 0.0f);
+    EXPECT_EQ(std::tuple(out.Write(block), out.GetPosition(), out.GetPeak(0)), std::tuple(1, 0, 0.0f));
     out.Pause();
     EXPECT_FALSE(out.IsPaused());
     out.Drain();

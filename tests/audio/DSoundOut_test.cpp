@@ -16,6 +16,7 @@
 #include <functional>
 #include <future>
 #include <thread>
+#include <tuple>
 
 using namespace tw;
 using namespace tw::test;
@@ -55,14 +56,6 @@ protected:
         return made;
     }
 };
-
-void FillCoded(CMediaData& block, int64_t first, int64_t frames, int32_t channels) {
-    block.Allocate(frames, channels * 4);
-    float* s = block.GetFloats();
-    for (int64_t f = 0; f < frames; ++f)
-        for (int32_t c = 0; c < channels; ++c)
-            s[f * channels + c] = FrameCode(first + f, c) / 32768.0f;
-}
 
 bool WaitUntil(const std::function<bool()>& done, int timeoutMs = 5000) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
@@ -109,10 +102,8 @@ TEST(DSoundOut, Write_FillsTheRing_StartsItAtTheLastTwentieth_AndCountsATurnAtTh
     // A whole turn: the turn is counted once the cursor has come round, and the rest goes in.
     out.ring->Advance(2000);
     ASSERT_TRUE(Finishes(writer));
-    EXPECT_EQ(writer.get(), 0);
-    EXPECT_EQ(out.GetBytesWritten(), 1500 * 4);
-    EXPECT_EQ(out.GetPosition(), 1000);
-    EXPECT_EQ(out.ring->plays.load(), 1);
+    EXPECT_EQ(std::tuple(writer.get(), out.GetBytesWritten(), out.GetPosition(), out.ring->plays.load()),
+              std::tuple(0, 1500 * 4, 1000, 1));
 
     const std::vector<int16_t> ring = Samples16(out.ring->Bytes());
     for (int32_t i = 0; i < 1000; ++i)
@@ -243,9 +234,8 @@ TEST(DSoundOut, Pause_SilencesTheLoopingRing_HoldsThePositionAtTheLastTurn_AndRe
 
     out.Resume();
     ASSERT_TRUE(Finishes(second));
-    EXPECT_EQ(second.get(), 0);
-    EXPECT_EQ(out.GetPosition(), 1300);
-    EXPECT_EQ(out.GetBytesWritten(), 1600 * 4);
+    EXPECT_EQ(std::tuple(second.get(), out.GetPosition(), out.GetBytesWritten()),
+              std::tuple(0, 1300, 1600 * 4));
 }
 
 TEST(DSoundOut, ALostRing_EndsAWaitingWrite_AndEveryLaterWriteFails) {
@@ -263,8 +253,7 @@ TEST(DSoundOut, ALostRing_EndsAWaitingWrite_AndEveryLaterWriteFails) {
     EXPECT_EQ(writer.get(), 1);
     EXPECT_EQ(out.Write(block), 1);
     out.Drain();
-    EXPECT_EQ(out.ring->plays.load(), 1);
-    EXPECT_EQ(out.GetPosition(), position);
+    EXPECT_EQ(std::tuple(out.ring->plays.load(), out.GetPosition()), std::tuple(1, position));
 }
 
 TEST(DSoundOut, Write_TakesOnlyBlocksOfTheOpenShape) {
@@ -274,10 +263,9 @@ TEST(DSoundOut, Write_TakesOnlyBlocksOfTheOpenShape) {
     EXPECT_EQ(out.Write(stereo), 1); // not open
     EXPECT_EQ(out.GetPosition(), 0);
 
-    EXPECT_FALSE(out.Open(kRate, 2, 20, 1000, 0));
-    EXPECT_FALSE(out.Open(kRate, 0, 16, 1000, 0));
-    EXPECT_FALSE(out.Open(kRate, 9, 16, 1000, 0));
-    EXPECT_FALSE(out.Open(0, 2, 16, 1000, 0));
+    EXPECT_EQ((std::vector<bool>{out.Open(kRate, 2, 20, 1000, 0), out.Open(kRate, 0, 16, 1000, 0),
+                                 out.Open(kRate, 9, 16, 1000, 0), out.Open(0, 2, 16, 1000, 0)}),
+              std::vector<bool>(4, false));
 
     ASSERT_TRUE(out.Open(kRate, 1, 16, 1000, 0));
     CMediaData empty(0, 4);
@@ -309,8 +297,8 @@ TEST(DSoundOut, TwentyFourBitFrames_GoInWholeAcrossTheWrap_AndCountAsFloatBytes)
     };
     for (int32_t i = 0; i < 10; ++i) {
         const int32_t source = i < 6 ? 10 + i : i; // frames 10..15 wrapped over the first six
-        EXPECT_EQ(sample(i, 0), (source + 1) * 1000) << "ring frame " << i;
-        EXPECT_EQ(sample(i, 1), -(source + 1) * 1000) << "ring frame " << i;
+        EXPECT_EQ(std::pair(sample(i, 0), sample(i, 1)), std::pair((source + 1) * 1000, -(source + 1) * 1000))
+            << i;
     }
 }
 
@@ -334,10 +322,9 @@ TEST(DSoundOut, Peak_IsTheLargestValueOfTheMeterBlockBeforeTheCursor) {
     out.ring->Advance(400 * 4);
     ASSERT_TRUE(Finishes(writer));
 
-    EXPECT_EQ(out.GetPeak(0), 0.25f);
-    EXPECT_EQ(out.GetPeak(1), 399 / 1000.0f);
-    EXPECT_EQ(out.GetPeak(5), 399 / 1000.0f); // beyond the channels: the last one
-    EXPECT_EQ(out.GetMeterBuffer()[1], 384 / 1000.0f);
+    // Beyond the channels: the last one.
+    EXPECT_EQ((std::vector<float>{out.GetPeak(0), out.GetPeak(1), out.GetPeak(5), out.GetMeterBuffer()[1]}),
+              (std::vector<float>{0.25f, 399 / 1000.0f, 399 / 1000.0f, 384 / 1000.0f}));
 
     out.Close();
     EXPECT_EQ(out.GetPeak(0), 0.0f);
@@ -369,11 +356,11 @@ TEST(DSoundOut, RingSize_FollowsTheLatencyInWholeFrames_WithinItsLimits) {
         EXPECT_EQ(CDSoundOut::BufferBytesFor(c.blockAlign, c.rate, c.latencyMs), c.bytes)
             << c.blockAlign << " x " << c.rate << " x " << c.latencyMs;
 
-    EXPECT_EQ(CDSoundOut::NotificationOffset(2000, 1), 99u);
-    EXPECT_EQ(CDSoundOut::NotificationOffset(2000, 20), 1999u);
-    EXPECT_EQ(CDSoundOut::NotificationOffset(4, 1), 0u);
-    EXPECT_EQ(CDSoundOut::NotificationOffset(4, 20), 3u);
-    EXPECT_EQ(CDSoundOut::NotificationOffset(0xFFFFFE0, 20), 0xFFFFFDFu);
+    EXPECT_EQ((std::vector<uint32_t>{
+                  CDSoundOut::NotificationOffset(2000, 1), CDSoundOut::NotificationOffset(2000, 20),
+                  CDSoundOut::NotificationOffset(4, 1), CDSoundOut::NotificationOffset(4, 20),
+                  CDSoundOut::NotificationOffset(0xFFFFFE0, 20)}),
+              (std::vector<uint32_t>{99u, 1999u, 0u, 3u, 0xFFFFFDFu}));
 }
 
 TEST(DSoundOut, Format_IsAlwaysExtensible_WithTheDeviceMaskOfItsChannelCount) {
@@ -383,21 +370,18 @@ TEST(DSoundOut, Format_IsAlwaysExtensible_WithTheDeviceMaskOfItsChannelCount) {
     } cases[] = {{1, 4}, {2, 3}, {3, 0}, {6, 0x3F}, {8, 0xFF}};
     for (const auto& c : cases) {
         const WaveFormatExtensible f = CDSoundOut::MakeFormat(48000, c.channels, 24);
-        EXPECT_EQ(f.Format.wFormatTag, 0xFFFE);
-        EXPECT_EQ(f.Format.cbSize, 22);
-        EXPECT_EQ(f.Format.nBlockAlign, c.channels * 3);
-        EXPECT_EQ(f.Format.nAvgBytesPerSec, static_cast<uint32_t>(c.channels * 3 * 48000));
-        EXPECT_EQ(f.wValidBitsPerSample, 24);
-        EXPECT_EQ(f.dwChannelMask, c.mask) << c.channels << " channels";
-        EXPECT_EQ(std::memcmp(f.SubFormat, kSubFormatPcm, 16), 0);
+        EXPECT_EQ(std::tuple(int(f.Format.wFormatTag), int(f.Format.cbSize), int(f.Format.nBlockAlign),
+                             uint32_t(f.Format.nAvgBytesPerSec), int(f.wValidBitsPerSample),
+                             uint32_t(f.dwChannelMask), std::memcmp(f.SubFormat, kSubFormatPcm, 16)),
+                  std::tuple(0xFFFE, 22, c.channels * 3, uint32_t(c.channels * 3 * 48000), 24, c.mask, 0))
+            << c.channels << " channels";
     }
     HandOut out;
     ASSERT_TRUE(out.Open(22050, 2, 16, 100, 0));
     WAVEFORMATEX head{};
     out.GetFormat(&head);
-    EXPECT_EQ(head.wFormatTag, 0xFFFE);
-    EXPECT_EQ(head.nChannels, 2);
-    EXPECT_EQ(head.nSamplesPerSec, 22050u);
+    EXPECT_EQ(std::tuple(int(head.wFormatTag), int(head.nChannels), uint32_t(head.nSamplesPerSec)),
+              std::tuple(0xFFFE, 2, 22050u));
 }
 
 TEST(DSoundOut, MoreSourceChannelsThanTheDeviceOpens_AreFoldedDownByTheRenderer) {

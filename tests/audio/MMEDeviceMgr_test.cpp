@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <tuple>
 
 using namespace tw;
 
@@ -22,10 +23,9 @@ TEST(MMEDeviceMgr, ListsEveryDeviceAsALSA_WithTheDefaultDeviceLast_AndCountsItAs
     manager.GetInputNames(inputs);
     ASSERT_EQ(outputs.size(), devices.GetOutputs().size() + 1);
     ASSERT_EQ(inputs.size(), devices.GetInputs().size() + 1);
-    EXPECT_EQ(manager.GetOutputCount(), static_cast<int32_t>(outputs.size()));
-    EXPECT_EQ(manager.GetInputCount(), static_cast<int32_t>(inputs.size()));
-    EXPECT_EQ(outputs.back(), "ALSA: (default device)");
-    EXPECT_EQ(inputs.back(), "ALSA: (default device)");
+    EXPECT_EQ(std::tuple(manager.GetOutputCount(), manager.GetInputCount(), outputs.back(), inputs.back()),
+              std::tuple(int32_t(outputs.size()), int32_t(inputs.size()), "ALSA: (default device)",
+                         "ALSA: (default device)"));
     for (const std::string& name : outputs)
         EXPECT_EQ(name.rfind("ALSA: ", 0), 0u) << name;
     // `default` is the mapper and nothing else; the discard device comes after the real ones.
@@ -56,8 +56,7 @@ TEST(MMEDeviceMgr, MakesDevicesByLocalIndex_TheMapperOnTheDefaultDevice_AndAnswe
         ASSERT_NE(first, nullptr);
         EXPECT_EQ(static_cast<CMMEOut*>(first.get())->GetPcmName(), head->GetDevices().GetOutputs()[0].name);
     }
-    EXPECT_EQ(chain->GetMixerId(mapper), mapper);
-    EXPECT_EQ(chain->GetMixerId(0), 0);
+    EXPECT_EQ(std::pair(chain->GetMixerId(mapper), chain->GetMixerId(0)), std::pair(mapper, 0));
     // The number after the mapper is the next back end's first device.
     std::unique_ptr<CAudioOut> next(chain->CreateOutput(mapper + 1));
     EXPECT_EQ(dynamic_cast<CMMEOut*>(next.get()), nullptr);
@@ -93,7 +92,7 @@ TEST(AlsaDeviceList, NamesADeviceByItsDescription_OrByItsNameWithoutOne_AndLocal
     EXPECT_EQ(CAlsaDeviceList::DisplayName({"mine", ""}), "ALSA: mine");
     const CAlsaDeviceList list = CAlsaDeviceList::Enumerate();
     const int32_t count = static_cast<int32_t>(list.GetOutputs().size());
-    EXPECT_EQ(list.OutputPcm(count), "default");
-    EXPECT_EQ(list.OutputPcm(count + 1), "");
-    EXPECT_EQ(list.OutputPcm(-1), "");
+    EXPECT_EQ(
+        (std::vector<std::string>{list.OutputPcm(count), list.OutputPcm(count + 1), list.OutputPcm(-1)}),
+        (std::vector<std::string>{"default", "", ""}));
 }

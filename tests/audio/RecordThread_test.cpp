@@ -15,6 +15,7 @@
 
 #include <climits>
 #include <thread>
+#include <tuple>
 
 using namespace tw;
 using namespace tw::test;
@@ -26,14 +27,7 @@ constexpr int32_t kBlock = 768; // frames per block at 8000 Hz
 constexpr int32_t kBlockBytes = kBlock * 4;
 
 WAVEFORMATEX Stereo16() {
-    WAVEFORMATEX f{};
-    f.wFormatTag = WAVE_FORMAT_PCM;
-    f.nChannels = 2;
-    f.nSamplesPerSec = kRate;
-    f.wBitsPerSample = 16;
-    f.nBlockAlign = 4;
-    f.nAvgBytesPerSec = 4 * kRate;
-    return f;
+    return Pcm16(2, kRate);
 }
 
 // Waits up to `ms` for `done`; the tests never wait without a bound.
@@ -56,9 +50,9 @@ protected:
             thread.join();
         }
     }
-    void Start(bool paused, bool monitoring = false) {
+    void Start(bool paused, bool monitoring = false, TakeIO* take = nullptr) {
         request.framesPerBlock = kBlock;
-        request.pcm = &pcm;
+        request.pcm = take != nullptr ? take : &pcm;
         request.peaks = &peaks;
         request.format = Stereo16();
         request.devices = card.devices.get();
@@ -100,15 +94,11 @@ protected:
 } // namespace
 
 TEST(RecordBlock, IsAbout65msRoundedUpToWholePeakRecords) {
-    struct Case {
-        int32_t rate;
-        int32_t frames;
-    };
-    for (const Case c : {Case{8000, 768}, Case{7877, 768} /* 512 exactly still gains a record */,
-                         Case{11025, 768}, Case{44100, 3072}, Case{48000, 3328}, Case{192000, 12544}}) {
-        EXPECT_EQ(RecordFramesPerBlock(c.rate), c.frames) << c.rate;
-        EXPECT_EQ(RecordFramesPerBlock(c.rate) % 256, 0);
-    }
+    // At 7877 Hz 512 frames exactly still gain a record.
+    for (const auto& [rate, frames] :
+         {std::pair(8000, 768), std::pair(7877, 768), std::pair(11025, 768), std::pair(44100, 3072),
+          std::pair(48000, 3328), std::pair(192000, 12544)})
+        EXPECT_EQ(RecordFramesPerBlock(rate), frames) << rate;
 }
 
 TEST(RecordBlock, EachWidthConvertsWithItsExactScale) {
@@ -142,14 +132,15 @@ TEST(RecordBlock, EachWidthConvertsWithItsExactScale) {
         float peak1 = -1.0f;
         ASSERT_TRUE(
             ConvertRecordedBlock(pcm.data(), c.bits, 1, 256, samples.data(), record.data(), peak0, peak1));
-        for (size_t i = 0; i < c.expected.size(); ++i)
-            EXPECT_EQ(samples[i], c.expected[i]) << c.bits << " bits, sample " << i;
-        EXPECT_EQ(samples[255], 0.0f) << c.bits;
-        EXPECT_EQ(record[0], *std::min_element(c.expected.begin(), c.expected.end())) << c.bits;
-        EXPECT_EQ(record[1], std::max(0.0f, *std::max_element(c.expected.begin(), c.expected.end())))
+        EXPECT_EQ(std::vector<float>(samples.begin(), samples.begin() + c.expected.size()), c.expected)
             << c.bits;
-        EXPECT_EQ(peak0, 1.0f) << c.bits; // every case holds a full-scale negative sample
-        EXPECT_EQ(peak1, 0.0f) << c.bits; // mono: no second channel
+        EXPECT_EQ(samples[255], 0.0f) << c.bits;
+        // Every case holds a full-scale negative sample; mono has no second channel.
+        EXPECT_EQ((std::vector<float>{record[0], record[1], peak0, peak1}),
+                  (std::vector<float>{*std::min_element(c.expected.begin(), c.expected.end()),
+                                      std::max(0.0f, *std::max_element(c.expected.begin(), c.expected.end())),
+                                      1.0f, 0.0f}))
+            << c.bits;
     }
     float p0 = 0.0f;
     float p1 = 0.0f;
@@ -182,9 +173,8 @@ TEST_F(RecordThreadTest, WhilePausedNothingIsWrittenButTheMetersGoOn_AndRecordin
     Start(true);
     ASSERT_TRUE(WaitFor([&] { return request.peak0.load() > 0.0f; }));
     Sleep(3 * kBlock * 1000 / kRate);
-    EXPECT_EQ(pcm.Writes(), 0);
-    EXPECT_EQ(peaks.Writes(), 0);
-    EXPECT_EQ(request.framesRecorded.load(), 0);
+    EXPECT_EQ(std::tuple(pcm.Writes(), peaks.Writes(), request.framesRecorded.load()),
+              std::tuple(0, 0, int64_t{0}));
 
     request.paused = 0;
     ASSERT_TRUE(WaitFor([&] { return request.framesRecorded.load() >= 2 * kBlock; }));
@@ -226,13 +216,7 @@ TEST_F(RecordThreadTest, WithoutAMonitorItStillRecords_WithoutAnInputItEndsAtOnc
 
 TEST_F(RecordThreadTest, AFullDiskStopsTheThreadAndKeepsTheBlocksWrittenBeforeIt) {
     TakeIO full(2 * kBlockBytes + 100);
-    request.pcm = &full;
-    request.framesPerBlock = kBlock;
-    request.peaks = &peaks;
-    request.format = Stereo16();
-    request.devices = card.devices.get();
-    request.paused = 0;
-    thread = std::thread(RecordThreadProc, &request);
+    Start(false, false, &full);
     ASSERT_TRUE(WaitFor([&] { return request.threadEnded.load() != 0; }));
     thread.join();
     EXPECT_EQ(request.stop.load(), 1);

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <atomic>
 #include <thread>
+#include <tuple>
 
 using namespace tw;
 using namespace tw::test;
@@ -18,15 +19,6 @@ using Clock = std::chrono::steady_clock;
 namespace {
 
 constexpr int32_t kRate = 8000;
-
-// Frames [first, first + frames) of the coded signal as a float block.
-void FillCoded(CMediaData& block, int64_t first, int64_t frames, int32_t channels) {
-    block.Allocate(frames, channels * 4);
-    float* s = block.GetFloats();
-    for (int64_t f = 0; f < frames; ++f)
-        for (int32_t c = 0; c < channels; ++c)
-            s[f * channels + c] = FrameCode(first + f, c) / 32768.0f;
-}
 
 class VirtualOut : public ::testing::Test {
 protected:
@@ -37,33 +29,26 @@ protected:
 } // namespace
 
 TEST_F(VirtualOut, Open_TakesOnlyWhatACardTakes_AndSizesItsRingFromTheLatency) {
-    EXPECT_FALSE(out.Open(kRate, 2, 20, 1000, 0));
-    EXPECT_FALSE(out.Open(kRate, 0, 16, 1000, 0));
-    EXPECT_FALSE(out.Open(kRate, 9, 16, 1000, 0));
-    EXPECT_FALSE(out.Open(0, 2, 16, 1000, 0));
-    EXPECT_FALSE(out.IsOpen());
+    EXPECT_EQ((std::vector<bool>{out.Open(kRate, 2, 20, 1000, 0), out.Open(kRate, 0, 16, 1000, 0),
+                                 out.Open(kRate, 9, 16, 1000, 0), out.Open(0, 2, 16, 1000, 0), out.IsOpen()}),
+              std::vector<bool>(5, false));
 
     ASSERT_TRUE(out.Open(44100, 6, 24, 1000, 0));
-    EXPECT_EQ(out.GetBlockCount(), 40);
-    EXPECT_EQ(out.GetBlockFrames(), 44100 / 40);
+    EXPECT_EQ(std::tuple(out.GetBlockCount(), out.GetBlockFrames()), std::tuple(40, 44100 / 40));
     WAVEFORMATEX f{};
     out.GetFormat(&f);
-    EXPECT_EQ(f.nChannels, 6);
-    EXPECT_EQ(f.wBitsPerSample, 24);
-    EXPECT_EQ(f.nBlockAlign, 18);
-    EXPECT_EQ(f.nAvgBytesPerSec, 18u * 44100);
-    EXPECT_EQ(f.wFormatTag, 0xFFFE);
-    EXPECT_EQ(f.cbSize, 22);
-    EXPECT_EQ(out.GetFormatExtensible().dwChannelMask, 0x3Fu);
-    EXPECT_EQ(out.GetFormatExtensible().wValidBitsPerSample, 24);
-    EXPECT_EQ(out.GetFormatExtensible().SubFormat[0], 1); // PCM
+    const auto& x = out.GetFormatExtensible();
+    // Channels, bits, frame bytes, bytes a second, tag and extension size; mask, valid bits, PCM.
+    EXPECT_EQ(std::tuple(int(f.nChannels), int(f.wBitsPerSample), int(f.nBlockAlign),
+                         uint32_t(f.nAvgBytesPerSec), int(f.wFormatTag), int(f.cbSize),
+                         uint32_t(x.dwChannelMask), int(x.wValidBitsPerSample), int(x.SubFormat[0])),
+              std::tuple(6, 24, 18, 18u * 44100, 0xFFFE, 22, 0x3Fu, 24, 1));
 
     ASSERT_TRUE(out.Open(kRate, 8, 16, 1000, 0));
     EXPECT_EQ(out.GetFormatExtensible().dwChannelMask, 0xFFu); // the device's mask, not the renderer's
     ASSERT_TRUE(out.Open(kRate, 2, 16, 1000, 0));
     out.GetFormat(&f);
-    EXPECT_EQ(f.wFormatTag, WAVE_FORMAT_PCM);
-    EXPECT_EQ(f.cbSize, 0);
+    EXPECT_EQ(std::tuple(int(f.wFormatTag), int(f.cbSize)), std::tuple(WAVE_FORMAT_PCM, 0));
 
     ASSERT_TRUE(out.Open(kRate, 1, 16, 40, 0)); // a reopen closes first
     EXPECT_EQ(out.GetBlockCount(), 3);
@@ -130,10 +115,8 @@ TEST_F(VirtualOut, WriteAndDrain_PlayWholeDeviceBlocksInOrderAtTheRealRate_AndKe
     EXPECT_LT(seconds, 4200.0 / kRate + 0.2);
     const std::vector<int16_t> played = Samples16(endpoint->GetCaptured());
     ASSERT_EQ(played.size(), 4200u * 2);
-    for (int64_t f = 0; f < 4200; ++f) {
-        ASSERT_EQ(played[f * 2], FrameCode(f, 0)) << f;
-        ASSERT_EQ(played[f * 2 + 1], FrameCode(f, 1)) << f;
-    }
+    for (int64_t f = 0; f < 4200 * 2; ++f)
+        ASSERT_EQ(played[f], FrameCode(f / 2, int32_t(f % 2))) << f;
     out.Close();
     EXPECT_EQ(out.GetPosition(), 4200); // kept after Close
 }
@@ -272,9 +255,8 @@ TEST_F(VirtualOut, Peak_FollowsTheBlockBeingHeard_AndIsZeroWhenClosed) {
     }
     ASSERT_EQ(out.Write(block), 0);
     Sleep(30);
-    EXPECT_FLOAT_EQ(out.GetPeak(0), 0.25f);
-    EXPECT_FLOAT_EQ(out.GetPeak(1), 0.0f);
-    EXPECT_EQ(out.GetPeak(2), 0.0f);
+    EXPECT_EQ((std::vector<float>{out.GetPeak(0), out.GetPeak(1), out.GetPeak(2)}),
+              (std::vector<float>{0.25f, 0.0f, 0.0f}));
     ASSERT_NE(out.GetMeterBuffer(), nullptr);
     EXPECT_FLOAT_EQ(out.GetMeterBuffer()[1], -0.5f);
     while (out.GetPosition() < 1000)
@@ -326,12 +308,10 @@ TEST_F(VirtualOut, EveryWidth_FillsWholeFramesOfItsSize_AndABlockOfTheWrongShape
     const std::vector<uint8_t> bytes = endpoint->GetCaptured();
     ASSERT_EQ(bytes.size(), 400u * 6);
     // 0.5 and -1.0 at 24 bits, little-endian, frame after frame.
-    for (size_t f = 0; f < 400; ++f) {
-        ASSERT_EQ(bytes[f * 6 + 2], 0x40);
-        ASSERT_EQ(bytes[f * 6 + 1], 0x00);
-        ASSERT_EQ(bytes[f * 6 + 5], 0x80);
-        ASSERT_EQ(bytes[f * 6 + 3], 0x00);
-    }
+    for (size_t f = 0; f < 400; ++f)
+        ASSERT_EQ((std::vector<uint8_t>(&bytes[f * 6 + 1], &bytes[f * 6 + 6])),
+                  (std::vector<uint8_t>{0x00, 0x40, 0x00, 0x00, 0x80}))
+            << f;
 
     endpoint->SetCapture(true);
     ASSERT_TRUE(out.Open(kRate, 1, 8, 100, 0));
