@@ -93,8 +93,8 @@ TEST_F(AudioWriterTest, FilterNamesAreTheSaveFilterEntriesAndEmptyWithoutTheLibr
     EXPECT_EQ(names.front(), "Vond Tidewright Files (*.vtf)");
     EXPECT_NE(std::find(names.begin(), names.end(), "WAV(*.wav;*.wave)"), names.end());
     BSTR none = nullptr;
-    EXPECT_EQ(m_writer->GetFileFilterText(count, &none), E_INVALIDARG);
-    EXPECT_EQ(m_writer->GetFileFilterText(-1, &none), E_INVALIDARG);
+    EXPECT_EQ(std::pair(m_writer->GetFileFilterText(count, &none), m_writer->GetFileFilterText(-1, &none)),
+              std::pair(E_INVALIDARG, E_INVALIDARG));
     EXPECT_EQ(none, nullptr);
 
     // With the filters unloaded (the last document gone) a new writer offers nothing.
@@ -125,22 +125,19 @@ TEST_F(AudioWriterTest, FloatFramesAreQuantisedWithPeaksAndSortedTrackSplits) {
 
     SF_INFO info;
     const std::vector<float> back = ReadWithSndfile(path, info);
-    ASSERT_EQ(info.frames, frames);
-    ASSERT_EQ(info.channels, 2);
-    EXPECT_EQ(info.format & SF_FORMAT_SUBMASK, SF_FORMAT_PCM_16);
+    ASSERT_EQ(std::tuple(info.frames, info.channels, info.format & SF_FORMAT_SUBMASK),
+              std::tuple(sf_count_t{frames}, 2, int(SF_FORMAT_PCM_16)));
     double worst = 0;
     for (size_t i = 0; i < back.size(); ++i)
         worst = std::max(worst, std::abs(static_cast<double>(back[i]) - samples[i]));
     EXPECT_LT(worst, 2.0 / 32768); // quantised with at most dither's extra step
 
     // One marker per position: the later split at 8000 replaced the earlier.
-    const std::vector<CuePoint> cues = ReadCuePoints(path);
-    ASSERT_EQ(cues.size(), 2u);
-    EXPECT_EQ(cues[0].position, 0u);
-    EXPECT_EQ(cues[0].title, "First");
-    EXPECT_EQ(cues[0].artist, "A");
-    EXPECT_EQ(cues[1].position, 8000u);
-    EXPECT_EQ(cues[1].title, "Second again");
+    std::vector<std::tuple<uint32_t, std::string, std::string>> cues;
+    for (const CuePoint& cue : ReadCuePoints(path))
+        cues.emplace_back(cue.position, cue.title, cue.artist);
+    EXPECT_EQ(cues, (std::vector<std::tuple<uint32_t, std::string, std::string>>{
+                        {0u, "First", "A"}, {8000u, "Second again", "B"}}));
 
     // The peak file names the finished file, so an editor finds it valid.
     CPeakFileManager peaks;
@@ -293,9 +290,9 @@ TEST_F(AudioWriterTest, SaveDialogThatNobodyAnswers_IsCancelledAndOpensNothing) 
 TEST(FileDialogFilter, EntriesSplitAtBarsAndPatternsAtSemicolons) {
     const auto entries = CFileDialog::ParseFilter("WAV (*.wav)|*.wav;*.wave|FLAC|*.flac||");
     ASSERT_EQ(entries.size(), 2u);
-    EXPECT_EQ(entries[0].name, "WAV (*.wav)");
-    EXPECT_EQ(entries[0].patterns, (std::vector<std::string>{"*.wav", "*.wave"}));
-    EXPECT_EQ(entries[1].patterns, (std::vector<std::string>{"*.flac"}));
+    EXPECT_EQ(std::tuple(entries[0].name, entries[0].patterns, entries[1].name, entries[1].patterns),
+              std::tuple("WAV (*.wav)", std::vector<std::string>{"*.wav", "*.wave"}, "FLAC",
+                         std::vector<std::string>{"*.flac"}));
     EXPECT_TRUE(CFileDialog::ParseFilter("").empty());
     EXPECT_EQ(CFileDialog::ParseFilter("Name only").size(), 0u);
 

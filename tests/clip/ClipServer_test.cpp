@@ -57,8 +57,7 @@ TEST_F(ClipServerTest, AloneItStartsTheFiltersAndSeesNoDocuments) {
         CFileFilterManager::Instance()->GetSaveFilter().rfind("Vond Tidewright Files (*.vtf)|*.vtf|", 0), 0u);
     int32_t status[2] = {-7, -7};
     EXPECT_EQ(m_server->QueryTKStatusByTrackloomRM(status), S_OK);
-    EXPECT_EQ(status[0], 0);
-    EXPECT_EQ(status[1], 0);
+    EXPECT_EQ(std::vector<int32_t>(status, status + 2), (std::vector<int32_t>{0, 0}));
     EXPECT_EQ(m_server->ForceCloseAllTKWindow(), S_OK);
     EXPECT_EQ(m_server->Cleanup(), S_OK);
     EXPECT_EQ(m_server->QueryTKStatusByTrackloomRM(nullptr), E_POINTER);
@@ -68,16 +67,13 @@ TEST_F(ClipServerTest, WithTheApplicationItAsksItForFiltersStatusAndClosing) {
     FakeApplication application;
     HookScope scope(&application);
     EXPECT_EQ(m_server->InitServer(), S_OK);
-    EXPECT_EQ(application.starts, 1);
-    EXPECT_EQ(application.deviceStarts, 1); // the devices come before the filters, as for tkInitDLL
+    EXPECT_EQ(std::pair(application.starts, application.deviceStarts), std::pair(1, 1));
     EXPECT_TRUE(m_presentation->Boxes().empty());
 
     // Both words are written, the second beside the first.
     int32_t status[3] = {-7, -7, -7};
     EXPECT_EQ(m_server->QueryTKStatusByTrackloomRM(status), S_OK);
-    EXPECT_EQ(status[0], 1);
-    EXPECT_EQ(status[1], 3);
-    EXPECT_EQ(status[2], -7);
+    EXPECT_EQ(std::vector<int32_t>(status, status + 3), (std::vector<int32_t>{1, 3, -7}));
 
     EXPECT_EQ(m_server->ForceCloseAllTKWindow(), S_OK);
     EXPECT_EQ(application.closes, 1);

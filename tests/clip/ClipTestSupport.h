@@ -5,6 +5,7 @@
 
 #include "clip/ClipClasses.h"
 #include "clip/ServerTestSupport.h"
+#include "components/ComRef.h"
 #include "platform/Utf.h"
 
 #include <tidework/clip.h>
@@ -13,33 +14,16 @@
 #include <cmath>
 #include <functional>
 #include <thread>
+#include <tuple>
 
 namespace tw::test {
 
-// Owns one reference to an interface.
-template <class I> class ComPtr {
-public:
-    ComPtr() = default;
-    explicit ComPtr(I* p) : m_p(p) {}
-    ~ComPtr() {
-        if (m_p)
-            m_p->Release();
-    }
-    ComPtr(ComPtr&& other) noexcept : m_p(other.m_p) { other.m_p = nullptr; }
-    ComPtr(const ComPtr&) = delete;
-    ComPtr& operator=(const ComPtr&) = delete;
-    I* operator->() const { return m_p; }
-    I* get() const { return m_p; }
-    explicit operator bool() const { return m_p != nullptr; }
-
-private:
-    I* m_p = nullptr;
-};
+template <class I> using ComPtr = twtest::ComRef<I>;
 
 template <class I> ComPtr<I> Query(IUnknown* object, const IID& iid) {
-    void* out = nullptr;
-    EXPECT_EQ(object->QueryInterface(iid, &out), S_OK);
-    return ComPtr<I>(static_cast<I*>(out));
+    ComPtr<I> out = twtest::QueryAs<I>(object, iid);
+    EXPECT_TRUE(out);
+    return out;
 }
 
 // A BSTR for one call.
@@ -177,6 +161,68 @@ protected:
         }
         EXPECT_EQ(reader->Close(handle), S_OK);
         return all;
+    }
+
+    static int64_t Length(IAbstractClip* clip) {
+        int64_t length = -1;
+        EXPECT_EQ(clip->GetOriginalLength(&length), S_OK);
+        return length;
+    }
+    static int64_t Looped(IAbstractClip* clip) {
+        int64_t length = -1;
+        EXPECT_EQ(clip->GetLoopedLength(&length), S_OK);
+        return length;
+    }
+    static int16_t Channels(IAbstractClip* clip) {
+        int16_t channels = -1;
+        EXPECT_EQ(clip->GetSourceChannels(&channels), S_OK);
+        return channels;
+    }
+    static std::string Name(IAbstractClip* clip) {
+        BSTR name = nullptr;
+        EXPECT_EQ(clip->GetName(&name), S_OK);
+        return TakeString(name);
+    }
+
+    // The clip's indexes: position, type, title and artist.
+    using Index = std::tuple<int32_t, int16_t, std::string, std::string>;
+    static std::vector<Index> Indexes(IUnknown* clip) {
+        ComPtr<IIndexContainer> indexes = Query<IIndexContainer>(clip, IID_IIndexContainer);
+        int32_t count = 0;
+        EXPECT_EQ(indexes->GetIndexCount(&count), S_OK);
+        std::vector<Index> out;
+        for (int32_t i = 0; i < count; ++i) {
+            int32_t position = -1;
+            int16_t type = -1;
+            BSTR title = nullptr, artist = nullptr;
+            EXPECT_EQ(indexes->GetIndex(i, &position, &type, &title, &artist), S_OK);
+            out.emplace_back(position, type, TakeString(title), TakeString(artist));
+        }
+        return out;
+    }
+
+    static std::vector<uint8_t> Serialized(IUnknown* clip) {
+        SAFEARRAY* data = nullptr;
+        EXPECT_EQ(Query<ISerializable>(clip, IID_ISerializable)->Serialize(&data), S_OK);
+        return data != nullptr ? Bytes(data) : std::vector<uint8_t>();
+    }
+    static HRESULT Restore(IUnknown* clip, const std::vector<uint8_t>& bytes) {
+        SAFEARRAY* in = ByteArray(bytes);
+        const HRESULT hr = Query<ISerializable>(clip, IID_ISerializable)->CreateFromSerialization(in);
+        SafeArrayDestroy(in);
+        return hr;
+    }
+
+    // The curve of frames [from, to) in `width` columns.
+    static std::vector<float> Curve(IUnknown* clip, int64_t from, int64_t to, int32_t width) {
+        SAFEARRAY* curve = nullptr;
+        EXPECT_EQ(Query<IVisualReader>(clip, IID_IVisualReader)->GetCurve(from, to, width, &curve), S_OK);
+        if (curve == nullptr)
+            return {};
+        const auto* v = static_cast<const float*>(curve->pvData);
+        std::vector<float> out(v, v + curve->rgsabound[0].cElements);
+        SafeArrayDestroy(curve);
+        return out;
     }
 
     static std::vector<uint8_t> Bytes(SAFEARRAY* array) {

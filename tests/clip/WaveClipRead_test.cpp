@@ -42,10 +42,8 @@ TEST_F(WaveClipReadTest, ChannelsMapByModuloWithoutDownmix) {
     ComPtr<IAbstractClip> mono = RampClip("ramp_mono.wav", 1, 44100, 3000);
     ASSERT_EQ(mono->SetRenderFormat(44100, 2), S_OK);
     const std::vector<float> both = ReadAll(mono.get(), 3000, 2);
-    for (int64_t f = 0; f < 3000; ++f) {
-        ASSERT_EQ(both[f * 2], static_cast<float>(Ramp(f, 0)));
-        ASSERT_EQ(both[f * 2 + 1], both[f * 2]) << "the mono channel plays on both outputs";
-    }
+    for (int64_t i = 0; i < 3000 * 2; ++i)
+        ASSERT_EQ(both[i], static_cast<float>(Ramp(i / 2, 0))) << "the mono channel plays on both outputs";
 
     ComPtr<IAbstractClip> stereo = RampClip("ramp_stereo.wav", 2, 44100, 3000);
     ASSERT_EQ(stereo->SetRenderFormat(44100, 1), S_OK);
@@ -154,9 +152,7 @@ TEST_F(WaveClipReadTest, ALoopedLengthRepeatsTheClipWithoutAGap) {
     ComPtr<IAbstractClip> clip = RampClip("ramp_loop.wav", 2, 44100, 1000);
     ASSERT_EQ(clip->SetRenderFormat(44100, 2), S_OK);
     ASSERT_EQ(clip->SetLoopedLength(2500), S_OK);
-    int64_t looped = 0;
-    ASSERT_EQ(clip->GetLoopedLength(&looped), S_OK);
-    EXPECT_EQ(looped, 2500);
+    EXPECT_EQ(Looped(clip.get()), 2500);
     const std::vector<float> out = ReadAll(clip.get(), 3000, 2, 700);
     for (int64_t f = 0; f < 3000; ++f) {
         for (int c = 0; c < 2; ++c) {
@@ -166,13 +162,9 @@ TEST_F(WaveClipReadTest, ALoopedLengthRepeatsTheClipWithoutAGap) {
     }
 
     // The curve covers the repetitions too.
-    ComPtr<IVisualReader> visual = Query<IVisualReader>(clip.get(), IID_IVisualReader);
-    SAFEARRAY* curve = nullptr;
-    ASSERT_EQ(visual->GetCurve(1000, 2000, 1000, &curve), S_OK);
-    const auto* values = static_cast<const float*>(curve->pvData);
-    EXPECT_EQ(values[0], static_cast<float>(Ramp(0, 0)));
-    EXPECT_EQ(values[1], static_cast<float>(Ramp(0, 0)));
-    SafeArrayDestroy(curve);
+    const std::vector<float> values = Curve(clip.get(), 1000, 2000, 1000);
+    ASSERT_GE(values.size(), 2u);
+    EXPECT_EQ(std::pair(values[0], values[1]), std::pair(float(Ramp(0, 0)), float(Ramp(0, 0))));
 
     // A looped length shorter than the clip leaves it whole.
     ASSERT_EQ(clip->SetLoopedLength(300), S_OK);
@@ -197,16 +189,15 @@ TEST_F(WaveClipReadTest, HandlesAndArraysAreChecked) {
     uint64_t handle = 0;
     ASSERT_EQ(reader->Open(&handle), S_OK);
 
+    // Unknown handles, no array, an array of shorts (samples are 4-byte floats) and a null array.
     SAFEARRAY* floats = SafeArrayCreateVector(VT_R4, 0, 8);
-    EXPECT_EQ(reader->Read(handle + 8, &floats), E_INVALIDARG);
-    EXPECT_EQ(reader->Read(0x1234, &floats), E_INVALIDARG);
-    EXPECT_EQ(reader->Seek(0x1234, 0), E_INVALIDARG);
-    EXPECT_EQ(reader->Read(handle, nullptr), E_INVALIDARG);
     SAFEARRAY* shorts = SafeArrayCreateVector(VT_I2, 0, 8);
-    EXPECT_EQ(reader->Read(handle, &shorts), E_INVALIDARG) << "samples are 4-byte floats";
-    SafeArrayDestroy(shorts);
     SAFEARRAY* empty = nullptr;
-    EXPECT_EQ(reader->Read(handle, &empty), E_INVALIDARG);
+    EXPECT_EQ((std::vector<HRESULT>{reader->Read(handle + 8, &floats), reader->Read(0x1234, &floats),
+                                    reader->Seek(0x1234, 0), reader->Read(handle, nullptr),
+                                    reader->Read(handle, &shorts), reader->Read(handle, &empty)}),
+              std::vector<HRESULT>(6, E_INVALIDARG));
+    SafeArrayDestroy(shorts);
 
     // An array of an odd length fills the whole frames and silences the rest.
     SAFEARRAY* odd = SafeArrayCreateVector(VT_R4, 0, 5);
@@ -251,52 +242,37 @@ TEST_F(WaveClipReadTest, CurveColumnsHoldMinimumAndMaximumPerChannel) {
     });
     ComPtr<IAbstractClip> clip = OpenClip(path);
     ASSERT_EQ(clip->SetRenderFormat(44100, 1), S_OK);
-    ComPtr<IVisualReader> visual = Query<IVisualReader>(clip.get(), IID_IVisualReader);
-
-    for (int32_t width : {2, 500, 1000}) { // per-column reads, merged file peaks, fine peaks
-        SAFEARRAY* curve = nullptr;
-        ASSERT_EQ(visual->GetCurve(0, frames, width, &curve), S_OK) << width;
-        ASSERT_EQ(curve->rgsabound[0].cElements, static_cast<ULONG>(2 * width * 2))
-            << "source channels count";
-        const auto* v = static_cast<const float*>(curve->pvData);
+    // Per-column reads, merged file peaks, fine peaks; the source's channels count. Each column holds
+    // left min, left max, right min, right max.
+    for (int32_t width : {2, 500, 1000}) {
+        const std::vector<float> v = Curve(clip.get(), 0, frames, width);
+        ASSERT_EQ(v.size(), static_cast<size_t>(2 * width * 2)) << width;
         for (int32_t col = 0; col < width; ++col) {
-            const float* column = v + col * 4; // left min, left max, right min, right max
-            if (col < width / 2) {
-                EXPECT_EQ(column[0], -0.75f) << width << " " << col;
-                EXPECT_EQ(column[1], 0.75f);
-            } else {
-                EXPECT_EQ(column[0], 0.0f) << width << " " << col;
-                EXPECT_EQ(column[1], 0.0f);
-            }
-            EXPECT_EQ(column[2], -0.125f);
-            EXPECT_EQ(column[3], 0.125f);
+            const float loud = col < width / 2 ? 0.75f : 0.0f;
+            EXPECT_EQ(std::vector<float>(&v[col * 4], &v[col * 4 + 4]),
+                      (std::vector<float>{-loud, loud, -0.125f, 0.125f}))
+                << width << " " << col;
         }
-        SafeArrayDestroy(curve);
     }
-
     // An empty range has no curve; the end of a range is at least frame 1.
+    ComPtr<IVisualReader> visual = Query<IVisualReader>(clip.get(), IID_IVisualReader);
     SAFEARRAY* curve = nullptr;
     EXPECT_EQ(visual->GetCurve(500, 500, 4, &curve), E_FAIL);
-    EXPECT_EQ(visual->GetCurve(0, 0, 1, &curve), S_OK);
-    EXPECT_EQ(curve->rgsabound[0].cElements, 4u);
-    EXPECT_EQ(static_cast<const float*>(curve->pvData)[0], -0.75f);
-    SafeArrayDestroy(curve);
     EXPECT_EQ(visual->GetCurve(0, 100, 10, nullptr), E_POINTER);
+    const std::vector<float> one = Curve(clip.get(), 0, 0, 1);
+    ASSERT_EQ(one.size(), 4u);
+    EXPECT_EQ(one[0], -0.75f);
 }
 
 TEST_F(WaveClipReadTest, CurvesFollowTheRenderRate) {
     ComPtr<IAbstractClip> clip = RampClip("ramp_curve_rate.wav", 1, 22050, 22050);
     ASSERT_EQ(clip->SetRenderFormat(44100, 1), S_OK);
-    ComPtr<IVisualReader> visual = Query<IVisualReader>(clip.get(), IID_IVisualReader);
     // Render frames 20000..20010 are source frames 10000..10005: one column per source frame.
-    SAFEARRAY* curve = nullptr;
-    ASSERT_EQ(visual->GetCurve(20000, 20010, 5, &curve), S_OK);
-    const auto* v = static_cast<const float*>(curve->pvData);
-    for (int col = 0; col < 5; ++col) {
-        EXPECT_EQ(v[col * 2], static_cast<float>(Ramp(10000 + col, 0)));
-        EXPECT_EQ(v[col * 2 + 1], v[col * 2]);
-    }
-    SafeArrayDestroy(curve);
+    const std::vector<float> v = Curve(clip.get(), 20000, 20010, 5);
+    ASSERT_EQ(v.size(), 10u);
+    for (int col = 0; col < 5; ++col)
+        EXPECT_EQ(std::pair(v[col * 2], v[col * 2 + 1]),
+                  std::pair(float(Ramp(10000 + col, 0)), float(Ramp(10000 + col, 0))));
 }
 
 } // namespace

@@ -38,34 +38,20 @@ TEST_F(WaveClipReplaceTest, TheRangeIsReplacedAndMarkersBehindItMove) {
     MakeTone(tone, 3000);
     // Frames 4000..6000 become 3000 frames of tone.
     ASSERT_EQ(clip->ReplaceEditedMedia(Address(tone), 4000, 6000), S_OK);
-    int64_t length = 0;
-    ASSERT_EQ(clip->GetOriginalLength(&length), S_OK);
-    EXPECT_EQ(length, 11000);
+    EXPECT_EQ(Length(clip.get()), 11000);
     const std::vector<float> samples = ReadAll(clip.get(), 11000, 1);
-    EXPECT_EQ(samples[3999], 0.25f);
+    EXPECT_EQ((std::vector<float>{samples[3999], samples[7000], samples[10999]}),
+              std::vector<float>(3, 0.25f));
     EXPECT_NEAR(samples[4010], 0.5 * std::sin(2.0 * kPi * 1000.0 * 10.0 / 44100.0), 1e-4);
-    EXPECT_EQ(samples[7000], 0.25f);
-    EXPECT_EQ(samples[10999], 0.25f);
-
-    ComPtr<IIndexContainer> indexes = Query<IIndexContainer>(clip.get(), IID_IIndexContainer);
-    int32_t count = 0;
-    ASSERT_EQ(indexes->GetIndexCount(&count), S_OK);
-    ASSERT_EQ(count, 2) << "the marker inside the range goes";
-    int32_t position = 0;
-    int16_t type = 0;
-    BSTR title = nullptr;
-    BSTR artist = nullptr;
-    ASSERT_EQ(indexes->GetIndex(1, &position, &type, &title, &artist), S_OK);
-    EXPECT_EQ(position, 9000);
-    EXPECT_EQ(TakeString(title), "behind");
-    SysFreeString(artist);
+    // The marker inside the range goes.
+    EXPECT_EQ(Indexes(clip.get()), (std::vector<Index>{{1000, 0, "before", ""}, {9000, 0, "behind", ""}}));
 
     // A range outside the clip is refused and changes nothing.
-    EXPECT_EQ(clip->ReplaceEditedMedia(Address(tone), 5, 2), E_INVALIDARG);
-    EXPECT_EQ(clip->ReplaceEditedMedia(Address(tone), 0, 11001), E_INVALIDARG);
-    EXPECT_EQ(clip->ReplaceEditedMedia(Address(tone), -1, 10), E_INVALIDARG);
-    ASSERT_EQ(clip->GetOriginalLength(&length), S_OK);
-    EXPECT_EQ(length, 11000);
+    EXPECT_EQ((std::vector<HRESULT>{clip->ReplaceEditedMedia(Address(tone), 5, 2),
+                                    clip->ReplaceEditedMedia(Address(tone), 0, 11001),
+                                    clip->ReplaceEditedMedia(Address(tone), -1, 10)}),
+              std::vector<HRESULT>(3, E_INVALIDARG));
+    EXPECT_EQ(Length(clip.get()), 11000);
 }
 
 TEST_F(WaveClipReplaceTest, ReplacingAtTheEndAppendsAndAGeneratedStreamSurvivesSerialisation) {
@@ -78,17 +64,9 @@ TEST_F(WaveClipReplaceTest, ReplacingAtTheEndAppendsAndAGeneratedStreamSurvivesS
         ASSERT_EQ(clip->ReplaceEditedMedia(Address(tone), 2000, 2000), S_OK);
     } // the clip keeps what it took: the tone's own document may go
 
-    ComPtr<ISerializable> serial = Query<ISerializable>(clip.get(), IID_ISerializable);
-    SAFEARRAY* data = nullptr;
-    ASSERT_EQ(serial->Serialize(&data), S_OK);
-    SAFEARRAY* in = ByteArray(Bytes(data));
     ComPtr<IAbstractClip> copy = NewClip();
-    ASSERT_EQ(Query<ISerializable>(copy.get(), IID_ISerializable)->CreateFromSerialization(in), S_OK);
-    SafeArrayDestroy(in);
-
-    int64_t length = 0;
-    ASSERT_EQ(copy->GetOriginalLength(&length), S_OK);
-    EXPECT_EQ(length, 3000);
+    ASSERT_EQ(Restore(copy.get(), Serialized(clip.get())), S_OK);
+    EXPECT_EQ(Length(copy.get()), 3000);
     const std::vector<float> restored = ReadAll(copy.get(), 3000, 1);
     EXPECT_EQ(restored, ReadAll(clip.get(), 3000, 1));
     EXPECT_EQ(restored[1999], -0.5f);
@@ -123,9 +101,7 @@ TEST_F(WaveClipReplaceTest, StreamsInsideAnotherContainerAreCopiedIntoTheSeriali
         ComPtr<IAbstractClip> clip = NewClip();
         ASSERT_EQ(clip->ReplaceEditedMedia(Address(media), 0, 0), S_OK);
         expected = ReadAll(clip.get(), 3000, 2);
-        SAFEARRAY* data = nullptr;
-        ASSERT_EQ(Query<ISerializable>(clip.get(), IID_ISerializable)->Serialize(&data), S_OK);
-        bytes = Bytes(data);
+        bytes = Serialized(clip.get());
     } // clip, media, stream and container go; only the bytes are left
     EXPECT_EQ(expected[2 * 1234 + 1],
               static_cast<float>(ToPcm16((1234 * 13 + 777) % 4000 / 4096.0 - 2000 / 4096.0)) / 32768.0f);
@@ -134,19 +110,13 @@ TEST_F(WaveClipReplaceTest, StreamsInsideAnotherContainerAreCopiedIntoTheSeriali
     // first restored clip's memory container.
     for (int round = 0; round < 2; ++round) {
         ComPtr<IAbstractClip> restored = NewClip();
-        SAFEARRAY* in = ByteArray(bytes);
-        ASSERT_EQ(Query<ISerializable>(restored.get(), IID_ISerializable)->CreateFromSerialization(in), S_OK);
-        SafeArrayDestroy(in);
+        ASSERT_EQ(Restore(restored.get(), bytes), S_OK);
         EXPECT_EQ(ReadAll(restored.get(), 3000, 2), expected) << round;
         WaitForPeaks(restored.get());
-        SAFEARRAY* curve = nullptr;
-        ASSERT_EQ(Query<IVisualReader>(restored.get(), IID_IVisualReader)->GetCurve(0, 3000, 2, &curve),
-                  S_OK);
-        EXPECT_LT(static_cast<const float*>(curve->pvData)[0], -0.4f) << "peak rows came along";
-        SafeArrayDestroy(curve);
-        SAFEARRAY* data = nullptr;
-        ASSERT_EQ(Query<ISerializable>(restored.get(), IID_ISerializable)->Serialize(&data), S_OK);
-        bytes = Bytes(data);
+        const std::vector<float> curve = Curve(restored.get(), 0, 3000, 2);
+        ASSERT_FALSE(curve.empty());
+        EXPECT_LT(curve[0], -0.4f) << "peak rows came along";
+        bytes = Serialized(restored.get());
     }
 }
 

@@ -6,6 +6,7 @@
 #include "platform/ComRegistry.h"
 
 #include <algorithm>
+#include <tuple>
 
 using namespace tw;
 using namespace tw::test;
@@ -42,14 +43,15 @@ TEST_F(WaveClipTest, OneIdentityThroughEveryInterfaceAndTheLastReleaseDeletes) {
     void* errorsRaw = nullptr;
     ASSERT_EQ(unknown->QueryInterface(IID_ISupportErrorInfo, &errorsRaw), S_OK);
     auto* errors = static_cast<ISupportErrorInfo*>(errorsRaw);
-    EXPECT_EQ(errors->InterfaceSupportsErrorInfo(IID_IAbstractClip), S_OK);
-    EXPECT_EQ(errors->InterfaceSupportsErrorInfo(IID_IIndexContainer), S_OK);
-    EXPECT_EQ(errors->InterfaceSupportsErrorInfo(IID_IUnknown), S_FALSE);
+    EXPECT_EQ((std::vector<HRESULT>{errors->InterfaceSupportsErrorInfo(IID_IAbstractClip),
+                                    errors->InterfaceSupportsErrorInfo(IID_IIndexContainer),
+                                    errors->InterfaceSupportsErrorInfo(IID_IUnknown)}),
+              (std::vector<HRESULT>{S_OK, S_OK, S_FALSE}));
 
+    // The creation reference, the ISupportErrorInfo one, and one more.
     const int32_t live = CWaveClip::LiveCount();
-    EXPECT_EQ(unknown->AddRef(), 3u); // the creation reference, the ISupportErrorInfo one, this one
-    EXPECT_EQ(unknown->Release(), 2u);
-    EXPECT_EQ(errors->Release(), 1u);
+    EXPECT_EQ((std::vector<uint32_t>{unknown->AddRef(), unknown->Release(), errors->Release()}),
+              (std::vector<uint32_t>{3u, 2u, 1u}));
     EXPECT_EQ(CWaveClip::LiveCount(), live);
     EXPECT_EQ(unknown->Release(), 0u);
     EXPECT_EQ(CWaveClip::LiveCount(), live - 1);
@@ -76,32 +78,24 @@ TEST_F(WaveClipTest, TheFactoryIsRegisteredByNameAndRefusesAggregation) {
 
 TEST_F(WaveClipTest, FixedAnswersOfAClipWithoutAFile) {
     ComPtr<IAbstractClip> clip = NewClip();
-    EXPECT_EQ(clip->Create(), E_NOTIMPL);
     uint32_t mode = 0;
-    EXPECT_EQ(clip->QueryCreationMode(&mode), S_OK);
+    // The clip engine alone has no editor windows.
+    EXPECT_EQ((std::vector<HRESULT>{clip->Create(), clip->QueryCreationMode(&mode), clip->ShowEditor()}),
+              (std::vector<HRESULT>{E_NOTIMPL, S_OK, E_NOTIMPL}));
     EXPECT_EQ(mode, 1u);
-    EXPECT_EQ(clip->ShowEditor(), E_NOTIMPL); // the clip engine alone has no editor windows
-
-    int16_t channels = -1;
-    int64_t length = -1;
-    EXPECT_EQ(clip->GetSourceChannels(&channels), S_OK);
-    EXPECT_EQ(channels, 0);
-    EXPECT_EQ(clip->GetOriginalLength(&length), S_OK);
-    EXPECT_EQ(length, 0);
-    BSTR name = nullptr;
-    EXPECT_EQ(clip->GetName(&name), S_OK);
-    EXPECT_EQ(TakeString(name), "");
+    EXPECT_EQ(std::tuple(Channels(clip.get()), Length(clip.get()), Name(clip.get())),
+              std::tuple(int16_t{0}, int64_t{0}, std::string()));
 
     ComPtr<IVisualReader> visual = Query<IVisualReader>(clip.get(), IID_IVisualReader);
     VARIANT_BOOL bitmap = VARIANT_TRUE;
-    EXPECT_EQ(visual->QueryBitmapSupport(&bitmap), S_OK);
-    EXPECT_EQ(bitmap, VARIANT_FALSE);
     IUnknown* picture = reinterpret_cast<IUnknown*>(1);
-    EXPECT_EQ(visual->GetBitmap(0, 100, 10, 10, &picture), E_NOTIMPL);
-    EXPECT_EQ(picture, nullptr);
     int16_t progress = 0;
-    EXPECT_EQ(visual->GetProgress(&progress), S_OK);
-    EXPECT_EQ(progress, 100);
+    EXPECT_EQ(
+        (std::vector<HRESULT>{visual->QueryBitmapSupport(&bitmap),
+                              visual->GetBitmap(0, 100, 10, 10, &picture), visual->GetProgress(&progress)}),
+        (std::vector<HRESULT>{S_OK, E_NOTIMPL, S_OK}));
+    EXPECT_EQ(std::tuple(bitmap, picture, progress),
+              std::tuple(VARIANT_BOOL(VARIANT_FALSE), nullptr, int16_t{100}));
 
     // An empty clip reads silence.
     ASSERT_EQ(clip->SetRenderFormat(48000, 2), S_OK);
@@ -119,28 +113,23 @@ TEST_F(WaveClipTest, BadArgumentsGiveTheirCodesAndChangeNothing) {
     WriteWav16(path, 1, 44100, 1000, [](int64_t f, int) { return (f % 100) / 200.0; });
     ComPtr<IAbstractClip> clip = OpenClip(path);
 
-    EXPECT_EQ(clip->OpenFile(nullptr), E_INVALIDARG);
-    EXPECT_EQ(clip->OpenFile(Bstr("")), E_INVALIDARG);
-    EXPECT_EQ(clip->SetRenderFormat(0, 2), E_INVALIDARG);
-    EXPECT_EQ(clip->SetRenderFormat(48000, 0), E_INVALIDARG);
-    EXPECT_EQ(clip->SetRenderFormat(-44100, 2), E_INVALIDARG);
-    EXPECT_EQ(clip->SetRenderFormat(2000000000, 8), E_INVALIDARG);
-    EXPECT_EQ(clip->SetLoopedLength(-1), E_INVALIDARG);
-    EXPECT_EQ(clip->GetOriginalLength(nullptr), E_POINTER);
-    EXPECT_EQ(clip->QueryCreationMode(nullptr), E_POINTER);
-    EXPECT_EQ(clip->ReplaceEditedMedia(nullptr, 0, 10), S_FALSE);
-    EXPECT_EQ(clip->SetHost(clip.get()), E_FAIL) << "a clip offers no host interface";
-
-    int64_t length = 0;
-    EXPECT_EQ(clip->GetOriginalLength(&length), S_OK);
-    EXPECT_EQ(length, 1000);
+    // The last: a clip offers no host interface.
+    EXPECT_EQ(
+        (std::vector<HRESULT>{clip->OpenFile(nullptr), clip->OpenFile(Bstr("")), clip->SetRenderFormat(0, 2),
+                              clip->SetRenderFormat(48000, 0), clip->SetRenderFormat(-44100, 2),
+                              clip->SetRenderFormat(2000000000, 8), clip->SetLoopedLength(-1),
+                              clip->GetOriginalLength(nullptr), clip->QueryCreationMode(nullptr),
+                              clip->ReplaceEditedMedia(nullptr, 0, 10), clip->SetHost(clip.get())}),
+        (std::vector<HRESULT>{E_INVALIDARG, E_INVALIDARG, E_INVALIDARG, E_INVALIDARG, E_INVALIDARG,
+                              E_INVALIDARG, E_INVALIDARG, E_POINTER, E_POINTER, S_FALSE, E_FAIL}));
+    EXPECT_EQ(Length(clip.get()), 1000);
 
     ComPtr<IVisualReader> visual = Query<IVisualReader>(clip.get(), IID_IVisualReader);
     SAFEARRAY* curve = nullptr;
-    EXPECT_EQ(visual->GetCurve(0, 1000, 0, &curve), E_INVALIDARG);
-    EXPECT_EQ(visual->GetCurve(0, 1000, -5, &curve), E_INVALIDARG);
-    EXPECT_EQ(visual->GetCurve(500, 100, 10, &curve), E_INVALIDARG);
-    EXPECT_EQ(visual->GetCurve(-1, 100, 10, &curve), E_INVALIDARG);
+    EXPECT_EQ(
+        (std::vector<HRESULT>{visual->GetCurve(0, 1000, 0, &curve), visual->GetCurve(0, 1000, -5, &curve),
+                              visual->GetCurve(500, 100, 10, &curve), visual->GetCurve(-1, 100, 10, &curve)}),
+        std::vector<HRESULT>(4, E_INVALIDARG));
     EXPECT_EQ(curve, nullptr);
 
     ComPtr<ISerializable> serial = Query<ISerializable>(clip.get(), IID_ISerializable);
@@ -148,39 +137,25 @@ TEST_F(WaveClipTest, BadArgumentsGiveTheirCodesAndChangeNothing) {
     SAFEARRAY* floats = SafeArrayCreateVector(VT_R4, 0, 8);
     EXPECT_EQ(serial->CreateFromSerialization(floats), E_INVALIDARG) << "bytes only";
     SafeArrayDestroy(floats);
-    EXPECT_EQ(clip->GetOriginalLength(&length), S_OK);
-    EXPECT_EQ(length, 1000) << "a refused restore leaves the clip";
+    EXPECT_EQ(Length(clip.get()), 1000) << "a refused restore leaves the clip";
 }
 
 TEST_F(WaveClipTest, OpeningGivesNameChannelsAndLengthAtTheRenderRate) {
     const std::string path = PathOf("tone_44100_2ch_16bit.wav");
     WriteWav16(path, 2, 44100, 44100, [](int64_t f, int c) { return Sine(f, 440.0 * (c + 1), 44100, 0.5); });
     ComPtr<IAbstractClip> clip = OpenClip(path);
-    BSTR name = nullptr;
-    ASSERT_EQ(clip->GetName(&name), S_OK);
-    EXPECT_EQ(TakeString(name), path);
-    int16_t channels = 0;
-    EXPECT_EQ(clip->GetSourceChannels(&channels), S_OK);
-    EXPECT_EQ(channels, 2);
-
-    int64_t length = 0;
-    EXPECT_EQ(clip->GetOriginalLength(&length), S_OK);
-    EXPECT_EQ(length, 44100) << "without a render format the clip renders at its own rate";
+    EXPECT_EQ(std::tuple(Name(clip.get()), Channels(clip.get())), std::tuple(path, int16_t{2}));
+    EXPECT_EQ(Length(clip.get()), 44100) << "without a render format the clip renders at its own rate";
     ASSERT_EQ(clip->SetRenderFormat(48000, 1), S_OK);
-    EXPECT_EQ(clip->GetOriginalLength(&length), S_OK);
-    const float ratio = 44100.0f / 48000.0f;
-    EXPECT_EQ(length, static_cast<int64_t>(44100.0 / static_cast<double>(ratio)));
+    const int64_t length = Length(clip.get());
+    EXPECT_EQ(length, static_cast<int64_t>(44100.0 / static_cast<double>(44100.0f / 48000.0f)));
     EXPECT_NEAR(static_cast<double>(length), 48000.0, 1.0);
-    EXPECT_EQ(clip->GetSourceChannels(&channels), S_OK);
-    EXPECT_EQ(channels, 2) << "the render channel count is the host's, not the source's";
+    EXPECT_EQ(Channels(clip.get()), 2) << "the render channel count is the host's, not the source's";
 
     // The looped length starts as the whole clip and converts both ways.
-    int64_t looped = 0;
-    EXPECT_EQ(clip->GetLoopedLength(&looped), S_OK);
-    EXPECT_EQ(looped, length);
+    EXPECT_EQ(Looped(clip.get()), length);
     EXPECT_EQ(clip->SetLoopedLength(96000), S_OK);
-    EXPECT_EQ(clip->GetLoopedLength(&looped), S_OK);
-    EXPECT_NEAR(static_cast<double>(looped), 96000.0, 2.0);
+    EXPECT_NEAR(static_cast<double>(Looped(clip.get())), 96000.0, 2.0);
 }
 
 TEST_F(WaveClipTest, AnUnreadableFileShowsTheReadMessageAndFails) {
@@ -203,9 +178,7 @@ TEST_F(WaveClipTest, AnUnreadableFileShowsTheReadMessageAndFails) {
     ASSERT_EQ(m_presentation->Boxes().size(), 1u);
     EXPECT_EQ(m_presentation->Boxes()[0], "An error occurred while reading from the file " + project + ".");
 
-    int64_t length = -1;
-    EXPECT_EQ(clip->GetOriginalLength(&length), S_OK);
-    EXPECT_EQ(length, 0);
+    EXPECT_EQ(Length(clip.get()), 0);
 }
 
 TEST_F(WaveClipTest, ProgressIsAtOnceCompleteWhenThePeakFileExists) {
@@ -218,9 +191,8 @@ TEST_F(WaveClipTest, ProgressIsAtOnceCompleteWhenThePeakFileExists) {
     }
     ComPtr<IAbstractClip> second = NewClip();
     ASSERT_EQ(second->OpenFile(Bstr(path)), S_OK);
-    ComPtr<IVisualReader> visual = Query<IVisualReader>(second.get(), IID_IVisualReader);
     int16_t progress = 0;
-    EXPECT_EQ(visual->GetProgress(&progress), S_OK);
+    EXPECT_EQ(Query<IVisualReader>(second.get(), IID_IVisualReader)->GetProgress(&progress), S_OK);
     EXPECT_EQ(progress, 100);
 }
 
@@ -243,28 +215,17 @@ TEST_F(WaveClipTest, IndexesComeFromTheCueChunkWithTitleArtistAndType) {
     WriteWav16(path, 2, 44100, 20000, [](int64_t f, int) { return Sine(f, 1000.0, 44100, 0.4); });
     AppendCues(path, {{1000, "Intro", "Ann Example"}, {15000, "Finale", ""}});
     ComPtr<IAbstractClip> clip = OpenClip(path);
+    EXPECT_EQ(Indexes(clip.get()),
+              (std::vector<Index>{{1000, 0, "Intro", "Ann Example"}, {15000, 0, "Finale", ""}}));
     ComPtr<IIndexContainer> indexes = Query<IIndexContainer>(clip.get(), IID_IIndexContainer);
-    int32_t count = 0;
-    ASSERT_EQ(indexes->GetIndexCount(&count), S_OK);
-    ASSERT_EQ(count, 2);
-
     int32_t position = -1;
     int16_t type = -1;
     BSTR title = nullptr;
     BSTR artist = nullptr;
-    ASSERT_EQ(indexes->GetIndex(0, &position, &type, &title, &artist), S_OK);
-    EXPECT_EQ(position, 1000);
-    EXPECT_EQ(type, 0);
-    EXPECT_EQ(TakeString(title), "Intro");
-    EXPECT_EQ(TakeString(artist), "Ann Example");
-    ASSERT_EQ(indexes->GetIndex(1, &position, &type, &title, &artist), S_OK);
-    EXPECT_EQ(position, 15000);
-    EXPECT_EQ(TakeString(title), "Finale");
-    EXPECT_EQ(TakeString(artist), "");
-
-    EXPECT_EQ(indexes->GetIndex(2, &position, &type, &title, &artist), E_INVALIDARG);
-    EXPECT_EQ(indexes->GetIndex(-1, &position, &type, &title, &artist), E_INVALIDARG);
-    EXPECT_EQ(indexes->GetIndex(0, nullptr, &type, &title, &artist), E_POINTER);
+    EXPECT_EQ((std::vector<HRESULT>{indexes->GetIndex(2, &position, &type, &title, &artist),
+                                    indexes->GetIndex(-1, &position, &type, &title, &artist),
+                                    indexes->GetIndex(0, nullptr, &type, &title, &artist)}),
+              (std::vector<HRESULT>{E_INVALIDARG, E_INVALIDARG, E_POINTER}));
 }
 
 // One second of tone, three of silence, two of tone, at 44100 Hz.
@@ -282,27 +243,22 @@ TEST_F(WaveClipTest, TracksAreTheSoundBetweenPausesAtPeakRecordResolution) {
     EXPECT_EQ(tracks->GetTrackCount(&count), S_OK);
     EXPECT_EQ(count, 0) << "nothing is found before detection";
 
-    ASSERT_EQ(tracks->DetectTracks(-50.0f, 0.5f, 1.0f), S_OK);
-    ASSERT_EQ(tracks->GetTrackCount(&count), S_OK);
-    ASSERT_EQ(count, 2);
-    int32_t begin = -1;
-    int32_t end = -1;
-    ASSERT_EQ(tracks->GetTrackSection(0, &begin, &end), S_OK);
-    // The first tone ends inside record 172; the pause begins with the first quiet record.
-    EXPECT_EQ(begin, 0);
-    EXPECT_EQ(end, 173 * 256);
-    ASSERT_EQ(tracks->GetTrackSection(1, &begin, &end), S_OK);
-    // The second tone begins inside record 689, the first loud one.
-    EXPECT_EQ(begin, 689 * 256);
-    EXPECT_EQ(end, 6 * 44100);
-
-    // The same threshold as a linear level finds the same; a pause longer than the silence, none.
-    ASSERT_EQ(tracks->DetectTracks(0.00316f, 0.5f, 1.0f), S_OK);
-    ASSERT_EQ(tracks->GetTrackCount(&count), S_OK);
-    EXPECT_EQ(count, 2);
-    ASSERT_EQ(tracks->DetectTracks(0.00316f, 0.5f, 3.5f), S_OK);
-    ASSERT_EQ(tracks->GetTrackCount(&count), S_OK);
-    EXPECT_EQ(count, 1);
+    // The first tone ends inside record 172; the pause begins with the first quiet record. The second
+    // tone begins inside record 689, the first loud one. The same threshold as a linear level finds
+    // the same; a pause longer than the silence, none.
+    const auto sections = [&](float threshold, float pause) {
+        EXPECT_EQ(tracks->DetectTracks(threshold, 0.5f, pause), S_OK);
+        EXPECT_EQ(tracks->GetTrackCount(&count), S_OK);
+        std::vector<std::pair<int32_t, int32_t>> out(static_cast<size_t>(std::max(count, 0)));
+        for (int32_t i = 0; i < count; ++i)
+            EXPECT_EQ(tracks->GetTrackSection(i, &out[i].first, &out[i].second), S_OK);
+        return out;
+    };
+    const std::vector<std::pair<int32_t, int32_t>> two = {{0, 173 * 256}, {689 * 256, 6 * 44100}};
+    EXPECT_EQ(sections(-50.0f, 1.0f), two);
+    EXPECT_EQ(sections(0.00316f, 1.0f), two);
+    EXPECT_EQ(sections(0.00316f, 3.5f).size(), 1u);
+    int32_t begin = -1, end = -1;
 
     EXPECT_EQ(tracks->GetTrackSection(1, &begin, &end), E_FAIL);
     EXPECT_EQ(tracks->GetTrackSection(-1, &begin, &end), E_FAIL);
@@ -317,16 +273,9 @@ TEST_F(WaveClipTest, ASerialisedTrackRestoresAsAClipOfThatTrack) {
     ASSERT_EQ(tracks->DetectTracks(-50.0f, 0.5f, 1.0f), S_OK);
     SAFEARRAY* data = nullptr;
     ASSERT_EQ(tracks->SerializeTrackClip(1, &data), S_OK);
-    const std::vector<uint8_t> bytes = Bytes(data);
-
     ComPtr<IAbstractClip> track = NewClip();
-    ComPtr<ISerializable> serial = Query<ISerializable>(track.get(), IID_ISerializable);
-    SAFEARRAY* in = ByteArray(bytes);
-    ASSERT_EQ(serial->CreateFromSerialization(in), S_OK);
-    SafeArrayDestroy(in);
-    int64_t length = 0;
-    ASSERT_EQ(track->GetOriginalLength(&length), S_OK);
-    EXPECT_EQ(length, 6 * 44100 - 689 * 256);
+    ASSERT_EQ(Restore(track.get(), Bytes(data)), S_OK);
+    EXPECT_EQ(Length(track.get()), 6 * 44100 - 689 * 256);
     // It begins inside the record where the tone starts: silence, then the tone at its phase.
     const std::vector<float> samples = ReadAll(track.get(), 200, 1);
     const int64_t toneStart = 4 * 44100 - 689 * 256;
@@ -339,42 +288,20 @@ TEST_F(WaveClipTest, SerialisationRoundTripKeepsSamplesLengthAndIndexPositions) 
     WriteWav16(path, 2, 22050, 30000, [](int64_t f, int c) { return Sine(f, 700.0, 22050, c ? 0.2 : 0.6); });
     AppendCues(path, {{12345, "Chorus", "Someone"}});
     ComPtr<IAbstractClip> clip = OpenClip(path);
-    ComPtr<ISerializable> serial = Query<ISerializable>(clip.get(), IID_ISerializable);
-    SAFEARRAY* data = nullptr;
-    ASSERT_EQ(serial->Serialize(&data), S_OK);
-    const std::vector<uint8_t> bytes = Bytes(data);
+    const std::vector<uint8_t> bytes = Serialized(clip.get());
     ASSERT_GT(bytes.size(), 34u);
     EXPECT_EQ(std::string(bytes.begin(), bytes.begin() + 4), "RAFF");
     EXPECT_EQ(bytes[4] | bytes[5] << 8, 3) << "version 3";
 
     ComPtr<IAbstractClip> copy = NewClip();
     ASSERT_EQ(copy->SetRenderFormat(22050, 2), S_OK);
-    ComPtr<ISerializable> copySerial = Query<ISerializable>(copy.get(), IID_ISerializable);
-    SAFEARRAY* in = ByteArray(bytes);
-    ASSERT_EQ(copySerial->CreateFromSerialization(in), S_OK);
-    SafeArrayDestroy(in);
-    int64_t length = 0;
-    ASSERT_EQ(copy->GetOriginalLength(&length), S_OK);
-    EXPECT_EQ(length, 30000);
-    int64_t looped = 0;
-    ASSERT_EQ(copy->GetLoopedLength(&looped), S_OK);
-    EXPECT_EQ(looped, 30000);
+    ASSERT_EQ(Restore(copy.get(), bytes), S_OK);
+    EXPECT_EQ(std::pair(Length(copy.get()), Looped(copy.get())), std::pair(int64_t{30000}, int64_t{30000}));
     ASSERT_EQ(clip->SetRenderFormat(22050, 2), S_OK);
     EXPECT_EQ(ReadAll(copy.get(), 30000, 2), ReadAll(clip.get(), 30000, 2));
 
     // Positions survive the container; texts do not.
-    ComPtr<IIndexContainer> indexes = Query<IIndexContainer>(copy.get(), IID_IIndexContainer);
-    int32_t count = 0;
-    ASSERT_EQ(indexes->GetIndexCount(&count), S_OK);
-    ASSERT_EQ(count, 1);
-    int32_t position = 0;
-    int16_t type = -1;
-    BSTR title = nullptr;
-    BSTR artist = nullptr;
-    ASSERT_EQ(indexes->GetIndex(0, &position, &type, &title, &artist), S_OK);
-    EXPECT_EQ(position, 12345);
-    EXPECT_EQ(TakeString(title), "");
-    EXPECT_EQ(TakeString(artist), "");
+    EXPECT_EQ(Indexes(copy.get()), (std::vector<Index>{{12345, 0, "", ""}}));
 
     // The same bytes in a file are a project.
     const std::string project = PathOf("round.vtf");
@@ -382,11 +309,7 @@ TEST_F(WaveClipTest, SerialisationRoundTripKeepsSamplesLengthAndIndexPositions) 
         .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
     ComPtr<IAbstractClip> opened = NewClip();
     ASSERT_EQ(opened->OpenFile(Bstr(project)), S_OK);
-    ASSERT_EQ(opened->GetOriginalLength(&length), S_OK);
-    EXPECT_EQ(length, 30000);
-    BSTR name = nullptr;
-    ASSERT_EQ(opened->GetName(&name), S_OK);
-    EXPECT_EQ(TakeString(name), project);
+    EXPECT_EQ(std::tuple(Length(opened.get()), Name(opened.get())), std::tuple(int64_t{30000}, project));
     ASSERT_EQ(opened->SetRenderFormat(22050, 2), S_OK);
     EXPECT_EQ(ReadAll(opened.get(), 30000, 2), ReadAll(clip.get(), 30000, 2));
 }
@@ -395,49 +318,25 @@ TEST_F(WaveClipTest, DamagedSerialisationsFailWithoutHarm) {
     const std::string path = PathOf("damaged.wav");
     WriteWav16(path, 1, 44100, 5000, [](int64_t f, int) { return Sine(f, 500.0, 44100, 0.5); });
     ComPtr<IAbstractClip> clip = OpenClip(path);
-    ComPtr<ISerializable> serial = Query<ISerializable>(clip.get(), IID_ISerializable);
-    SAFEARRAY* data = nullptr;
-    ASSERT_EQ(serial->Serialize(&data), S_OK);
-    const std::vector<uint8_t> bytes = Bytes(data);
-
-    std::vector<std::vector<uint8_t>> damaged;
-    damaged.push_back({});
-    std::vector<uint8_t> wrongMagic = bytes;
-    wrongMagic[0] = 'X';
-    damaged.push_back(wrongMagic);
-    std::vector<uint8_t> newerVersion = bytes;
-    newerVersion[4] = 4;
-    damaged.push_back(newerVersion);
-    std::vector<uint8_t> hugeCount = bytes;
+    const std::vector<uint8_t> bytes = Serialized(clip.get());
+    // Empty, a wrong magic, a newer version, a huge stream count, an unknown kind of the first stream.
     const uint32_t state = Le32(&bytes[10]);
-    for (int i = 0; i < 4; ++i)
-        hugeCount[state + i] = 0xFF;
-    damaged.push_back(hugeCount);
-    std::vector<uint8_t> unknownKind = bytes;
-    unknownKind[state + 4] = 9; // the kind byte of the first stream record
-    damaged.push_back(unknownKind);
-
+    std::vector<std::vector<uint8_t>> damaged = {{}, bytes, bytes, bytes, bytes};
+    damaged[1][0] = 'X';
+    damaged[2][4] = 4;
+    std::fill_n(damaged[3].begin() + state, 4, 0xFF);
+    damaged[4][state + 4] = 9;
     ComPtr<IAbstractClip> target = NewClip();
-    ComPtr<ISerializable> targetSerial = Query<ISerializable>(target.get(), IID_ISerializable);
-    for (const std::vector<uint8_t>& case_ : damaged) {
-        SAFEARRAY* in = ByteArray(case_);
-        EXPECT_EQ(targetSerial->CreateFromSerialization(in), E_FAIL) << case_.size() << " bytes";
-        SafeArrayDestroy(in);
-    }
+    for (const std::vector<uint8_t>& case_ : damaged)
+        EXPECT_EQ(Restore(target.get(), case_), E_FAIL) << case_.size() << " bytes";
     // A memory container reads zeros behind its end, as a file does: a cut may load as a shorter
     // document or fail, but never harms the clip.
     for (size_t cut = 1; cut < bytes.size(); cut += 5) {
-        SAFEARRAY* in = ByteArray(std::vector<uint8_t>(bytes.begin(), bytes.begin() + cut));
-        const HRESULT hr = targetSerial->CreateFromSerialization(in);
+        const HRESULT hr = Restore(target.get(), std::vector<uint8_t>(bytes.begin(), bytes.begin() + cut));
         EXPECT_TRUE(hr == S_OK || hr == E_FAIL) << cut;
-        SafeArrayDestroy(in);
-        int64_t length = -1;
-        EXPECT_EQ(target->GetOriginalLength(&length), S_OK);
+        const int64_t length = Length(target.get());
         EXPECT_TRUE(length == 0 || length == 5000) << cut << ": " << length;
     }
-    SAFEARRAY* empty = ByteArray({});
-    EXPECT_EQ(targetSerial->CreateFromSerialization(empty), E_FAIL);
-    SafeArrayDestroy(empty);
 }
 
 TEST_F(WaveClipTest, TempoOfAClickTrackAndOfAClipTooShort) {
