@@ -24,25 +24,16 @@ protected:
 
     // A renderer configured for `in` to `out` channels with the devices' masks, in `mode`.
     ComRef<ISurroundRenderer> Renderer(int in, int out, int32_t mode = kSurroundStandard) {
-        auto r = Make(CLSID_SurroundRenderer);
-        EXPECT_TRUE(r);
-        if (!r)
-            return r;
-        EXPECT_EQ(r->Initialise(kRate, kRate, in, out, Mask(in), Mask(out)), S_OK);
+        auto r = UpMix(in, out, CLSID_SurroundRenderer);
         auto modes = QueryAs<ISurroundMode>(r.get(), IID_ISurroundMode);
-        EXPECT_TRUE(modes);
-        if (modes) {
-            EXPECT_EQ(modes->SetMode(mode), S_OK);
-        }
+        EXPECT_TRUE(modes && modes->SetMode(mode) == S_OK) << "mode " << mode;
         return r;
     }
-    ComRef<ISurroundRenderer> UpMix(int in, int out) {
-        auto u = Make(CLSID_UpMix);
-        EXPECT_TRUE(u);
-        if (u) {
-            EXPECT_EQ(u->Initialise(kRate, kRate, in, out, Mask(in), Mask(out)), S_OK);
-        }
-        return u;
+    ComRef<ISurroundRenderer> UpMix(int in, int out, const CLSID& clsid = CLSID_UpMix) {
+        auto m = Make(clsid);
+        EXPECT_TRUE(m && m->Initialise(kRate, kRate, in, out, Mask(in), Mask(out)) == S_OK)
+            << in << " to " << out;
+        return m;
     }
 
     static uint32_t Mask(int channels) {

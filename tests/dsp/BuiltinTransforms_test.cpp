@@ -81,20 +81,16 @@ TEST(BuiltinTransforms, TheRealManagerIsListedAndEveryEntryMakesAWorkingTransfor
 }
 
 // Echo, whose every instance has an echo memory of its own: a clone and a stored copy give the
-// original's output, and its factory presets are menu entries that make it with the preset chosen.
-TEST(BuiltinTransforms, CopiesBehaveLikeTheOriginal_AndPresetEntriesMakeTheEffectWithThePreset) {
+// original's output. (Its preset entries are the module's list, tested with the module, and the
+// manager's making of an entry with its preset is tested with the doubles.)
+TEST(BuiltinTransforms, ACloneAndAStoredCopyBehaveLikeTheOriginal) {
     if (!ModuleBuilt())
         GTEST_SKIP() << "the built-in transforms module is not built";
     CTransformManager manager(std::vector<CLSID>{CLSID_BuiltinPluginManager});
     std::optional<CPluginInfo> echo;
-    std::vector<CPluginInfo> presets;
     for (const CPluginInfo& info : manager.GetEntries())
-        if (info.m_name != "Echo")
-            continue;
-        else if (info.m_presetNumber < 0)
+        if (info.m_name == "Echo" && info.m_presetNumber < 0)
             echo = info;
-        else
-            presets.push_back(info);
     ASSERT_TRUE(echo.has_value());
     std::unique_ptr<CTransformPlugin> original(manager.CreateById(echo->m_id));
     ASSERT_NE(original, nullptr);
@@ -118,30 +114,4 @@ TEST(BuiltinTransforms, CopiesBehaveLikeTheOriginal_AndPresetEntriesMakeTheEffec
     };
     EXPECT_EQ(bytes(*b), bytes(*a));
     EXPECT_EQ(bytes(*c), bytes(*a));
-
-    std::unique_ptr<CTransformPlugin> plain(manager.CreateById(echo->m_id));
-    ASSERT_EQ(static_cast<int32_t>(presets.size()), plain->GetPresetCount());
-    ASSERT_GE(presets.size(), 2u);
-    TransformMenu menu;
-    manager.FillMenu(menu, -1, 0, 0);
-    for (int32_t n = 0; n < static_cast<int32_t>(presets.size()); ++n) {
-        const CPluginInfo& entry = presets[static_cast<size_t>(n)];
-        const std::string name = plain->GetPresetName(n);
-        SCOPED_TRACE(name);
-        EXPECT_EQ(std::tuple(entry.m_presetNumber, entry.m_classId, entry.m_menuPath),
-                  std::tuple(n, echo->m_classId, "EFFECTS\\Echo Presets\\" + name));
-        EXPECT_GT(entry.m_id, echo->m_id);
-        const auto item = std::find_if(menu.items.begin(), menu.items.end(),
-                                       [&](const TransformMenuItem& i) { return i.id == entry.m_id; });
-        ASSERT_NE(item, menu.items.end());
-        EXPECT_EQ(std::tuple(item->text, item->subMenus),
-                  std::tuple(name, std::vector<std::string>{"EFFECTS", "Echo Presets"}));
-        std::unique_ptr<CTransformPlugin> chosen(manager.CreateById(entry.m_id));
-        ASSERT_NE(chosen, nullptr);
-        std::unique_ptr<CTransformPlugin> selected(
-            CTransformManager::CreateTransform(echo->m_classId, echo->m_subId, -1));
-        ASSERT_TRUE(selected->SelectPreset(n));
-        EXPECT_EQ(chosen->GetState(), selected->GetState());
-        EXPECT_NE(chosen->GetState(), plain->GetState());
-    }
 }
