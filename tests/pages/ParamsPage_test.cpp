@@ -59,7 +59,12 @@ TEST_F(ParamsPageTest, EveryEffectWithSettingsListsThePageAndOffersADialog) {
     EXPECT_TRUE(HasPages(CLSID_BuiltinAmplify));
 }
 
-TEST_F(ParamsPageTest, EachPageTakesTheEffectsNameAndHoldsEveryControlAtItsSize) {
+// Every page of every effect: it takes the effect's name and the size it asked for holds its layout,
+// so the dialog sized by it cuts nothing off. Every control, moved to both ends of its range, sets
+// the transform's value there, and the site hears of each change. A preset chosen by the dialog on
+// the document's thread sets the very object the page edits: after a poll every control shows it,
+// and values that came from elsewhere are no change of the person's.
+TEST_F(ParamsPageTest, EachPageHoldsItsControls_WhichSetTheTransformAndShowItsPresets) {
     for (const ListedEffect& effect : BuiltinEffects()) {
         if (!HasPages(effect.classId))
             continue;
@@ -68,10 +73,10 @@ TEST_F(ParamsPageTest, EachPageTakesTheEffectsNameAndHoldsEveryControlAtItsSize)
         ASSERT_TRUE(host.Ok());
         EXPECT_EQ(host.Title(), effect.name);
         SaveShot(host.Window(), "page-" + FileName(effect.name));
-        // The size the page asked for holds its layout, so the dialog sized by it cuts nothing off.
         const QSize least = host.Panel()->layout()->minimumSize();
         EXPECT_LE(least.width(), host.Size().width());
         EXPECT_LE(least.height(), host.Size().height());
+        EXPECT_EQ(host.Page()->IsPageDirty(), S_FALSE);
         int32_t count = 0;
         ASSERT_EQ(host.Params()->GetCount(&count), S_OK);
         for (int i = 0; i < count; ++i) {
@@ -83,23 +88,6 @@ TEST_F(ParamsPageTest, EachPageTakesTheEffectsNameAndHoldsEveryControlAtItsSize)
                     EXPECT_TRUE(host.Panel()->rect().contains(control->geometry())) << job << i;
                 }
             }
-        }
-    }
-}
-
-// Every control of every effect, moved to both ends of its range, sets the transform's value there;
-// the site hears of each change.
-TEST_F(ParamsPageTest, MovingEachControlToItsEndsSetsTheTransformThere) {
-    for (const ListedEffect& effect : BuiltinEffects()) {
-        if (!HasPages(effect.classId))
-            continue;
-        SCOPED_TRACE(effect.name);
-        PageHost host(effect.classId);
-        ASSERT_TRUE(host.Ok());
-        EXPECT_EQ(host.Page()->IsPageDirty(), S_FALSE);
-        int32_t count = 0;
-        ASSERT_EQ(host.Params()->GetCount(&count), S_OK);
-        for (int i = 0; i < count; ++i) {
             float low = 0, high = 0;
             ASSERT_EQ(host.Params()->GetRange(i, &low, &high), S_OK);
             if (auto* slider = host.Control<QSlider>("slider", i)) {
@@ -120,6 +108,38 @@ TEST_F(ParamsPageTest, MovingEachControlToItsEndsSetsTheTransformThere) {
         EXPECT_EQ(host.Page()->IsPageDirty(), S_OK);
         EXPECT_EQ(host.Page()->Apply(), S_OK);
         EXPECT_EQ(host.Page()->IsPageDirty(), S_FALSE);
+
+        auto presets = QueryAs<ITransformPresets>(host.Transform(), IID_ITransformPresets);
+        int32_t last = 0;
+        ASSERT_EQ(presets->GetCount(&last), S_OK);
+        ASSERT_GT(last, 0);
+        ASSERT_EQ(presets->Select(last - 1), S_OK);
+        const int dirty = host.Site().dirty;
+        host.LetPagePoll();
+        for (int i = 0; i < count; ++i) {
+            const float value = host.Value(i);
+            if (auto* choice = host.Control<QComboBox>("choice", i)) {
+                EXPECT_EQ(choice->currentIndex(), static_cast<int>(std::lround(value)));
+                continue;
+            }
+            auto* edit = host.Control<QLineEdit>("edit", i);
+            auto* slider = host.Control<QSlider>("slider", i);
+            ASSERT_NE(edit, nullptr);
+            ASSERT_NE(slider, nullptr);
+            // Shown to the digits the field writes.
+            EXPECT_NEAR(edit->text().toDouble(), value, 0.051 + 1e-3 * std::fabs(value)) << "parameter " << i;
+            float low = 0, high = 0;
+            ASSERT_EQ(host.Params()->GetRange(i, &low, &high), S_OK);
+            if (value == high) {
+                EXPECT_EQ(slider->value(), slider->maximum());
+            } else if (value == low) {
+                EXPECT_EQ(slider->value(), slider->minimum());
+            } else {
+                EXPECT_GT(slider->value(), slider->minimum());
+                EXPECT_LT(slider->value(), slider->maximum());
+            }
+        }
+        EXPECT_EQ(host.Site().dirty, dirty);
     }
 }
 
@@ -190,50 +210,6 @@ TEST_F(ParamsPageTest, TextThatIsNoNumberLeavesTheValue_ArrowKeysStepIt) {
     QTest::keyClick(edit, Qt::Key_PageDown);
     EXPECT_FLOAT_EQ(pitch.Value(0), -8.0f);
     EXPECT_EQ(edit->text(), "-8");
-}
-
-// A preset chosen by the dialog on the document's thread sets the very object the page edits.
-TEST_F(ParamsPageTest, APresetChosenElsewhereShowsOnEveryControlAfterAPoll) {
-    for (const ListedEffect& effect : BuiltinEffects()) {
-        if (!HasPages(effect.classId))
-            continue;
-        SCOPED_TRACE(effect.name);
-        PageHost host(effect.classId);
-        ASSERT_TRUE(host.Ok());
-        auto presets = QueryAs<ITransformPresets>(host.Transform(), IID_ITransformPresets);
-        int32_t last = 0;
-        ASSERT_EQ(presets->GetCount(&last), S_OK);
-        ASSERT_GT(last, 0);
-        ASSERT_EQ(presets->Select(last - 1), S_OK);
-        host.LetPagePoll();
-        int32_t count = 0;
-        ASSERT_EQ(host.Params()->GetCount(&count), S_OK);
-        for (int i = 0; i < count; ++i) {
-            const float value = host.Value(i);
-            if (auto* choice = host.Control<QComboBox>("choice", i)) {
-                EXPECT_EQ(choice->currentIndex(), static_cast<int>(std::lround(value)));
-                continue;
-            }
-            auto* edit = host.Control<QLineEdit>("edit", i);
-            auto* slider = host.Control<QSlider>("slider", i);
-            ASSERT_NE(edit, nullptr);
-            ASSERT_NE(slider, nullptr);
-            // Shown to the digits the field writes.
-            EXPECT_NEAR(edit->text().toDouble(), value, 0.051 + 1e-3 * std::fabs(value)) << "parameter " << i;
-            float low = 0, high = 0;
-            ASSERT_EQ(host.Params()->GetRange(i, &low, &high), S_OK);
-            if (value == high) {
-                EXPECT_EQ(slider->value(), slider->maximum());
-            } else if (value == low) {
-                EXPECT_EQ(slider->value(), slider->minimum());
-            } else {
-                EXPECT_GT(slider->value(), slider->minimum());
-                EXPECT_LT(slider->value(), slider->maximum());
-            }
-        }
-        // Values that came from elsewhere are no change of the person's.
-        EXPECT_EQ(host.Site().dirty, 0);
-    }
 }
 
 TEST_F(ParamsPageTest, ASliderThePersonHoldsIsNotMovedByThePoll) {
