@@ -2,7 +2,6 @@
 // plug-in's, whose Master is the default sink's volume and whose Capture is the default source
 // (the sink's monitor). Every test leaves both as it found them.
 #include "MMETestSupport.h"
-#include "SoundTestSupport.h"
 
 #include "audio/AlsaDeviceList.h"
 #include "audio/AudioMixer.h"
@@ -10,10 +9,6 @@
 #include "audio/MMEOut.h"
 
 #include <alsa/asoundlib.h>
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <thread>
 
 using namespace tw;
 using namespace tw::test;
@@ -22,18 +17,12 @@ namespace {
 
 constexpr int32_t kRate = 48000;
 
+// The mapper entries come after ALSA's own devices.
 int32_t MapperOutput() {
     return static_cast<int32_t>(CAlsaDeviceList::Enumerate().GetOutputs().size());
 }
-
 int32_t MapperInput() {
     return static_cast<int32_t>(CAlsaDeviceList::Enumerate().GetInputs().size());
-}
-
-int32_t NullOutput() {
-    const auto list = CAlsaDeviceList::Enumerate().GetOutputs();
-    const auto it = std::find_if(list.begin(), list.end(), [](const auto& d) { return d.name == "null"; });
-    return it == list.end() ? -2 : static_cast<int32_t>(it - list.begin());
 }
 
 // The Capture element's volume and range on ALSA's default control device, read straight from
@@ -104,7 +93,8 @@ private:
 
 } // namespace
 
-TEST_F(MixerOnTheServer, TheDefaultDevice_ListsItsRecordingLines_AndNamesThemByIndex) {
+TEST_F(MixerOnTheServer,
+       TheDefaultDevice_ListsItsRecordingLines_AndNamesThemByIndex_AndMinusOneIsDeviceZero) {
     CAudioMixer mixer(MapperInput(), true);
     ASSERT_TRUE(mixer.IsOpen());
     EXPECT_EQ(mixer.GetControlDevice(), "default");
@@ -119,6 +109,10 @@ TEST_F(MixerOnTheServer, TheDefaultDevice_ListsItsRecordingLines_AndNamesThemByI
     EXPECT_EQ(mixer.GetControlText(-1), "");
     EXPECT_GE(mixer.GetLineId(0), 0);
     EXPECT_EQ(mixer.GetLineId(static_cast<int32_t>(lines.size())), -1);
+    // -1 is device 0.
+    CAudioMixer other(-1, false), first(0, false);
+    EXPECT_EQ(other.GetControlDevice(), first.GetControlDevice());
+    EXPECT_EQ(other.IsOpen(), first.IsOpen());
 }
 
 TEST_F(MixerOnTheServer, SelectLine_OfAnUnknownName_TurnsEveryLineOff_AndTheNamedOneBackOn) {
@@ -177,9 +171,10 @@ TEST_F(MixerOnTheServer, WaveVolume_RoundTripsLeftLowAndRightHigh_AndQuietensWha
 }
 
 TEST_F(MixerOnTheServer, ADeviceWithoutAMixer_LeavesEverythingEmpty) {
-    const int32_t null = NullOutput();
-    ASSERT_GE(null, 0);
-    for (int32_t device : {null, MapperOutput() + 1}) {
+    const auto list = CAlsaDeviceList::Enumerate().GetOutputs();
+    const auto null = std::find_if(list.begin(), list.end(), [](const auto& d) { return d.name == "null"; });
+    ASSERT_NE(null, list.end());
+    for (int32_t device : {static_cast<int32_t>(null - list.begin()), MapperOutput() + 1}) {
         CAudioMixer mixer(device, false);
         EXPECT_FALSE(mixer.IsOpen()) << device;
         std::vector<std::string> lines;
@@ -195,11 +190,4 @@ TEST_F(MixerOnTheServer, ADeviceWithoutAMixer_LeavesEverythingEmpty) {
         EXPECT_EQ(packed, 0x12345678u);
         EXPECT_FALSE(CAudioMixer::SetWaveVolume(device, 0));
     }
-}
-
-TEST_F(MixerOnTheServer, MinusOne_IsDeviceZero) {
-    CAudioMixer other(-1, false);
-    CAudioMixer first(0, false);
-    EXPECT_EQ(other.GetControlDevice(), first.GetControlDevice());
-    EXPECT_EQ(other.IsOpen(), first.IsOpen());
 }

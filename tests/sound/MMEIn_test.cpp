@@ -1,19 +1,11 @@
 // The ALSA input device against the private sound server: ALSA's `default` records the server's
 // default source, the null sink's monitor, so what an output plays meanwhile is what comes in.
 #include "MMETestSupport.h"
-#include "SoundTestSupport.h"
 #include "SpareSoundServer.h"
 
 #include "audio/MMEIn.h"
 #include "audio/MMEOut.h"
 #include "platform/Event.h"
-
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <chrono>
-#include <thread>
-#include <vector>
 
 using namespace tw;
 using namespace tw::test;
@@ -27,33 +19,15 @@ double Since(Clock::time_point t) {
     return std::chrono::duration<double>(Clock::now() - t).count();
 }
 
-// One block of recorded PCM as floats, with the record thread's factors.
+// One block of recorded PCM as floats, with the record thread's factors: the bytes as the top of a
+// signed word, or around 128 for 8 bits.
 void AppendFloats(const std::vector<uint8_t>& pcm, int32_t bits, std::vector<float>& out) {
     const size_t width = static_cast<size_t>(bits / 8);
     for (size_t i = 0; i + width <= pcm.size(); i += width) {
-        switch (bits) {
-        case 8:
-            out.push_back(static_cast<float>((pcm[i] - 128) * 0.0078125));
-            break;
-        case 16:
-            out.push_back(
-                static_cast<float>(static_cast<int16_t>(pcm[i] | pcm[i + 1] << 8) * 3.0517578125e-05));
-            break;
-        case 24: {
-            const int32_t v = static_cast<int32_t>(static_cast<uint32_t>(pcm[i]) << 8 |
-                                                   static_cast<uint32_t>(pcm[i + 1]) << 16 |
-                                                   static_cast<uint32_t>(pcm[i + 2]) << 24) >>
-                              8;
-            out.push_back(static_cast<float>(v * 1.1920928955078125e-07));
-            break;
-        }
-        default: {
-            const int32_t v = static_cast<int32_t>(pcm[i] | pcm[i + 1] << 8 | pcm[i + 2] << 16 |
-                                                   static_cast<uint32_t>(pcm[i + 3]) << 24);
-            out.push_back(static_cast<float>(v * 4.656612873077393e-10));
-            break;
-        }
-        }
+        uint32_t word = 0;
+        for (size_t b = 0; b < width; ++b)
+            word |= uint32_t(pcm[i + b]) << (8 * (b + 4 - width));
+        out.push_back(width == 1 ? (pcm[i] - 128) / 128.0f : float(int32_t(word) / 2147483648.0));
     }
 }
 

@@ -1,20 +1,10 @@
 // The ALSA output device against the private sound server: ALSA's `default` reaches its null sink
 // through the pulse plug-in, and the sink's monitor is recorded to hear what was played.
 #include "MMETestSupport.h"
-#include "SoundTestSupport.h"
 #include "SpareSoundServer.h"
 
 #include "audio/MMEOut.h"
-#include "core/MediaData.h"
 #include "platform/Event.h"
-
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <chrono>
-#include <cstring>
-#include <thread>
-#include <vector>
 
 using namespace tw;
 using namespace tw::test;
@@ -35,64 +25,86 @@ protected:
 
 } // namespace
 
-TEST_F(MMEOutLoopback, AToneOnTheDefaultDevice_IsHeardAtItsFrequencyLevelAndLength_WithItsPeakShown) {
-    MonitorRecorder rec(kRate, 2);
-    ASSERT_TRUE(ListenToMonitor(rec));
-    CMMEOut out("default");
-    ASSERT_TRUE(out.Open(kRate, 2, 16, 1000, 0));
-    // 1 kHz at half scale on the left, 1.5 kHz at a quarter on the right: the channels stay apart.
-    std::vector<float> s = Sine(kRate, 2, kRate, 1000.0, 0.5f, 0);
-    const std::vector<float> right = Sine(kRate, 2, kRate, 1500.0, 0.25f, 1);
-    for (size_t i = 1; i < s.size(); i += 2)
-        s[i] = right[i];
+TEST_F(MMEOutLoopback, TonesAreHeardAtTheirFrequencyLevelAndLength_WithTheirPeaksShown) {
+    const struct {
+        const char* name;
+        int32_t channels, bits;
+        double hz[2]; // front left and right; the other channels are silent
+        float amplitude[2];
+        uint8_t heardChannels; // of the recording
+        double rmsTolerance;   // 0: the server's own gains, only some level
+    } cases[] = {
+        // The channels stay apart; the server plays at unity gain, and 16-bit rounding costs far
+        // less than 1%.
+        {"stereo", 2, 16, {1000, 1500}, {0.5f, 0.25f}, 2, 0.005},
+        // The server folds eight channels into two with gains of its own; the tones keep their sides
+        // and frequencies.
+        {"eight channels", 8, 16, {1000, 500}, {0.5f, 0.5f}, 2, 0},
+        // Unsigned 8-bit samples around 128: a sign or offset mistake would wreck the level. The
+        // rounding noise of 8 bits is some 1% of it.
+        {"8 bits", 1, 8, {750, 0}, {0.5f, 0}, 1, 0.01},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        MonitorRecorder rec(kRate, c.heardChannels);
+        ASSERT_TRUE(rec.Start());
+        CMMEOut out("default");
+        ASSERT_TRUE(out.Open(kRate, c.channels, c.bits, 1000, 0));
+        if (c.channels == 8) {
+            EXPECT_EQ(out.GetFormatExtensible().dwChannelMask, 0xFFu);
+        }
+        std::vector<float> s(size_t(kRate) * c.channels, 0.0f);
+        for (int channel = 0; channel < std::min(2, c.channels); ++channel) {
+            const std::vector<float> tone = Sine(kRate, 1, kRate, c.hz[channel], c.amplitude[channel]);
+            for (size_t f = 0; f < kRate; ++f)
+                s[f * c.channels + channel] = tone[f];
+        }
+        std::thread writer([&] { EXPECT_EQ(WriteBlocks(out, s, c.channels), 0); });
+        Sleep(500);
+        // A 256-frame meter slice of the tone holds its crest within a fraction of a percent.
+        const float peaks[2] = {out.GetPeak(0), out.GetPeak(1)};
+        writer.join();
+        out.Drain();
+        EXPECT_EQ(out.GetPosition(), static_cast<int32_t>(kRate));
+        out.Close();
+        Sleep(200);
+        const std::vector<float> heard = rec.Stop();
 
-    float leftPeak = 0.0f;
-    float rightPeak = 0.0f;
-    std::thread writer([&] { EXPECT_EQ(WriteBlocks(out, s, 2), 0); });
-    Sleep(500);
-    leftPeak = out.GetPeak(0);
-    rightPeak = out.GetPeak(1);
-    writer.join();
-    out.Drain();
-    EXPECT_EQ(out.GetPosition(), static_cast<int32_t>(kRate));
-    out.Close();
-    Sleep(200);
-    const std::vector<float> heard = rec.Stop();
-
-    // A 256-frame meter slice of the tone holds its crest within a fraction of a percent.
-    EXPECT_NEAR(leftPeak, 0.5f, 0.01f);
-    EXPECT_NEAR(rightPeak, 0.25f, 0.01f);
-    const int64_t first = FirstLoudFrame(heard, 2, 0);
-    const int64_t last = LastLoudFrame(heard, 2, 0);
-    ASSERT_GE(first, 0);
-    // Drain waits for the last block to be played, by the device's clock, so the whole second is
-    // heard: a cut tail would show as a shorter tone. A sound that starts on a running sink is
-    // mixed in by rewinding what the sink had rendered ahead, which the monitor had passed on
-    // already: up to 10 ms of the start are not heard there.
-    EXPECT_LE(last - first + 1, static_cast<int64_t>(kRate));
-    EXPECT_GE(last - first + 1, static_cast<int64_t>(kRate - kRate / 100));
-    EXPECT_NEAR(ToneFrequency(heard, 2, 0, first + 4800, last - 4800, kRate), 1000.0, 0.5);
-    EXPECT_NEAR(ToneFrequency(heard, 2, 1, first + 4800, last - 4800, kRate), 1500.0, 0.5);
-    // The server plays at unity gain; 16-bit rounding costs far less than 1%.
-    EXPECT_NEAR(Rms(heard, 2, 0, first + 4800, last - 4800), 0.5 / std::sqrt(2.0), 0.005);
-    EXPECT_NEAR(Rms(heard, 2, 1, first + 4800, last - 4800), 0.25 / std::sqrt(2.0), 0.005);
+        const int64_t first = FirstLoudFrame(heard, c.heardChannels, 0);
+        const int64_t last = LastLoudFrame(heard, c.heardChannels, 0);
+        ASSERT_GE(first, 0);
+        // Drain waits for the last block to be played, by the device's clock, so the whole second is
+        // heard: a cut tail would show as a shorter tone. A sound that starts on a running sink is
+        // mixed in by rewinding what the sink had rendered ahead, which the monitor had passed on
+        // already: up to 10 ms of the start are not heard there.
+        EXPECT_LE(last - first + 1, static_cast<int64_t>(kRate));
+        EXPECT_GE(last - first + 1, static_cast<int64_t>(kRate - kRate / 100));
+        for (int channel = 0; channel < std::min<int>(2, c.channels); ++channel) {
+            EXPECT_NEAR(peaks[channel], c.amplitude[channel], 0.01f) << channel;
+            EXPECT_NEAR(ToneFrequency(heard, c.heardChannels, channel, first + 4800, last - 4800, kRate),
+                        c.hz[channel], 0.5)
+                << channel;
+            const double rms = Rms(heard, c.heardChannels, channel, first + 4800, last - 4800);
+            if (c.rmsTolerance > 0)
+                EXPECT_NEAR(rms, c.amplitude[channel] / std::sqrt(2.0), c.rmsTolerance) << channel;
+            else
+                EXPECT_GT(rms, 0.05) << channel;
+        }
+    }
 }
 
 TEST_F(MMEOutLoopback, Position_FollowsTheDevicesClock_AndWhatTheMonitorHears) {
     MonitorRecorder rec(kRate, 1);
-    ASSERT_TRUE(ListenToMonitor(rec));
+    ASSERT_TRUE(rec.Start());
     CMMEOut out("default");
     ASSERT_TRUE(out.Open(kRate, 1, 16, 1000, 0));
     const std::vector<float> s = Sine(kRate, 1, kRate * 2, 440.0);
     std::thread writer([&] { EXPECT_EQ(WriteBlocks(out, s, 1), 0); });
     std::vector<std::pair<Clock::time_point, int32_t>> samples;
-    int32_t last = 0;
     for (int i = 0; i < 70; ++i) {
         Sleep(25);
-        const int32_t p = out.GetPosition();
-        EXPECT_GE(p, last);
-        last = p;
-        samples.emplace_back(Clock::now(), p);
+        samples.emplace_back(Clock::now(), out.GetPosition());
+        EXPECT_GE(samples.back().second, samples.size() > 1 ? samples[samples.size() - 2].second : 0);
     }
     writer.join();
     out.Drain();
@@ -108,11 +120,9 @@ TEST_F(MMEOutLoopback, Position_FollowsTheDevicesClock_AndWhatTheMonitorHears) {
     // late (the completion thread was not scheduled), so one in ten may lag further.
     const int64_t onset = FirstLoudFrame(heard, 1, 0, 0.05f);
     ASSERT_GE(onset, 0);
-    const Clock::time_point heardFrom = rec.TimeOfFrame(onset);
-    int checked = 0;
-    int close = 0;
+    int checked = 0, close = 0;
     for (const auto& [t, p] : samples) {
-        const double sinceOnset = std::chrono::duration<double>(t - heardFrom).count();
+        const double sinceOnset = std::chrono::duration<double>(t - rec.TimeOfFrame(onset)).count();
         if (sinceOnset < 0.05 || p >= static_cast<int32_t>(kRate * 2 - 2400))
             continue;
         EXPECT_LT(p, sinceOnset * kRate + 960.0) << "at " << sinceOnset << " s";
@@ -133,21 +143,17 @@ class MMEOutPause : public MMEOutLoopback, public ::testing::WithParamInterface<
 
 TEST_P(MMEOutPause, Pause_HoldsThePositionAndIsSilent_AndResumeGoesOnWhereItStopped) {
     MonitorRecorder rec(kRate, 1);
-    ASSERT_TRUE(ListenToMonitor(rec));
+    ASSERT_TRUE(rec.Start());
     CMMEOut out("default");
     out.UseDevicePause(GetParam());
     ASSERT_TRUE(out.Open(kRate, 1, 16, 1000, 0));
     const int64_t frames = kRate * 3 / 2;
-    std::vector<float> s = Sine(kRate, 1, frames, 600.0, 0.5f);
-    std::atomic<bool> stop{false};
-    std::thread writer([&] { EXPECT_EQ(WriteBlocks(out, s, 1, &stop), 0); });
+    std::thread writer([&] { EXPECT_EQ(WriteBlocks(out, Sine(kRate, 1, frames, 600.0, 0.5f), 1), 0); });
     Sleep(400);
     out.Pause();
     const Clock::time_point pausedAt = Clock::now();
     EXPECT_TRUE(out.IsPaused());
-    if (GetParam()) {
-        EXPECT_TRUE(out.PausesInDevice());
-    }
+    EXPECT_TRUE(!GetParam() || out.PausesInDevice());
     const int32_t held = out.GetPosition();
     EXPECT_GT(held, static_cast<int32_t>(kRate / 5));
     Sleep(500);
@@ -157,41 +163,33 @@ TEST_P(MMEOutPause, Pause_HoldsThePositionAndIsSilent_AndResumeGoesOnWhereItStop
     EXPECT_FALSE(out.IsPaused());
     writer.join();
     out.Drain();
-    const int32_t end = out.GetPosition();
+    // Every frame was played once: nothing lost or played twice around the pause.
+    EXPECT_EQ(out.GetPosition(), static_cast<int32_t>(frames));
     out.Close();
     Sleep(100);
     const std::vector<float> heard = rec.Stop();
 
-    // Every frame was played once: nothing lost or played twice around the pause.
-    EXPECT_EQ(end, static_cast<int32_t>(frames));
     // Silent from shortly after the pause (what the sink had already taken, some 50 ms at most)
     // until shortly before the resume (the recorder dates frames to a few milliseconds).
-    const int64_t quietFrom = FrameAt(rec, pausedAt) + kRate / 10;
-    const int64_t quietTo = FrameAt(rec, resumedAt);
-    EXPECT_LT(Rms(heard, 1, 0, quietFrom, quietTo - kRate / 50), 0.001);
+    const int64_t quietTo = rec.FrameAt(resumedAt);
+    EXPECT_LT(Rms(heard, 1, 0, rec.FrameAt(pausedAt) + kRate / 10, quietTo - kRate / 50), 0.001);
     EXPECT_GT(Rms(heard, 1, 0, quietTo + kRate / 5, quietTo + kRate / 2), 0.3);
     // The tone heard in all is as long as the material: the pause cut nothing out, repeated
     // nothing (a gap of half a second lies within it).
-    const int64_t first = FirstLoudFrame(heard, 1, 0);
-    const int64_t lastLoud = LastLoudFrame(heard, 1, 0);
     const double paused = std::chrono::duration<double>(resumedAt - pausedAt).count();
-    EXPECT_NEAR(lastLoud - first + 1, frames + paused * kRate, kRate / 50.0);
+    EXPECT_NEAR(LastLoudFrame(heard, 1, 0) - FirstLoudFrame(heard, 1, 0) + 1, frames + paused * kRate,
+                kRate / 50.0);
 }
 
 INSTANTIATE_TEST_SUITE_P(DevicePauseOrTakeBack, MMEOutPause, ::testing::Bool());
 
 TEST_F(MMEOutLoopback, Stop_EndsTheWriteWithinABlock_DrainSkips_AndCloseCutsTheQueuedAudio) {
     MonitorRecorder rec(kRate, 1);
-    ASSERT_TRUE(ListenToMonitor(rec));
+    ASSERT_TRUE(rec.Start());
     CMMEOut out("default");
     ASSERT_TRUE(out.Open(kRate, 1, 16, 1000, 0));
-    const std::vector<float> s = Sine(kRate, 1, kRate * 10, 500.0);
     std::atomic<bool> stop{false};
-    std::atomic<bool> returned{false};
-    std::thread writer([&] {
-        EXPECT_EQ(WriteBlocks(out, s, 1, &stop), 0);
-        returned = true;
-    });
+    std::thread writer([&] { EXPECT_EQ(WriteBlocks(out, Sine(kRate, 1, kRate * 10, 500.0), 1, &stop), 0); });
     Sleep(600);
     stop = true; // the render's own stop flag, raised with the device's Stop as the view does
     const Clock::time_point stoppedAt = Clock::now();
@@ -213,7 +211,7 @@ TEST_F(MMEOutLoopback, Stop_EndsTheWriteWithinABlock_DrainSkips_AndCloseCutsTheQ
     EXPECT_LT(rec.TimeOfFrame(lastLoud), closedAt + std::chrono::milliseconds(100));
 }
 
-TEST_F(MMEOutLoopback, AFormatOrDeviceThatIsRefused_DoesNotOpen) {
+TEST_F(MMEOutLoopback, AFormatOrDeviceThatIsRefused_DoesNotOpen_AndTheNullDeviceTakesEveryBlock) {
     CMMEOut out("default");
     EXPECT_FALSE(out.Open(768000, 2, 16, 1000, 0)); // beyond what the server takes
     EXPECT_FALSE(out.IsOpen());
@@ -223,74 +221,21 @@ TEST_F(MMEOutLoopback, AFormatOrDeviceThatIsRefused_DoesNotOpen) {
     CMediaData block(100, 8);
     EXPECT_NE(out.Write(block), 0);
     EXPECT_EQ(out.GetPosition(), 0);
-
-    CMMEOut missing("tw_no_such_pcm");
-    EXPECT_FALSE(missing.Open(kRate, 2, 16, 1000, 0));
+    EXPECT_FALSE(CMMEOut("tw_no_such_pcm").Open(kRate, 2, 16, 1000, 0));
     // The same object opens afterwards with a format the device takes.
     EXPECT_TRUE(out.Open(kRate, 2, 16, 1000, 0));
-}
 
-TEST_F(MMEOutLoopback, EightChannels_ReachTheStereoSinkInTheirOrder) {
-    MonitorRecorder rec(kRate, 2);
-    ASSERT_TRUE(ListenToMonitor(rec));
-    CMMEOut out("default");
-    ASSERT_TRUE(out.Open(kRate, 8, 16, 1000, 0));
-    EXPECT_EQ(out.GetFormatExtensible().dwChannelMask, 0xFFu);
-    // Front left and front right carry tones of their own; the other six are silent.
-    std::vector<float> s(static_cast<size_t>(kRate) * 8, 0.0f);
-    const std::vector<float> a = Sine(kRate, 1, kRate, 1000.0);
-    const std::vector<float> b = Sine(kRate, 1, kRate, 500.0);
-    for (size_t f = 0; f < kRate; ++f) {
-        s[f * 8] = a[f];
-        s[f * 8 + 1] = b[f];
-    }
-    EXPECT_EQ(WriteBlocks(out, s, 8), 0);
-    out.Drain();
-    out.Close();
-    Sleep(100);
-    const std::vector<float> heard = rec.Stop();
-    const int64_t first = FirstLoudFrame(heard, 2, 0);
-    const int64_t last = LastLoudFrame(heard, 2, 0);
-    ASSERT_GT(last - first, kRate / 2);
-    // The server folds the eight channels into two with gains of its own; the tones keep their
-    // sides and frequencies.
-    EXPECT_NEAR(ToneFrequency(heard, 2, 0, first + 4800, last - 4800, kRate), 1000.0, 0.5);
-    EXPECT_NEAR(ToneFrequency(heard, 2, 1, first + 4800, last - 4800, kRate), 500.0, 0.5);
-    EXPECT_GT(Rms(heard, 2, 0, first + 4800, last - 4800), 0.05);
-}
-
-TEST_F(MMEOutLoopback, EightBitMaterial_IsHeardAsTheSameTone) {
-    MonitorRecorder rec(kRate, 1);
-    ASSERT_TRUE(ListenToMonitor(rec));
-    CMMEOut out("default");
-    ASSERT_TRUE(out.Open(kRate, 1, 8, 1000, 0));
-    EXPECT_EQ(WriteBlocks(out, Sine(kRate, 1, kRate, 750.0), 1), 0);
-    out.Drain();
-    out.Close();
-    Sleep(100);
-    const std::vector<float> heard = rec.Stop();
-    const int64_t first = FirstLoudFrame(heard, 1, 0, 0.05f);
-    const int64_t last = LastLoudFrame(heard, 1, 0, 0.05f);
-    ASSERT_GT(last - first, kRate / 2);
-    EXPECT_NEAR(ToneFrequency(heard, 1, 0, first + 4800, last - 4800, kRate), 750.0, 0.5);
-    // Unsigned 8-bit samples around 128: a sign or offset mistake would wreck the level. The
-    // rounding noise of 8 bits is some 1% of this level.
-    EXPECT_NEAR(Rms(heard, 1, 0, first + 4800, last - 4800), 0.5 / std::sqrt(2.0), 0.01);
-}
-
-TEST_F(MMEOutLoopback, TheNullDevice_TakesEveryBlock_WithItsPositionAdvancing) {
-    CMMEOut out("null");
-    ASSERT_TRUE(out.Open(kRate, 2, 16, 200, 0));
+    CMMEOut null("null");
+    ASSERT_TRUE(null.Open(kRate, 2, 16, 200, 0));
     const Clock::time_point start = Clock::now();
-    EXPECT_EQ(WriteBlocks(out, Sine(kRate, 2, kRate / 2, 440.0), 2), 0);
-    const int32_t during = out.GetPosition();
-    out.Drain();
+    EXPECT_EQ(WriteBlocks(null, Sine(kRate, 2, kRate / 2, 440.0), 2), 0);
+    const int32_t during = null.GetPosition();
+    null.Drain();
     EXPECT_LT(Since(start), 2.0);
-    EXPECT_GT(out.GetPosition(), 0);
-    EXPECT_GE(out.GetPosition(), during);
-    EXPECT_EQ(out.GetPosition(), static_cast<int32_t>(kRate / 2));
-    out.Close();
-    EXPECT_EQ(out.GetPosition(), static_cast<int32_t>(kRate / 2));
+    EXPECT_GE(null.GetPosition(), during);
+    EXPECT_EQ(null.GetPosition(), static_cast<int32_t>(kRate / 2));
+    null.Close();
+    EXPECT_EQ(null.GetPosition(), static_cast<int32_t>(kRate / 2));
 }
 
 TEST_F(MMEOutLoopback, AServerThatDiesDuringPlayback_FailsTheWriteSoon_WithoutAHang) {

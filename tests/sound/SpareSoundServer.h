@@ -32,21 +32,17 @@ public:
         std::filesystem::create_directories(m_dir + "/pulse");
         std::ofstream(m_dir + "/default.pa")
             << "load-module module-native-protocol-unix\n"
-               "load-module module-null-sink sink_name=spare_null rate=48000 "
-               "channels=2\n"
+               "load-module module-null-sink sink_name=spare_null rate=48000 channels=2\n"
                "set-default-sink spare_null\n"
                "set-default-source spare_null.monitor\n";
         m_server = "unix:" + m_dir + "/pulse/native";
         // Everything the child needs is made before the fork: after it, only exec is called.
-        std::vector<std::string> env;
-        for (char** e = environ; *e != nullptr; ++e) {
-            const std::string entry(*e);
-            if (entry.rfind("XDG_RUNTIME_DIR=", 0) != 0 && entry.rfind("PULSE_RUNTIME_PATH=", 0) != 0 &&
-                entry.rfind("PULSE_SERVER=", 0) != 0)
+        std::vector<std::string> env = {"XDG_RUNTIME_DIR=" + m_dir, "PULSE_RUNTIME_PATH=" + m_dir + "/pulse"};
+        for (char** e = environ; *e != nullptr; ++e)
+            if (const std::string entry(*e); entry.rfind("XDG_RUNTIME_DIR=", 0) != 0 &&
+                                             entry.rfind("PULSE_RUNTIME_PATH=", 0) != 0 &&
+                                             entry.rfind("PULSE_SERVER=", 0) != 0)
                 env.push_back(entry);
-        }
-        env.push_back("XDG_RUNTIME_DIR=" + m_dir);
-        env.push_back("PULSE_RUNTIME_PATH=" + m_dir + "/pulse");
         std::vector<std::string> args = {"pulseaudio",
                                          "--daemonize=no",
                                          "--exit-idle-time=-1",
@@ -56,14 +52,14 @@ public:
                                          "-F",
                                          m_dir + "/default.pa",
                                          "--log-target=file:" + m_dir + "/pulse.log"};
-        std::vector<char*> envp;
-        for (std::string& e : env)
-            envp.push_back(e.data());
-        envp.push_back(nullptr);
-        std::vector<char*> argv;
-        for (std::string& a : args)
-            argv.push_back(a.data());
-        argv.push_back(nullptr);
+        auto pointers = [](std::vector<std::string>& strings) {
+            std::vector<char*> out;
+            for (std::string& s : strings)
+                out.push_back(s.data());
+            out.push_back(nullptr);
+            return out;
+        };
+        std::vector<char*> envp = pointers(env), argv = pointers(args);
         m_pid = ::fork();
         if (m_pid == 0) {
             ::execvpe("pulseaudio", argv.data(), envp.data());
@@ -83,16 +79,13 @@ public:
     SpareSoundServer(const SpareSoundServer&) = delete;
     SpareSoundServer& operator=(const SpareSoundServer&) = delete;
 
-    bool Runs() const { return m_pid > 0; }
     bool Answers() const {
         pa_sample_spec spec{PA_SAMPLE_S16LE, 48000, 2};
-        int error = 0;
         pa_simple* s = pa_simple_new(m_server.c_str(), "tw-spare-probe", PA_STREAM_RECORD, nullptr, "probe",
-                                     &spec, nullptr, nullptr, &error);
-        if (s == nullptr)
-            return false;
-        pa_simple_free(s);
-        return true;
+                                     &spec, nullptr, nullptr, nullptr);
+        if (s != nullptr)
+            pa_simple_free(s);
+        return s != nullptr;
     }
     const std::string& Address() const { return m_server; }
 

@@ -1,7 +1,6 @@
 // The transport of a document view on the real device chain: the view's commands play a generated
 // tone through the ALSA default device and through the PulseAudio null sink, and the sink's monitor
 // hears it, while the headless presentation receives what a window would show.
-#include "MMETestSupport.h"
 #include "SoundTestSupport.h"
 
 #include "audio/AudioDeviceMgr.h"
@@ -14,14 +13,7 @@
 #include "storage/PeakTestSupport.h"
 #include "view/ChildView.h"
 
-#include <gtest/gtest.h>
-
 #include <cctype>
-#include <chrono>
-#include <functional>
-#include <memory>
-#include <string>
-#include <vector>
 
 using namespace tw;
 using namespace tw::test;
@@ -74,24 +66,22 @@ protected:
         SetPresentation(std::make_shared<CHeadlessPresentation>());
     }
 
-    static int32_t FindOutput(const std::string& prefix, std::string part) {
+    // The output whose name starts with `prefix` and holds `part` after it, in any case.
+    static int32_t FindOutput(const std::string& prefix, const std::string& part) {
         std::vector<std::string> names;
         DeviceChain()->GetOutputNames(names);
-        for (char& c : part)
-            c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-        for (size_t i = 0; i < names.size(); ++i) {
-            std::string lower = names[i];
-            for (char& c : lower)
-                c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-            if (names[i].rfind(prefix, 0) == 0 && lower.find(part, prefix.size()) != std::string::npos)
+        const auto same = [](char a, char b) { return std::tolower(uint8_t(a)) == std::tolower(uint8_t(b)); };
+        for (size_t i = 0; i < names.size(); ++i)
+            if (names[i].rfind(prefix, 0) == 0 &&
+                std::search(names[i].begin() + prefix.size(), names[i].end(), part.begin(), part.end(),
+                            same) != names[i].end())
                 return static_cast<int32_t>(i);
-        }
         return -1;
     }
     // Runs the view's loop (timers included) for `ms` milliseconds.
     void Run(int ms) {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
-        while (std::chrono::steady_clock::now() < end)
+        for (const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
+             std::chrono::steady_clock::now() < end;)
             loop.PumpFor(5);
     }
     intptr_t Command(uint32_t id) { return CWindow::SendMessage(view->GetSafeHandle(), WM_COMMAND, id); }
@@ -125,8 +115,7 @@ protected:
     static int LongestGapMilliseconds(const std::vector<float>& heard) {
         const int64_t first = FirstLoudFrame(heard, 2, 0, 0.1f);
         const int64_t last = LastLoudFrame(heard, 2, 0, 0.1f);
-        int gap = 0;
-        int run = 0;
+        int gap = 0, run = 0;
         for (int64_t f = first; f >= 0 && f + 480 <= last; f += 480) {
             run = Rms(heard, 2, 0, f, f + 480) < 0.01 ? run + 10 : 0;
             gap = std::max(gap, run);
@@ -145,11 +134,10 @@ protected:
 
 TEST_P(ViewPlayback, PlayAllIsHeardWholeWhileTheFrameIsToldCursorMetersAndTime) {
     MonitorRecorder recorder(kRate, 2);
-    ASSERT_TRUE(ListenToMonitor(recorder));
+    ASSERT_TRUE(recorder.Start());
     Command(CChildView::kPlayAll);
     ASSERT_TRUE(view->IsPlaying());
-    int maxLevel = 0;
-    int maxCursor = -1;
+    int maxLevel = 0, maxCursor = -1;
     bool sawTime = false;
     ASSERT_TRUE(PumpUntil(
         [&] {
@@ -180,7 +168,7 @@ TEST_P(ViewPlayback, PlayAllIsHeardWholeWhileTheFrameIsToldCursorMetersAndTime) 
 
 TEST_P(ViewPlayback, ThePauseButtonHoldsTheSoundAndPlaySectionGoesOnWhereItStood) {
     MonitorRecorder recorder(kRate, 2);
-    ASSERT_TRUE(ListenToMonitor(recorder));
+    ASSERT_TRUE(recorder.Start());
     Command(CChildView::kPlaySection);
     Run(400);
     Command(kPauseButton);
@@ -204,7 +192,7 @@ TEST_P(ViewPlayback, ThePauseButtonHoldsTheSoundAndPlaySectionGoesOnWhereItStood
 
 TEST_P(ViewPlayback, StopEndsTheSoundAtOnceAndADocumentGoneSilentPlaysAgain) {
     MonitorRecorder recorder(kRate, 2);
-    ASSERT_TRUE(ListenToMonitor(recorder));
+    ASSERT_TRUE(recorder.Start());
     Command(CChildView::kPlayAll);
     Run(300);
     Command(CChildView::kStop);
