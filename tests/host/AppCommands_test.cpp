@@ -31,30 +31,8 @@ using namespace tw;
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-bool WaitUntil(const std::function<bool()>& done, int timeoutMs = 10000) {
-    const auto end = Clock::now() + std::chrono::milliseconds(timeoutMs);
-    while (!done()) {
-        if (Clock::now() > end)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return true;
-}
-
-// Runs `work` on the document thread of `frame` and gives its result.
-template <class T> T OnThread(WindowHandle frame, std::function<T(CMainFrame&)> work) {
-    auto promise = std::make_shared<std::promise<T>>();
-    std::future<T> result = promise->get_future();
-    CWindow::LoopOf(frame)->PostCall([frame, work, promise] {
-        promise->set_value(work(*dynamic_cast<CMainFrame*>(CWindow::FromHandle(frame))));
-    });
-    return result.get();
-}
-
 std::string FileName(WindowHandle frame) {
-    return OnThread<std::string>(frame, [](CMainFrame& f) { return f.GetView().GetFileName(); });
+    return OnThread<CMainFrame>(frame, [](CMainFrame& f) { return f.GetView().GetFileName(); });
 }
 
 // The recent entries of a published File menu, as text and tip.
@@ -82,7 +60,7 @@ protected:
     }
     void TearDown() override {
         tkShutdown();
-        EXPECT_TRUE(WaitUntil([] { return tkQueryRunStatus() == 0; }));
+        EXPECT_TRUE(WaitIdle());
         SetHelpRoot("");
         SetPresentation(std::make_shared<CHeadlessPresentation>());
         SetSettingsFilePath(savedSettings);
@@ -99,31 +77,20 @@ protected:
         EXPECT_EQ(tkNewFile(nullptr, nullptr), 0);
         return FramesAndViews().at(before).first;
     }
-    int Count(const std::string& kind) const {
-        int count = 0;
-        for (const auto& shown : presentation->History())
-            count += shown.kind == kind ? 1 : 0;
-        return count;
-    }
-    std::vector<std::string> Urls() const {
-        std::vector<std::string> urls;
-        for (const auto& shown : presentation->History())
-            if (shown.kind == "url")
-                urls.push_back(shown.text);
-        return urls;
-    }
 
     std::string folder;
     std::string savedSettings;
     std::shared_ptr<CHeadlessPresentation> presentation;
 };
 
-TEST_F(AppCommands, OpensAndProjectSavesFillTheListNewestFirst_ButAWorkingContainerDoesNot) {
+TEST_F(AppCommands, OpensAndProjectSavesFillTheStoredListNewestFirst_ButAWorkingContainerDoesNot) {
     const std::string first = Wav("first.wav");
     const std::string second = Wav("second.wav");
     ASSERT_EQ(tkOpenFile(U16(first).c_str(), nullptr), 0);
     ASSERT_EQ(tkOpenFile(U16(second).c_str(), nullptr), 0);
     EXPECT_EQ(Stored(), (std::vector<std::string>{second, first}));
+    // The list is kept in the settings, so a new start finds it.
+    EXPECT_EQ(GetSettingString(CRecentFileList::kSection, "File1", ""), second);
 
     // Opening the first again moves it to the front, once.
     ASSERT_EQ(tkOpenFile(U16(first).c_str(), nullptr), 0);
@@ -132,20 +99,13 @@ TEST_F(AppCommands, OpensAndProjectSavesFillTheListNewestFirst_ButAWorkingContai
     // A project save adds the project; a working container opened later adds nothing.
     const std::string project = folder + "/work.vtf";
     const WindowHandle frame = FramesAndViews().back().first;
-    ASSERT_TRUE(OnThread<bool>(frame, [&](CMainFrame& f) { return f.GetView().SaveFile(project, nullptr); }));
+    ASSERT_TRUE(
+        OnThread<CMainFrame>(frame, [&](CMainFrame& f) { return f.GetView().SaveFile(project, nullptr); }));
     EXPECT_EQ(Stored(), (std::vector<std::string>{project, first, second}));
     const std::string container = folder + "/lost.vcg";
     std::filesystem::copy_file(project, container);
     ASSERT_EQ(tkOpenFile(U16(container).c_str(), nullptr), 0);
     EXPECT_EQ(Stored(), (std::vector<std::string>{project, first, second}));
-}
-
-TEST_F(AppCommands, TheListIsKeptInTheSettings_SoANewStartFindsIt) {
-    ASSERT_EQ(tkOpenFile(U16(Wav("kept.wav")).c_str(), nullptr), 0);
-    EXPECT_EQ(GetSettingString(CRecentFileList::kSection, "File1", ""), folder + "/kept.wav");
-    CRecentFileList later;
-    later.ReadList();
-    EXPECT_EQ(later.Entries(), std::vector<std::string>{folder + "/kept.wav"});
 }
 
 TEST_F(AppCommands, AFileOpenedInOneDocument_ShowsInTheFileMenuOfAnother) {
@@ -201,8 +161,10 @@ TEST_F(AppCommands, AnEntryWhoseFileWent_ShowsTheReadErrorAndLeavesTheList) {
     for (const Case& c : {Case{"empty document", false}, Case{"full document", true}}) {
         SCOPED_TRACE(c.name);
         const WindowHandle frame = NewDocument();
-        if (c.fromFullDocument)
-            ASSERT_TRUE(OnThread<bool>(frame, [&](CMainFrame& f) { return f.GetView().LoadFile(kept); }));
+        if (c.fromFullDocument) {
+            ASSERT_TRUE(
+                OnThread<CMainFrame>(frame, [&](CMainFrame& f) { return f.GetView().LoadFile(kept); }));
+        }
         CRecentFileList::Update([&](CRecentFileList& list) { return list.Add(gone); });
         ASSERT_EQ(Stored().front(), gone);
         presentation->Clear();
@@ -256,7 +218,7 @@ TEST_F(AppCommands, HelpCommands_OpenTheirPagesBesideTheLibrary_AndAMissingGuide
         presentation->Clear();
         CWindow::SendMessage(frame, WM_COMMAND, c.command);
         const std::string expected = "file://" + std::string(TW_OUTPUT_DIR) + "/Settings/en-US/" + c.page;
-        EXPECT_EQ(Urls(), std::vector<std::string>{expected}) << c.command;
+        EXPECT_EQ(Shown(*presentation, "url"), std::vector<std::string>{expected}) << c.command;
         EXPECT_TRUE(std::filesystem::is_regular_file(expected.substr(7)));
     }
 
@@ -264,19 +226,19 @@ TEST_F(AppCommands, HelpCommands_OpenTheirPagesBesideTheLibrary_AndAMissingGuide
     PutSettingString("General", "Language", "de-DE");
     presentation->Clear();
     CWindow::SendMessage(frame, WM_COMMAND, CMainFrame::kHelpTopics);
-    EXPECT_EQ(Urls(), std::vector<std::string>{"file://" + std::string(TW_OUTPUT_DIR) +
-                                               "/Settings/en-US/index.html"});
+    EXPECT_EQ(Shown(*presentation, "url"), std::vector<std::string>{"file://" + std::string(TW_OUTPUT_DIR) +
+                                                                    "/Settings/en-US/index.html"});
 
     SetHelpRoot(NewFolder("nohelp"));
     presentation->Clear();
     CWindow::SendMessage(frame, WM_COMMAND, CMainFrame::kHelpTopics);
-    EXPECT_TRUE(Urls().empty());
+    EXPECT_TRUE(Shown(*presentation, "url").empty());
     ASSERT_EQ(presentation->Boxes().size(), 1u);
     EXPECT_NE(presentation->Boxes()[0].find("was not found"), std::string::npos);
     EXPECT_TRUE(CWindow::IsWindow(frame));
 }
 
-TEST_F(AppCommands, Customize_TakesAButtonOffEveryFramesToolbar_AndResetBringsItBack) {
+TEST_F(AppCommands, Customize_TakesAButtonOffEveryFramesToolbar_AndResetBringsItBack_CancelNothing) {
     auto standard = [](const CFrameLayout& layout) {
         for (const CToolbarModel& toolbar : layout.toolbars)
             if (toolbar.id == bars::kStandardToolbar)
@@ -291,6 +253,14 @@ TEST_F(AppCommands, Customize_TakesAButtonOffEveryFramesToolbar_AndResetBringsIt
     const WindowHandle other = NewDocument();
     const WindowHandle frame = NewDocument();
     ASSERT_TRUE(shows(frame, market));
+    // Cancelled, it changes nothing.
+    presentation->OnDialog("Customize", [&](CModalDialog& dialog) {
+        dialog.SetFormField(CCustomizeDlg::ButtonKey(bars::kStandardToolbar, market), "0");
+        dialog.OnCancel();
+    });
+    CWindow::SendMessage(frame, WM_COMMAND, CMainFrame::kCustomize);
+    EXPECT_EQ(GetSettingString("Workspace", "HiddenButtons59392", "none"), "none");
+    EXPECT_TRUE(shows(frame, market));
 
     std::string firstHeader;
     presentation->OnDialog("Customize", [&](CModalDialog& dialog) {
@@ -298,10 +268,10 @@ TEST_F(AppCommands, Customize_TakesAButtonOffEveryFramesToolbar_AndResetBringsIt
         dialog.SetFormField(CCustomizeDlg::ButtonKey(bars::kStandardToolbar, market), "0");
         dialog.OnOK();
     });
-    const int layoutsBefore = Count("layout");
+    const size_t layoutsBefore = Shown(*presentation, "layout").size();
     CWindow::SendMessage(frame, WM_COMMAND, CMainFrame::kCustomize);
     EXPECT_EQ(firstHeader, "Standard");
-    EXPECT_GT(Count("layout"), layoutsBefore);
+    EXPECT_GT(Shown(*presentation, "layout").size(), layoutsBefore);
     EXPECT_FALSE(shows(frame, market));
     // Its separator went with it: the bar does not end in one.
     EXPECT_NE(standard(presentation->LastFrameLayout(frame)).commands.back(), 0u);
@@ -317,16 +287,6 @@ TEST_F(AppCommands, Customize_TakesAButtonOffEveryFramesToolbar_AndResetBringsIt
     CWindow::SendMessage(later, WM_COMMAND, CMainFrame::kCustomize);
     EXPECT_TRUE(shows(later, market));
     EXPECT_TRUE(WaitUntil([&] { return shows(other, market) && shows(frame, market); }));
-}
-
-TEST_F(AppCommands, CustomizeCancelled_ChangesNothing) {
-    const WindowHandle frame = NewDocument();
-    presentation->OnDialog("Customize", [&](CModalDialog& dialog) {
-        dialog.SetFormField(CCustomizeDlg::ButtonKey(bars::kStandardToolbar, 57600), "0");
-        dialog.OnCancel();
-    });
-    CWindow::SendMessage(frame, WM_COMMAND, CMainFrame::kCustomize);
-    EXPECT_EQ(GetSettingString("Workspace", "HiddenButtons59392", "none"), "none");
 }
 
 } // namespace

@@ -32,6 +32,7 @@
 
 using namespace hosttest;
 using namespace tw;
+using Clock = std::chrono::steady_clock;
 
 namespace {
 
@@ -43,7 +44,6 @@ public:
 class InProcess : public ::testing::Test {
 protected:
     void SetUp() override {
-        presentation = std::make_shared<CHeadlessPresentation>();
         SetPresentation(presentation);
         HostInfo none{0, 0, 0};
         ASSERT_EQ(tkInitDLL(&none), 1);
@@ -52,142 +52,50 @@ protected:
         tkSetAutoClose(0);
         tkShutdown();
         EXPECT_TRUE(WaitIdle());
+        SetPresentation(presentation);
+    }
+    std::string NewWav(const std::string& name, uint32_t frames = 4410) {
+        const std::string path = NewFolder("documents") + "/" + name;
+        WriteWav16(path, 2, 44100, frames, ToneSample);
+        return path;
     }
 
-    static bool WaitIdle(int timeoutMs = 10000) {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-        while (tkQueryRunStatus() != 0) {
-            if (std::chrono::steady_clock::now() > end)
-                return false;
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        }
-        return true;
-    }
-
-    std::vector<std::string> Titles() const {
-        std::vector<std::string> titles;
-        for (const auto& shown : presentation->History())
-            if (shown.kind == "title")
-                titles.push_back(shown.text);
-        return titles;
-    }
-
-    // Runs a "Stubborn" dialog over the frame on its document thread and waits until it is up;
-    // the future gives the dialog's result.
-    static std::future<int> ShowDialogOver(WindowHandle frame) {
-        auto result = std::make_shared<std::promise<int>>();
-        std::future<int> future = result->get_future();
-        CWindow::LoopOf(frame)->PostCall([result, frame] {
-            StubbornDialog dialog;
-            result->set_value(dialog.DoModal(frame));
-        });
-        while (CWindow::IsWindowEnabled(frame))
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        return future;
-    }
-
-    std::shared_ptr<CHeadlessPresentation> presentation;
+    std::shared_ptr<CHeadlessPresentation> presentation = std::make_shared<CHeadlessPresentation>();
 };
 
-TEST_F(InProcess, DamagedFile_ShowsExactlyOneErrorBox_AndLeavesNoListEntry) {
-    const std::string path = NewFolder("damaged") + "/noise.wav";
-    std::ofstream(path, std::ios::binary) << "RIFF....WAVEthis is not a wave file at all";
-
-    EXPECT_EQ(tkOpenFile(U16(path).c_str(), nullptr), 5);
+TEST_F(InProcess, ADamagedFileShowsExactlyOneErrorBox_AndTitlesAndStatusNameTheFileOrTheProduct) {
+    const std::string damaged = NewFolder("damaged") + "/noise.wav";
+    std::ofstream(damaged, std::ios::binary) << "RIFF....WAVEthis is not a wave file at all";
+    EXPECT_EQ(tkOpenFile(U16(damaged).c_str(), nullptr), 5);
     ASSERT_TRUE(WaitIdle());
     EXPECT_TRUE(FramesAndViews().empty());
     EXPECT_EQ(presentation->Boxes(),
-              std::vector<std::string>{"An error occurred while reading from the file " + path + "."});
-}
+              std::vector<std::string>{"An error occurred while reading from the file " + damaged + "."});
 
-TEST_F(InProcess, TitlesAndStatus_NameTheFileWhileAndAfterLoading_OrTheProductForANewDocument) {
-    const std::string path = NewFolder("titles") + "/song.wav";
-    WriteWav16(path, 2, 44100, 4410, ToneSample);
+    presentation->Clear();
+    const std::string path = NewWav("song.wav");
     ASSERT_EQ(tkNewFile(nullptr, nullptr), 0);
     ASSERT_EQ(tkOpenFile(U16(path).c_str(), nullptr), 0);
-    const auto titles = Titles();
-    ASSERT_EQ(titles.size(), 2u);
-    EXPECT_EQ(titles[0], "Vond Tidewright");
-    EXPECT_EQ(titles[1], "song.wav - Vond Tidewright");
-    std::vector<std::string> status;
-    for (const auto& shown : presentation->History())
-        if (shown.kind == "status")
-            status.push_back(shown.text);
-    EXPECT_EQ(status, (std::vector<std::string>{"Loading file " + path + "...", "Ready"}));
-}
-
-TEST_F(InProcess, Shutdown_EndsADialogThatIgnoresClose_WithCancelAfterAboutASecond) {
-    presentation->OnDialog(
-        "Stubborn", [](CModalDialog&) {}, /*ignoreClose=*/true);
-    ASSERT_EQ(tkNewFile(nullptr, nullptr), 0);
-    const auto docs = FramesAndViews();
-    ASSERT_EQ(docs.size(), 1u);
-    auto future = ShowDialogOver(docs[0].first);
-
-    const auto start = std::chrono::steady_clock::now();
-    tkShutdown();
-    const auto elapsed = std::chrono::steady_clock::now() - start;
-    ASSERT_EQ(future.wait_for(std::chrono::seconds(5)), std::future_status::ready);
-    EXPECT_EQ(future.get(), IDCANCEL);
-    EXPECT_GE(elapsed, std::chrono::milliseconds(900));
-    EXPECT_LT(elapsed, std::chrono::seconds(4));
-    EXPECT_TRUE(WaitIdle());
+    EXPECT_EQ(Shown(*presentation, "title"),
+              (std::vector<std::string>{"Vond Tidewright", "song.wav - Vond Tidewright"}));
+    EXPECT_EQ(Shown(*presentation, "status"),
+              (std::vector<std::string>{"Loading file " + path + "...", "Ready"}));
 }
 
 TEST_F(InProcess, ClosingAnyDocument_EmptiesTheInternalClipboard_AndReleasesItsStreams) {
-    const std::string path = NewFolder("clip") + "/clip.wav";
-    WriteWav16(path, 2, 44100, 2048, ToneSample);
+    const std::string path = NewWav("clip.wav", 2048);
     ASSERT_EQ(tkNewFile(nullptr, nullptr), 0);
     ASSERT_EQ(tkNewFile(nullptr, nullptr), 0);
-
     CPCMAudio* stream = CPCMAudio::Open(path);
     ASSERT_NE(stream, nullptr);
     ClipboardMedia().AddMedia(stream, 0);
     ASSERT_FALSE(ClipboardMedia().IsEmpty());
     ASSERT_EQ(ObjectPool().GetRefCount(stream), 1);
 
-    const WindowHandle firstFrame = FramesAndViews().at(0).first;
-    CWindow::SendMessage(firstFrame, WM_CLOSE);
-    while (FramesAndViews().size() != 1)
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    CWindow::SendMessage(FramesAndViews().at(0).first, WM_CLOSE);
+    ASSERT_TRUE(WaitUntil([] { return FramesAndViews().size() == 1; }));
     EXPECT_TRUE(ClipboardMedia().IsEmpty());
     EXPECT_EQ(ObjectPool().GetRefCount(stream), 0);
-}
-
-TEST_F(InProcess, CloseAllWindows_WithADialogUp_ClosesNothing) {
-    presentation->OnDialog(
-        "Stubborn", [](CModalDialog&) {}, true);
-    ASSERT_EQ(tkNewFile(nullptr, nullptr), 0);
-    ASSERT_EQ(tkNewFile(nullptr, nullptr), 0);
-    const auto docs = FramesAndViews();
-    auto result = ShowDialogOver(docs[0].first);
-    CWindow::SendMessage(docs[1].first, WM_COMMAND, 32816);
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    EXPECT_EQ(FramesAndViews().size(), 2u);
-    bool raised = false;
-    for (const auto& shown : presentation->History())
-        raised = raised || (shown.kind == "top" && shown.window == docs[0].first);
-    EXPECT_TRUE(raised);
-    tkShutdown();
-    EXPECT_EQ(result.get(), IDCANCEL);
-}
-
-TEST_F(InProcess, CloseFile_WhileADialogIsUp_LeavesTheDocumentToShutdown_WhichClosesTheDialogAtOnce) {
-    presentation->OnDialog(
-        "Stubborn", [](CModalDialog&) {}, /*ignoreClose=*/false);
-    ASSERT_EQ(tkNewFile(nullptr, nullptr), 0);
-    const WindowHandle frame = FramesAndViews().at(0).first;
-    auto result = ShowDialogOver(frame);
-
-    EXPECT_EQ(tkCloseFile(u""), 1); // it matched, but the frame refuses while its dialog runs
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    EXPECT_TRUE(CWindow::IsWindow(frame));
-    // The close sequence ends the dialog first; one that accepts WM_CLOSE needs no waiting.
-    const auto start = std::chrono::steady_clock::now();
-    tkShutdown();
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(500));
-    EXPECT_EQ(result.get(), IDCANCEL);
-    EXPECT_TRUE(WaitIdle());
 }
 
 // Boxes that wait for a person, who never comes: they end when the document withdraws them.
@@ -212,87 +120,105 @@ private:
     std::multiset<std::string> m_withdrawn;
 };
 
-TEST_F(InProcess, ClosingWhileADialogOrBoxSitsOnTheView_EndsItFirstOrIsRefused_AndTheViewOutlivesIt) {
-    struct Case {
-        const char* name;
-        uint32_t box;  // the box's style, or kDialog for a dialog
-        bool shutdown; // the close sequence; otherwise WM_CLOSE to the frame (tkCloseFile, the window)
-        int result;    // what the dialog or box gives when the close ends it
-    };
+TEST_F(InProcess, ClosingWhileADialogOrBoxIsUp_EndsItFirstOrIsRefused_AndItsOwnerOutlivesIt) {
     constexpr uint32_t kDialog = ~0u;
-    const Case cases[] = {{"dialog, close sequence", kDialog, true, IDCANCEL},
-                          {"dialog, closing the frame", kDialog, false, 0},
-                          {"ok box, close sequence", MB_OK, true, IDOK},
-                          {"ok/cancel box, close sequence", MB_OKCANCEL, true, IDCANCEL},
-                          {"yes/no box, close sequence", MB_YESNO, true, IDCANCEL},
-                          {"yes/no box, closing the frame", MB_YESNO, false, 0}};
-    presentation->OnDialog(
-        "Stubborn", [](CModalDialog&) {}, false);
+    const struct {
+        const char* name;
+        uint32_t box;     // the box's style, or kDialog for a dialog
+        bool ignoreClose; // a dialog that does not end on WM_CLOSE
+        bool overFrame;   // up over the frame; otherwise over the view
+        bool shutdown;    // the close sequence; otherwise WM_CLOSE to the frame (tkCloseFile), refused
+        int result;       // what the dialog or box gives when the close sequence ends it
+        int minMs, maxMs; // how long the close sequence takes
+    } cases[] = {
+        {"dialog, close sequence", kDialog, false, false, true, IDCANCEL, 0, 10000},
+        {"dialog, closing the frame", kDialog, false, false, false, IDCANCEL, 0, 10000},
+        // One that accepts WM_CLOSE needs no waiting; one that ignores it is cancelled after a second.
+        {"frame's dialog, closing the frame", kDialog, false, true, false, IDCANCEL, 0, 500},
+        {"frame's dialog ignoring close, close sequence", kDialog, true, true, true, IDCANCEL, 900, 4000},
+        {"ok box, close sequence", MB_OK, false, false, true, IDOK, 0, 10000},
+        {"ok/cancel box, close sequence", MB_OKCANCEL, false, false, true, IDCANCEL, 0, 10000},
+        {"yes/no box, close sequence", MB_YESNO, false, false, true, IDCANCEL, 0, 10000},
+        {"yes/no box, closing the frame", MB_YESNO, false, false, false, IDCANCEL, 0, 10000},
+    };
     auto boxes = std::make_shared<UnansweredBoxes>();
-    boxes->OnDialog(
-        "Stubborn", [](CModalDialog&) {}, false);
-    const std::string path = NewFolder("modal") + "/modal.wav";
-    WriteWav16(path, 2, 44100, 4410, ToneSample);
-    for (const Case& c : cases) {
+    const std::string path = NewWav("modal.wav");
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
+        presentation->OnDialog(
+            "Stubborn", [](CModalDialog&) {}, c.ignoreClose);
         SetPresentation(c.box == kDialog ? std::shared_ptr<IPresentation>(presentation) : boxes);
         ASSERT_EQ(tkOpenFile(U16(path).c_str(), nullptr), 0);
         const auto [frame, view] = FramesAndViews().at(0);
+        const WindowHandle owner = c.overFrame ? frame : view;
         struct Outcome {
             std::atomic<int> result{0};
-            std::atomic<bool> viewAfter{false};
+            std::atomic<bool> ownerAfter{false};
         };
         auto outcome = std::make_shared<Outcome>();
-        CWindow::LoopOf(view)->PostCall([outcome, view = view, style = c.box] {
-            int result;
-            if (style == kDialog) {
-                StubbornDialog dialog;
-                result = dialog.DoModal(view);
-            } else {
-                result = ShowMessageBox("Go on?", style, view);
-            }
-            // What a command does after its dialog: it finds its document still there.
-            outcome->viewAfter = CWindow::IsWindow(view) && CWindow::FromHandle(view) != nullptr;
+        CWindow::LoopOf(owner)->PostCall([outcome, owner, style = c.box] {
+            StubbornDialog dialog;
+            const int result =
+                style == kDialog ? dialog.DoModal(owner) : ShowMessageBox("Go on?", style, owner);
+            // What a command does after its dialog: it finds its window still there.
+            outcome->ownerAfter = CWindow::IsWindow(owner) && CWindow::FromHandle(owner) != nullptr;
             outcome->result = result;
         });
-        // Up over the view, the dialog or box disables the frame.
-        const auto up = std::chrono::steady_clock::now();
-        while (CWindow::IsWindowEnabled(frame) &&
-               std::chrono::steady_clock::now() - up < std::chrono::seconds(5))
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        EXPECT_FALSE(CWindow::IsWindowEnabled(frame));
-        if (c.shutdown) {
-            tkShutdown();
-            ASSERT_TRUE(WaitIdle());
-            EXPECT_EQ(outcome->result.load(), c.result);
-        } else {
-            EXPECT_EQ(tkCloseFile(U16(path).c_str()), 1);
+        // Up over the view or the frame, the dialog or box disables the frame.
+        EXPECT_TRUE(WaitUntil([&] { return !CWindow::IsWindowEnabled(frame); }));
+        if (!c.shutdown) {
+            EXPECT_EQ(tkCloseFile(U16(path).c_str()), 1); // it matched, but the frame refuses
             std::this_thread::sleep_for(std::chrono::milliseconds(150));
             EXPECT_EQ(outcome->result.load(), 0) << "ended by a close that should be refused";
             EXPECT_TRUE(CWindow::IsWindow(frame));
-            tkShutdown();
-            ASSERT_TRUE(WaitIdle());
         }
-        EXPECT_TRUE(outcome->viewAfter.load());
+        const auto start = Clock::now();
+        tkShutdown();
+        const auto elapsed = Clock::now() - start;
+        ASSERT_TRUE(WaitIdle());
+        EXPECT_GE(elapsed, std::chrono::milliseconds(c.minMs));
+        EXPECT_LT(elapsed, std::chrono::milliseconds(c.maxMs));
+        EXPECT_EQ(outcome->result.load(), c.result);
+        EXPECT_TRUE(outcome->ownerAfter.load());
     }
-    SetPresentation(presentation);
 }
 
-TEST_F(InProcess, CloseAll_ByCommandOrAndWait_ClosesEveryDocument_WhenNoneRefuses) {
+TEST_F(InProcess, CloseAllWindows_WithADialogUp_ClosesNothingAndRaisesIt_OtherwiseEveryDocument) {
+    presentation->OnDialog(
+        "Stubborn", [](CModalDialog&) {}, true);
+    ASSERT_EQ(tkNewFile(nullptr, nullptr), 0);
+    ASSERT_EQ(tkNewFile(nullptr, nullptr), 0);
+    const auto docs = FramesAndViews();
+    auto result = std::make_shared<std::promise<int>>();
+    CWindow::LoopOf(docs[0].first)->PostCall([result, frame = docs[0].first] {
+        StubbornDialog dialog;
+        result->set_value(dialog.DoModal(frame));
+    });
+    ASSERT_TRUE(WaitUntil([&] { return !CWindow::IsWindowEnabled(docs[0].first); }));
+    CWindow::SendMessage(docs[1].first, WM_COMMAND, 32816);
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    EXPECT_EQ(FramesAndViews().size(), 2u);
+    bool raised = false;
+    for (const auto& shown : presentation->History())
+        raised = raised || (shown.kind == "top" && shown.window == docs[0].first);
+    EXPECT_TRUE(raised);
+    tkShutdown();
+    EXPECT_EQ(result->get_future().get(), IDCANCEL);
+    ASSERT_TRUE(WaitIdle());
+
+    // By the command or by the list's own call, which returns once every document has left it.
     for (int i = 0; i < 3; ++i)
         ASSERT_EQ(tkNewFile(nullptr, nullptr), 0);
     CWindow::PostMessage(FramesAndViews().at(1).first, WM_COMMAND, 32816);
     EXPECT_TRUE(WaitIdle());
-
     ASSERT_EQ(tkNewFile(nullptr, nullptr), 0);
     ASSERT_EQ(tkNewFile(nullptr, nullptr), 0);
-    CFileThreadList::Instance().CloseAllAndWait(); // returns once every document has left the list
+    CFileThreadList::Instance().CloseAllAndWait();
     EXPECT_TRUE(FramesAndViews().empty());
 }
 
 TEST_F(InProcess, OpenFile_FromAThreadWithAMessageLoop_KeepsThatLoopDispatchingWhileItWaits) {
-    const std::string path = NewFolder("pump") + "/pump.wav";
-    WriteWav16(path, 2, 44100, 44100, ToneSample);
+    const std::string path = NewWav("pump.wav", 44100);
     bool dispatched = false;
     int32_t result = -1;
     std::thread host([&] {
@@ -305,35 +231,27 @@ TEST_F(InProcess, OpenFile_FromAThreadWithAMessageLoop_KeepsThatLoopDispatchingW
     EXPECT_TRUE(dispatched);
 }
 
-// The application thread is the one that called tkInitDLL; it runs a loop of its own here.
-int RunApplicationThread(int32_t autoClose, std::chrono::milliseconds patience) {
-    std::promise<int> outcome;
-    std::thread app([&] {
-        CMessageLoop loop;
-        HostInfo none{0, 0, 0};
-        tkInitDLL(&none);
-        tkSetAutoClose(autoClose);
-        std::thread([] {
-            tkNewFile(nullptr, nullptr);
-            tkCloseFile(u"");
-        }).detach();
-        const auto end = std::chrono::steady_clock::now() + patience;
+TEST_F(InProcess, AutoClose_EndsTheApplicationLoopWithTheLastDocument_OnlyWhenSet) {
+    // The application thread is the one that called tkInitDLL; it runs a loop of its own here.
+    for (const int32_t autoClose : {1, 0}) {
         bool quit = false;
-        while (!quit && std::chrono::steady_clock::now() < end)
-            quit = !loop.PumpFor(20);
-        outcome.set_value(quit ? 1 : 0);
-    });
-    app.join();
-    return outcome.get_future().get();
-}
-
-TEST_F(InProcess, AutoClose_Set_EndsTheApplicationLoopWithTheLastDocument) {
-    EXPECT_EQ(RunApplicationThread(1, std::chrono::seconds(5)), 1);
-}
-
-TEST_F(InProcess, AutoClose_Clear_KeepsTheApplicationLoopRunning) {
-    EXPECT_EQ(RunApplicationThread(0, std::chrono::milliseconds(800)), 0);
-    EXPECT_TRUE(WaitIdle());
+        std::thread app([&] {
+            CMessageLoop loop;
+            HostInfo none{0, 0, 0};
+            tkInitDLL(&none);
+            tkSetAutoClose(autoClose);
+            std::thread([] {
+                tkNewFile(nullptr, nullptr);
+                tkCloseFile(u"");
+            }).detach();
+            const auto end = Clock::now() + std::chrono::milliseconds(autoClose ? 5000 : 800);
+            while (!quit && Clock::now() < end)
+                quit = !loop.PumpFor(20);
+        });
+        app.join();
+        EXPECT_EQ(quit, autoClose == 1) << autoClose;
+        EXPECT_TRUE(WaitIdle());
+    }
 }
 
 TEST_F(InProcess, TheColourSetChosenInOneDocumentsOptionsRedrawsEveryDocument) {
@@ -344,20 +262,13 @@ TEST_F(InProcess, TheColourSetChosenInOneDocumentsOptionsRedrawsEveryDocument) {
     ASSERT_EQ(docs.size(), 2u);
     // The wave colour each document's visualizer draws with, read on its own thread.
     auto waveColour = [](WindowHandle view) {
-        auto colour = std::make_shared<std::promise<ColorRef>>();
-        std::future<ColorRef> future = colour->get_future();
-        CWindow::LoopOf(view)->PostCall([colour, view] {
-            auto* document = dynamic_cast<CChildView*>(CWindow::FromHandle(view));
-            auto* wave =
-                document != nullptr ? dynamic_cast<CPCMVisualizer*>(document->GetVisualizer()) : nullptr;
-            colour->set_value(wave != nullptr ? wave->GetPalette().waveTop : 0);
+        return OnThread<CChildView>(view, [](CChildView& document) {
+            auto* wave = dynamic_cast<CPCMVisualizer*>(document.GetVisualizer());
+            return wave != nullptr ? wave->GetPalette().waveTop : 0;
         });
-        return future.get();
     };
-    const ColorRef greenOnBlack = MakeWavePalette(0, false).waveTop;
-    const ColorRef normal = MakeWavePalette(1, false).waveTop;
     for (const auto& [frame, view] : docs)
-        EXPECT_EQ(waveColour(view), greenOnBlack);
+        EXPECT_EQ(waveColour(view), MakeWavePalette(0, false).waveTop); // green on black
 
     presentation->OnDialog("Options", [](CModalDialog& sheet) {
         sheet.SetFormField("greenOnBlack", "0");
@@ -365,40 +276,29 @@ TEST_F(InProcess, TheColourSetChosenInOneDocumentsOptionsRedrawsEveryDocument) {
     });
     CWindow::SendMessage(docs[1].first, WM_COMMAND, CMainFrame::kEditorOptions);
     EXPECT_EQ(GlobalAppearance(), 1);
-    for (const auto& [frame, view] : docs) {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-        while (waveColour(view) != normal && std::chrono::steady_clock::now() < end)
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        EXPECT_EQ(waveColour(view), normal);
-    }
+    const ColorRef normal = MakeWavePalette(1, false).waveTop;
+    for (const auto& [frame, view] : docs)
+        EXPECT_TRUE(WaitUntil([&, view = view] { return waveColour(view) == normal; }));
     DeleteSetting("View", "Appearance");
     SetGlobalAppearance(0);
 }
 
 TEST_F(InProcess, AClipsEditorOpensOnceAndKeepChangesGoesBackIntoTheClip) {
-    const std::string path = NewFolder("clip") + "/take.wav";
-    WriteWav16(path, 2, 44100, 44100, ToneSample);
     auto* clip = new CWaveClip;
-    ASSERT_EQ(clip->OpenFile(tw::test::Bstr(path)), S_OK);
+    ASSERT_EQ(clip->OpenFile(tw::test::Bstr(NewWav("take.wav", 44100))), S_OK);
     ASSERT_EQ(clip->SetRenderFormat(44100, 2), S_OK);
-
     ASSERT_EQ(clip->ShowEditor(), S_OK);
     EXPECT_EQ(clip->ShowEditor(), S_FALSE); // one editor per clip
-    const auto windows = FramesAndViews();
-    ASSERT_EQ(windows.size(), 1u);
-    const auto [frame, view] = windows[0];
-    EXPECT_EQ(Titles().back(), "take.wav - Vond Tidewright");
+    ASSERT_EQ(FramesAndViews().size(), 1u);
+    const auto [frame, view] = FramesAndViews()[0];
+    EXPECT_EQ(Shown(*presentation, "title").back(), "take.wav - Vond Tidewright");
 
     // A cut in the editor, then the host bar's Keep Changes: the clip gets the shorter document
     // and the editor closes without asking.
-    std::promise<void> edited;
-    CWindow::LoopOf(view)->PostCall([&edited, view = view] {
-        auto* document = dynamic_cast<CChildView*>(CWindow::FromHandle(view));
-        document->SetSelection(CSection(1000, 12025));
-        document->OnCmdMsg(CChildView::kDelete);
-        edited.set_value();
+    OnThread<CChildView>(view, [](CChildView& document) {
+        document.SetSelection(CSection(1000, 12025));
+        return document.OnCmdMsg(CChildView::kDelete);
     });
-    edited.get_future().wait();
     int64_t length = 0;
     ASSERT_EQ(clip->GetOriginalLength(&length), S_OK);
     EXPECT_EQ(length, 44100); // nothing reaches the clip before it is kept

@@ -31,6 +31,11 @@ std::string Upper(std::string text) {
     return text;
 }
 
+std::string Settings() {
+    std::ifstream in(TestRoot() + "/config/VondTidewright/VondTidewright.ini");
+    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+}
+
 std::string OpenedText(const std::string& path) {
     return "/procid:" + std::to_string(Pid()) + " /file:\"" + path + "\"";
 }
@@ -92,12 +97,20 @@ TEST_F(LibraryHost, OpenFile_OnAGeneratedWav_AnswersZeroAfterStartedAndOpenedNot
     EXPECT_EQ(lib.QueryFileOpened(U16(path).c_str()), 0);
 }
 
-TEST_F(LibraryHost, QueryFileOpened_ComparesTheWholePathWithoutCase_AndNeverMatchesAnUntitledDocument) {
+TEST_F(LibraryHost, RequestsWithoutAMatchAnswer1_0And5_AndQueriesCompareTheWholePathWithoutCase) {
+    EXPECT_EQ(lib.SaveFile(u"/nothing/open.wav"), 1);
+    EXPECT_EQ(lib.CloseFile(u"/nothing/open.wav"), 0);
+    EXPECT_EQ(lib.QueryRunStatus(), 0);
+    EXPECT_EQ(lib.OpenFile(u"/no/such/file.wav", nullptr), 5);
+    EXPECT_TRUE(lib.WaitUntilIdle());
+
     const std::string path = NewWav("Case.wav");
     ASSERT_EQ(lib.OpenFile(U16(path).c_str(), nullptr), 0);
     EXPECT_EQ(lib.QueryFileOpened(U16(Upper(path)).c_str()), 1);
     EXPECT_EQ(lib.QueryFileOpened(U16(path + "x").c_str()), 0);
     EXPECT_EQ(lib.QueryFileOpened(U16(path.substr(0, path.size() - 1)).c_str()), 0);
+    EXPECT_EQ(lib.SaveFile(U16(path).c_str()), 1);        // unchanged: the frame's yes
+    EXPECT_EQ(lib.QueryFileOpened(U16(path).c_str()), 1); // neither closes it
     // An untitled document matches no path, not even an empty one.
     ASSERT_EQ(lib.NewFile(nullptr, nullptr), 0);
     EXPECT_EQ(lib.QueryFileOpened(u""), 0);
@@ -121,28 +134,10 @@ TEST_F(LibraryHost, CloseFile_MatchesOnTheFirstCharacterOnly_AndTheFirstListedWi
     EXPECT_EQ(Listener().Count(TK_NOTIFY_CLOSING), 1);
 }
 
-TEST_F(LibraryHost, SaveCloseAndOpen_WithoutAMatchingDocumentOrFile_Answer1_0And5) {
-    EXPECT_EQ(lib.SaveFile(u"/nothing/open.wav"), 1);
-    EXPECT_EQ(lib.CloseFile(u"/nothing/open.wav"), 0);
-    EXPECT_EQ(lib.QueryRunStatus(), 0);
-    EXPECT_EQ(lib.OpenFile(u"/no/such/file.wav", nullptr), 5);
-    EXPECT_TRUE(lib.WaitUntilIdle());
-}
-
-TEST_F(LibraryHost, SaveFile_OnAnUnchangedDocument_AnswersTheFramesYes) {
-    const std::string path = NewWav("saved.wav");
-    ASSERT_EQ(lib.OpenFile(U16(path).c_str(), nullptr), 0);
-    EXPECT_EQ(lib.SaveFile(U16(path).c_str()), 1);
-    EXPECT_EQ(lib.QueryFileOpened(U16(path).c_str()), 1); // the query does not close it
-}
-
 TEST_F(LibraryHost, OpenFile_OnADamagedFile_Answers5_ReportsTheFailure_AndLeavesNothingRunning) {
     const std::string path = NewFolder("damaged") + "/broken.wav";
-    {
-        std::ofstream out(path, std::ios::binary);
-        const char junk[] = "RIFF\x10\x00\x00\x00WAVEfmt \xff\xff\xff\xff garbage that is no audio";
-        out.write(junk, sizeof junk);
-    }
+    const char junk[] = "RIFF\x10\x00\x00\x00WAVEfmt \xff\xff\xff\xff garbage that is no audio";
+    std::ofstream(path, std::ios::binary).write(junk, sizeof junk);
     EXPECT_EQ(lib.OpenFile(U16(path).c_str(), nullptr), 5);
     EXPECT_TRUE(Listener().WaitFor(TK_NOTIFY_FATAL, "ERROR:" + path));
     EXPECT_TRUE(lib.WaitUntilIdle());
@@ -170,8 +165,7 @@ TEST_F(LibraryHost, SelectLanguage_StoresTheSetting_AndLeavesOpenDocumentsAlone)
     ASSERT_EQ(lib.NewFile(nullptr, nullptr), 0);
     EXPECT_EQ(lib.SelectLanguage(u"de-DE"), 0);
 
-    std::ifstream in(TestRoot() + "/config/VondTidewright/VondTidewright.ini");
-    const std::string ini((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    const std::string ini = Settings();
     const size_t section = ini.find("[General]");
     ASSERT_NE(section, std::string::npos) << ini;
     EXPECT_NE(ini.find("Language=de-DE", section), std::string::npos) << ini;
@@ -252,19 +246,14 @@ TEST_F(LibraryHost, RegisterServer_WritesEveryClassIdWithItsFriendlyName_AndUnre
         reinterpret_cast<decltype(&DllUnregisterServer)>(dlsym(lib.handle, "DllUnregisterServer"));
     ASSERT_NE(registerServer, nullptr);
     ASSERT_NE(unregisterServer, nullptr);
-    const std::string settings = TestRoot() + "/config/VondTidewright/VondTidewright.ini";
-    const auto read = [&] {
-        std::ifstream in(settings);
-        return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    };
     ASSERT_EQ(registerServer(), S_OK);
-    const std::string text = read();
+    const std::string text = Settings();
     for (const char* line : {"{AA274BF6-E29B-4BD0-881F-217333F0215F}=CAudioClipServer Object",
                              "{4F0280E4-123B-4D09-87B3-F3B4A2C2E593}=CAudioWriter Object",
                              "{3B70BA3D-0ACE-4E0D-9B1C-780C9F7C2843}=CWaveClip Object"})
         EXPECT_NE(Upper(text).find(Upper(line)), std::string::npos) << line << "\n" << text;
     ASSERT_EQ(unregisterServer(), S_OK);
-    EXPECT_EQ(Upper(read()).find("AA274BF6"), std::string::npos);
+    EXPECT_EQ(Upper(Settings()).find("AA274BF6"), std::string::npos);
 }
 
 // A host that went away: the link is cleared at the first failed send and never used again, even

@@ -45,18 +45,8 @@ public:
 };
 ::testing::Environment* const g_rootCleanup = ::testing::AddGlobalTestEnvironment(new RootFolder);
 
-void PutLe16(std::vector<uint8_t>& out, uint16_t v) {
-    out.push_back(static_cast<uint8_t>(v));
-    out.push_back(static_cast<uint8_t>(v >> 8));
-}
-void PutLe32(std::vector<uint8_t>& out, uint32_t v) {
-    for (int i = 0; i < 4; ++i)
-        out.push_back(static_cast<uint8_t>(v >> (8 * i)));
-}
-
-template <class T> bool Resolve(void* handle, const char* name, T& out) {
+template <class T> void Resolve(void* handle, const char* name, T& out) {
     out = reinterpret_cast<T>(dlsym(handle, name));
-    return out != nullptr;
 }
 
 Library Load(const std::string& path) {
@@ -103,12 +93,8 @@ std::u16string U16(const std::string& text) {
     std::u16string out;
     for (size_t i = 0; i < text.size(); ++i) {
         const unsigned char c = static_cast<unsigned char>(text[i]);
-        if (c >= 0xC0 && i + 1 < text.size()) {
-            out.push_back(static_cast<char16_t>(((c & 0x1F) << 6) | (text[i + 1] & 0x3F)));
-            ++i;
-        } else {
-            out.push_back(c);
-        }
+        const bool pair = c >= 0xC0 && i + 1 < text.size();
+        out.push_back(pair ? static_cast<char16_t>(((c & 0x1F) << 6) | (text[++i] & 0x3F)) : c);
     }
     return out;
 }
@@ -116,42 +102,15 @@ std::u16string U16(const std::string& text) {
 std::string U8(const std::u16string& text) {
     std::string out;
     for (char16_t c : text) {
-        if (c < 0x80) {
-            out.push_back(static_cast<char>(c));
-        } else if (c < 0x800) {
-            out.push_back(static_cast<char>(0xC0 | (c >> 6)));
-            out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
-        } else {
-            out.push_back(static_cast<char>(0xE0 | (c >> 12)));
-            out.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
-            out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
-        }
+        if (c < 0x80)
+            out += static_cast<char>(c);
+        else if (c < 0x800)
+            out += {static_cast<char>(0xC0 | (c >> 6)), static_cast<char>(0x80 | (c & 0x3F))};
+        else
+            out += {static_cast<char>(0xE0 | (c >> 12)), static_cast<char>(0x80 | ((c >> 6) & 0x3F)),
+                    static_cast<char>(0x80 | (c & 0x3F))};
     }
     return out;
-}
-
-void WriteWav16(const std::string& path, uint16_t channels, uint32_t rate, uint32_t frames,
-                const std::function<int16_t(uint32_t, uint16_t)>& sample) {
-    const uint32_t dataBytes = frames * channels * 2u;
-    std::vector<uint8_t> bytes;
-    bytes.reserve(44 + dataBytes);
-    bytes.insert(bytes.end(), {'R', 'I', 'F', 'F'});
-    PutLe32(bytes, 36 + dataBytes);
-    bytes.insert(bytes.end(), {'W', 'A', 'V', 'E', 'f', 'm', 't', ' '});
-    PutLe32(bytes, 16);
-    PutLe16(bytes, 1);
-    PutLe16(bytes, channels);
-    PutLe32(bytes, rate);
-    PutLe32(bytes, rate * channels * 2u);
-    PutLe16(bytes, static_cast<uint16_t>(channels * 2));
-    PutLe16(bytes, 16);
-    bytes.insert(bytes.end(), {'d', 'a', 't', 'a'});
-    PutLe32(bytes, dataBytes);
-    for (uint32_t f = 0; f < frames; ++f)
-        for (uint16_t c = 0; c < channels; ++c)
-            PutLe16(bytes, static_cast<uint16_t>(sample(f, c)));
-    std::ofstream(path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
 }
 
 int16_t ToneSample(uint32_t frame, uint16_t channel) {

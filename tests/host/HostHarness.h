@@ -3,6 +3,8 @@
 // written byte by byte. Nothing here includes the system's own sources.
 #pragma once
 
+#include "TestWav.h"
+
 #include <tidework/com.h>
 #include <tidework/tidework.h>
 
@@ -26,9 +28,9 @@ std::string NewFolder(const std::string& name);
 std::u16string U16(const std::string& text);
 std::string U8(const std::u16string& text);
 
-// A 16-bit PCM WAV file; sample(frame, channel) gives the value.
-void WriteWav16(const std::string& path, uint16_t channels, uint32_t rate, uint32_t frames,
-                const std::function<int16_t(uint32_t frame, uint16_t channel)>& sample);
+// WriteWav16(path, channels, rate, frames, sample): a 16-bit PCM WAV file; sample(frame, channel)
+// gives the value.
+using tw::test::WriteWav16;
 // A deterministic two-channel tone, as the tests use it.
 int16_t ToneSample(uint32_t frame, uint16_t channel);
 

@@ -2,6 +2,7 @@
 
 #include "HostHarness.h"
 
+#include <csignal>
 #include <cstdio>
 #include <fstream>
 #include <iterator>
@@ -20,12 +21,15 @@ std::string ReadText(const std::string& path) {
     return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
 }
 
-ToolRun RunTool(const std::vector<std::string>& args, const std::string& tool) {
+ToolRun RunTool(const std::vector<std::string>& args, const std::string& tool, const std::string& input,
+                int termAfterMs) {
     const std::string folder = NewFolder("tideclip-run");
-    const std::string outPath = folder + "/out", errPath = folder + "/err";
+    const std::string inPath = folder + "/in", outPath = folder + "/out", errPath = folder + "/err";
+    std::ofstream(inPath, std::ios::binary) << input;
     const pid_t child = fork();
     if (child == 0) {
-        if (!freopen(outPath.c_str(), "w", stdout) || !freopen(errPath.c_str(), "w", stderr))
+        if (!freopen(inPath.c_str(), "r", stdin) || !freopen(outPath.c_str(), "w", stdout) ||
+            !freopen(errPath.c_str(), "w", stderr))
             _exit(127);
         std::vector<char*> argv{const_cast<char*>(tool.c_str())};
         for (const std::string& a : args)
@@ -33,6 +37,10 @@ ToolRun RunTool(const std::vector<std::string>& args, const std::string& tool) {
         argv.push_back(nullptr);
         execv(tool.c_str(), argv.data());
         _exit(127);
+    }
+    if (termAfterMs >= 0) {
+        usleep(static_cast<useconds_t>(termAfterMs) * 1000);
+        kill(child, SIGTERM);
     }
     int status = 0;
     waitpid(child, &status, 0);

@@ -17,8 +17,10 @@ struct ToolRun {
     std::string err;
 };
 
-// Runs `tool` (ToolPath() by default) with `args`.
-ToolRun RunTool(const std::vector<std::string>& args, const std::string& tool = ToolPath());
+// Runs `tool` (ToolPath() by default) with `args`, `input` on its standard input (which then ends),
+// and a SIGTERM after `termAfterMs` when that is not negative.
+ToolRun RunTool(const std::vector<std::string>& args, const std::string& tool = ToolPath(),
+                const std::string& input = {}, int termAfterMs = -1);
 
 std::string ReadText(const std::string& path);
 uint32_t Le32(const std::string& bytes, size_t at);
