@@ -14,37 +14,30 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <chrono>
 #include <csignal>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
-#include <fstream>
-#include <functional>
 #include <map>
 #include <memory>
 #include <sstream>
-#include <string>
 #include <sys/wait.h>
-#include <thread>
 #include <unistd.h>
-#include <vector>
 
 namespace tw::test {
 
 namespace fs = std::filesystem;
 
 inline bool WaitFor(const std::function<bool()>& done, double seconds) {
-    using Clock = std::chrono::steady_clock;
-    const auto end = Clock::now() + std::chrono::milliseconds(static_cast<int64_t>(seconds * 1000));
-    while (!done()) {
-        if (Clock::now() > end)
+    for (const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds); !done();)
+        if (std::chrono::steady_clock::now() > end)
             return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
+        else
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
     return true;
+}
+
+inline void Wait(int ms) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(ms));
 }
 
 // A child process with its own environment; killed with its group if still running at the end.
@@ -59,15 +52,12 @@ public:
         m_pid = ::fork();
         if (m_pid == 0) {
             ::setpgid(0, 0);
-            if (pipeInput) {
-                ::dup2(input[0], 0);
-                ::close(input[1]);
-            }
-            if (!output.empty()) {
-                const int fd = ::open(output.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-                ::dup2(fd, 1);
-                ::dup2(fd, 2);
-            }
+            if (pipeInput)
+                ::dup2(input[0], 0), ::close(input[1]);
+            if (const int fd =
+                    output.empty() ? -1 : ::open(output.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+                fd >= 0)
+                ::dup2(fd, 1), ::dup2(fd, 2);
             for (const std::string& e : env)
                 ::putenv(const_cast<char*>(e.c_str()));
             std::vector<char*> args;
@@ -77,24 +67,18 @@ public:
             ::execvp(args[0], args.data());
             ::_exit(127);
         }
-        if (pipeInput) {
-            ::close(input[0]);
-            m_input = input[1];
-        }
+        if (pipeInput)
+            ::close(input[0]), m_input = input[1];
     }
     ~Child() {
         if (m_input >= 0)
             ::close(m_input);
         // Asked to end first, so a server removes its lock file and socket; killed if it will not.
-        if (Running()) {
-            ::kill(-m_pid, SIGTERM);
-            for (int i = 0; i < 100 && Running(); ++i)
-                std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
-        if (Running()) {
-            ::kill(-m_pid, SIGKILL);
-            ::waitpid(m_pid, nullptr, 0);
-        }
+        for (const int signal : {SIGTERM, SIGKILL})
+            if (Running()) {
+                ::kill(-m_pid, signal);
+                WaitFor([this] { return !Running(); }, 2);
+            }
     }
     Child(const Child&) = delete;
     Child& operator=(const Child&) = delete;
@@ -103,12 +87,9 @@ public:
         if (m_pid <= 0 || m_exited)
             return false;
         int status = 0;
-        if (::waitpid(m_pid, &status, WNOHANG) == m_pid) {
-            m_exited = true;
-            m_status = status;
-            return false;
-        }
-        return true;
+        if (::waitpid(m_pid, &status, WNOHANG) == m_pid)
+            m_exited = true, m_status = status;
+        return !m_exited;
     }
     void Send(const std::string& line) {
         if (m_input >= 0)
@@ -119,6 +100,11 @@ public:
         if (Running())
             ::kill(m_pid, signal);
     }
+    // Asks the editor to end; true once it did, with nothing left to ask.
+    bool Quit() {
+        Send("quit\n");
+        return WaitFor([this] { return !Running(); }, 30) && ExitCode() == 0;
+    }
 
 private:
     pid_t m_pid = -1;
@@ -127,7 +113,23 @@ private:
     int m_status = 0;
 };
 
-// A private X server on the first free display number.
+inline std::string ReadText(const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+}
+
+// Runs a shell command and gives what it printed.
+inline std::string Capture(const std::string& command) {
+    std::string out;
+    if (FILE* pipe = ::popen(command.c_str(), "r")) {
+        for (char buffer[256]; std::fgets(buffer, sizeof buffer, pipe) != nullptr;)
+            out += buffer;
+        ::pclose(pipe);
+    }
+    return out;
+}
+
+// A private X server on the first free display number, and real input on it through xdotool.
 class XServer {
 public:
     explicit XServer(const std::string& screen = "1280x800x24") {
@@ -136,14 +138,12 @@ public:
             const std::string socket = "/tmp/.X11-unix/X" + std::to_string(n);
             // A lock whose server is gone (one killed outright) is taken over with its socket.
             if (fs::exists(lock)) {
-                std::ifstream in(lock);
                 long pid = 0;
-                in >> pid;
+                std::ifstream(lock) >> pid;
                 if (pid <= 0 || ::kill(static_cast<pid_t>(pid), 0) == 0 || errno != ESRCH)
                     continue;
                 std::error_code ec;
-                fs::remove(lock, ec);
-                fs::remove(socket, ec);
+                fs::remove(lock, ec), fs::remove(socket, ec);
             } else if (fs::exists(socket)) {
                 continue;
             }
@@ -183,16 +183,63 @@ public:
     // The whole screen as the server holds it.
     QImage Screen() const {
         const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data;
-        auto cookie = xcb_get_image(m_connection, XCB_IMAGE_FORMAT_Z_PIXMAP, screen->root, 0, 0,
-                                    screen->width_in_pixels, screen->height_in_pixels, ~0u);
-        xcb_get_image_reply_t* reply = xcb_get_image_reply(m_connection, cookie, nullptr);
+        xcb_get_image_reply_t* reply =
+            xcb_get_image_reply(m_connection,
+                                xcb_get_image(m_connection, XCB_IMAGE_FORMAT_Z_PIXMAP, screen->root, 0, 0,
+                                              screen->width_in_pixels, screen->height_in_pixels, ~0u),
+                                nullptr);
         if (reply == nullptr)
             return QImage();
-        QImage image(xcb_get_image_data(reply), screen->width_in_pixels, screen->height_in_pixels,
-                     QImage::Format_RGB32);
-        QImage copy = image.copy();
+        QImage copy = QImage(xcb_get_image_data(reply), screen->width_in_pixels, screen->height_in_pixels,
+                             QImage::Format_RGB32)
+                          .copy();
         std::free(reply);
         return copy;
+    }
+
+    // Runs xdotool against this display and gives what it printed.
+    std::string Xdo(const std::string& arguments) const {
+        return Capture("DISPLAY=" + m_display + " xdotool " + arguments + " 2>/dev/null");
+    }
+    // Moves the pointer to a point of the screen: without a window manager the keyboard goes to the
+    // window under it.
+    void PointAt(const QPoint& at) const {
+        Xdo("mousemove --sync " + std::to_string(at.x()) + " " + std::to_string(at.y()));
+    }
+    void Click(const QPoint& at) const {
+        PointAt(at);
+        Xdo("click 1");
+    }
+    // A press at `from`, the pointer moved to `to` in `steps`, and a release.
+    void Drag(const QPoint& from, const QPoint& to, int steps) const {
+        PointAt(from);
+        Xdo("mousedown 1");
+        for (int step = 1; step <= steps; ++step)
+            PointAt(from + (to - from) * step / steps);
+        Xdo("mouseup 1");
+    }
+    void Key(const std::string& keys) const { Xdo("key --clearmodifiers " + keys); }
+    bool Shows(const std::string& title) const {
+        return !Xdo("search --onlyvisible --name '" + title + "'").empty();
+    }
+
+    // A visible window whose title matches `title` (a regular expression): its place and size, once
+    // it shows; empty when none did within `seconds`.
+    QRect FindWindow(const std::string& title, double seconds = 30) const {
+        std::string id;
+        if (!WaitFor([&] { return !(id = Xdo("search --onlyvisible --name '" + title + "'")).empty(); },
+                     seconds))
+            return QRect();
+        std::map<std::string, int> geometry;
+        std::istringstream shell(Xdo("getwindowgeometry --shell " + id.substr(0, id.find('\n'))));
+        for (std::string line; std::getline(shell, line);)
+            if (const auto eq = line.find('='); eq != std::string::npos)
+                geometry[line.substr(0, eq)] = std::atoi(line.c_str() + eq + 1);
+        return QRect(geometry["X"], geometry["Y"], geometry["WIDTH"], geometry["HEIGHT"]);
+    }
+    // True once no visible window's title matches `title`.
+    bool WindowGone(const std::string& title, double seconds = 20) const {
+        return WaitFor([&] { return !Shows(title); }, seconds);
     }
 
 private:
@@ -201,92 +248,15 @@ private:
     xcb_connection_t* m_connection = nullptr;
 };
 
-// Runs a shell command and gives what it printed.
-inline std::string Capture(const std::string& command) {
-    std::string out;
-    if (FILE* pipe = ::popen(command.c_str(), "r")) {
-        char buffer[256];
-        while (std::fgets(buffer, sizeof buffer, pipe) != nullptr)
-            out += buffer;
-        ::pclose(pipe);
-    }
-    return out;
-}
-
-// Runs xdotool against the private display and gives what it printed.
-inline std::string Xdo(const XServer& x, const std::string& arguments) {
-    return Capture("DISPLAY=" + x.Display() + " xdotool " + arguments + " 2>/dev/null");
-}
-
-// Moves the pointer to a point of the screen: without a window manager the keyboard goes to the
-// window under it.
-inline void PointAt(const XServer& x, const QPoint& at) {
-    Xdo(x, "mousemove --sync " + std::to_string(at.x()) + " " + std::to_string(at.y()));
-}
-
-// A visible window whose title matches `title` (a regular expression): its place and size, once it
-// shows; empty when none did within `seconds`.
-inline QRect FindWindow(const XServer& x, const std::string& title, double seconds = 30) {
-    std::string id;
-    if (!WaitFor(
-            [&] {
-                id = Xdo(x, "search --onlyvisible --name '" + title + "'");
-                return !id.empty();
-            },
-            seconds))
-        return QRect();
-    id = id.substr(0, id.find('\n'));
-    std::map<std::string, int> geometry;
-    std::istringstream shell(Xdo(x, "getwindowgeometry --shell " + id));
-    for (std::string line; std::getline(shell, line);)
-        if (const auto eq = line.find('='); eq != std::string::npos)
-            geometry[line.substr(0, eq)] = std::atoi(line.c_str() + eq + 1);
-    return QRect(geometry["X"], geometry["Y"], geometry["WIDTH"], geometry["HEIGHT"]);
-}
-
-// True once no visible window's title matches `title`.
-inline bool WindowGone(const XServer& x, const std::string& title, double seconds = 20) {
-    return WaitFor([&] { return Xdo(x, "search --onlyvisible --name '" + title + "'").empty(); }, seconds);
-}
-
-// Frames in a 16-bit PCM file, from its data chunk's size; -1 when it cannot be read.
-inline int64_t WavFrames(const std::string& path, int channels) {
-    std::ifstream in(path, std::ios::binary);
-    char header[12];
-    if (!in.read(header, 12) || std::memcmp(header, "RIFF", 4) != 0)
-        return -1;
-    char chunk[8];
-    while (in.read(chunk, 8)) {
-        uint32_t size = 0;
-        std::memcpy(&size, chunk + 4, 4);
-        if (std::memcmp(chunk, "data", 4) == 0)
-            return size / (2 * channels);
-        in.seekg(size + (size & 1), std::ios::cur);
-    }
-    return -1;
-}
-
-// The samples of a 16-bit PCM file as floats, interleaved; empty when it cannot be read.
-inline std::vector<float> WavSamples(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    char header[12];
-    if (!in.read(header, 12) || std::memcmp(header, "RIFF", 4) != 0)
-        return {};
-    char chunk[8];
-    while (in.read(chunk, 8)) {
-        uint32_t size = 0;
-        std::memcpy(&size, chunk + 4, 4);
-        if (std::memcmp(chunk, "data", 4) == 0) {
-            std::vector<int16_t> codes(size / 2);
-            in.read(reinterpret_cast<char*>(codes.data()), static_cast<std::streamsize>(codes.size() * 2));
-            std::vector<float> samples(codes.size());
-            for (size_t i = 0; i < codes.size(); ++i)
-                samples[i] = codes[i] / 32768.0f;
-            return samples;
-        }
-        in.seekg(size + (size & 1), std::ios::cur);
-    }
-    return {};
+// The centre of the pixels of `area` on `screen` that `colour` picks; null when fewer than `least`.
+inline QPoint ColourCentre(const QImage& screen, const QRect& area, const std::function<bool(QColor)>& colour,
+                           int least) {
+    int64_t sx = 0, sy = 0, n = 0;
+    for (int y = area.top(); y <= area.bottom(); ++y)
+        for (int x = area.left(); x <= area.right(); ++x)
+            if (colour(screen.pixelColor(x, y)))
+                sx += x, sy += y, ++n;
+    return n < least ? QPoint() : QPoint(static_cast<int>(sx / n), static_cast<int>(sy / n));
 }
 
 // A test with a home of its own for the editor: settings, data, state (the working containers) and
@@ -312,13 +282,23 @@ protected:
             << "[General]\nLastLanguage=en-US\n[Workspace]\nBar32820=1\nBar32828=1\nBar32770=1\n"
             << more;
     }
-    std::vector<std::string> Environment(const XServer& x) const {
-        return {"DISPLAY=" + x.Display(),
-                "XDG_CONFIG_HOME=" + (root / "config").string(),
-                "XDG_DATA_HOME=" + (root / "data").string(),
-                "XDG_STATE_HOME=" + (root / "state").string(),
-                "XDG_CACHE_HOME=" + (root / "cache").string(),
-                "QT_QPA_PLATFORM=xcb"};
+    // The private home; the display's, unless `display` is empty (no display at all).
+    std::vector<std::string> Environment(const std::string& display) const {
+        std::vector<std::string> env = {"XDG_CONFIG_HOME=" + (root / "config").string(),
+                                        "XDG_DATA_HOME=" + (root / "data").string(),
+                                        "XDG_STATE_HOME=" + (root / "state").string(),
+                                        "XDG_CACHE_HOME=" + (root / "cache").string(), "DISPLAY=" + display};
+        if (display.empty())
+            env.insert(env.end(), {"WAYLAND_DISPLAY=", "QT_QPA_PLATFORM="});
+        else
+            env.push_back("QT_QPA_PLATFORM=xcb");
+        return env;
+    }
+    // The editor on the display of `x` with `args`, its standard input open for commands.
+    std::unique_ptr<Child> Editor(const XServer& x, const std::vector<std::string>& args) const {
+        std::vector<std::string> argv = {std::string(TW_OUTPUT_DIR) + "/tidewright"};
+        argv.insert(argv.end(), args.begin(), args.end());
+        return std::make_unique<Child>(argv, Environment(x.Display()), true);
     }
     // The working containers of the documents the editor holds (or left behind).
     std::vector<fs::path> Containers() const {
@@ -336,6 +316,14 @@ protected:
     }
     void Shot(const XServer& x, const QRect& window, const std::string& name) const {
         x.Screen().copy(window).save(QString::fromStdString(shots + "/" + name + ".png"));
+    }
+    // The window titled `title` once it shows; the whole screen goes to `failed` when it does not.
+    QRect Await(const XServer& x, const std::string& title, const std::string& failed,
+                double seconds = 10) const {
+        const QRect window = x.FindWindow(title, seconds);
+        if (window.isEmpty())
+            Shot(x, QRect(0, 0, 1280, 800), failed);
+        return window;
     }
 
     fs::path root;

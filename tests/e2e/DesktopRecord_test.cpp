@@ -84,17 +84,9 @@ private:
 // The centre of the strong red in the upper third of `area` on the screen, where the console has
 // its buttons: the record button's symbol.
 QPoint RedCentre(const QImage& screen, const QRect& area) {
-    int64_t sx = 0, sy = 0, n = 0;
-    for (int y = area.top(); y <= area.top() + area.height() / 3; ++y)
-        for (int x = area.left(); x <= area.right(); ++x) {
-            const QColor c = screen.pixelColor(x, y);
-            if (c.red() > 200 && c.green() < 110 && c.blue() < 110) {
-                sx += x;
-                sy += y;
-                ++n;
-            }
-        }
-    return n < 20 ? QPoint() : QPoint(static_cast<int>(sx / n), static_cast<int>(sy / n));
+    return ColourCentre(
+        screen, QRect(area.topLeft(), QSize(area.width(), area.height() / 3 + 1)),
+        [](QColor c) { return c.red() > 200 && c.green() < 110 && c.blue() < 110; }, 20);
 }
 
 // Lit segments of the console's meters: their green, counted in `area` of the screen.
@@ -103,13 +95,12 @@ int LitMeterPixels(const QImage& screen, const QRect& area) {
     for (int y = area.top(); y <= area.bottom(); ++y)
         for (int x = area.left(); x <= area.right(); ++x) {
             const QColor c = screen.pixelColor(x, y);
-            if (c.green() > 180 && c.red() < 100 && c.blue() < 160)
-                ++count;
+            count += c.green() > 180 && c.red() < 100 && c.blue() < 160 ? 1 : 0;
         }
     return count;
 }
 
-class DesktopRecord : public DesktopTest {};
+using DesktopRecord = DesktopTest;
 
 TEST_F(DesktopRecord, ATakeOfATonePlayedIntoTheSinkBecomesTheNewDocument) {
     const int input = AlsaDefaultInput();
@@ -117,26 +108,24 @@ TEST_F(DesktopRecord, ATakeOfATonePlayedIntoTheSinkBecomesTheNewDocument) {
     WriteSettings("[Audio]\nInputDevice=" + std::to_string(input) + "\n");
     XServer x;
     ASSERT_TRUE(x.Up()) << "Xvfb did not start";
-    Child editor({std::string(TW_OUTPUT_DIR) + "/tidewright"}, Environment(x), true);
-    const QRect main = FindWindow(x, "^Vond Tidewright$");
+    const auto editor = Editor(x, {});
+    const QRect main = x.FindWindow("^Vond Tidewright$");
     ASSERT_FALSE(main.isEmpty()) << "no window";
-    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    Wait(500);
 
     // Ctrl+R: an empty document has no format yet, so it is asked for first; Enter takes the
     // defaults (44,100 Hz, 16 bits, stereo).
-    PointAt(x, main.center());
-    Xdo(x, "key --clearmodifiers ctrl+r");
-    const QRect format = FindWindow(x, "^Sample Format Settings$", 10);
+    x.PointAt(main.center());
+    x.Key("ctrl+r");
+    const QRect format = x.FindWindow("^Sample Format Settings$", 10);
     ASSERT_FALSE(format.isEmpty()) << "no format dialog";
-    EXPECT_TRUE(Xdo(x, "search --onlyvisible --name '^Recording Console$'").empty());
-    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    EXPECT_FALSE(x.Shows("^Recording Console$"));
+    Wait(300);
     Shot(x, format, "e2e-record-format");
-    PointAt(x, format.center());
-    Xdo(x, "key Return");
+    x.PointAt(format.center());
+    x.Key("Return");
 
-    const QRect console = FindWindow(x, "^Recording Console$", 10);
-    if (console.isEmpty())
-        Shot(x, QRect(0, 0, 1280, 800), "e2e-record-failed");
+    const QRect console = Await(x, "^Recording Console$", "e2e-record-failed");
     ASSERT_FALSE(console.isEmpty()) << "no console";
     // As a person does, the button is pressed once the meters show that the tone comes in.
     TonePlayer tone;
@@ -146,37 +135,35 @@ TEST_F(DesktopRecord, ATakeOfATonePlayedIntoTheSinkBecomesTheNewDocument) {
     const QPoint record = RedCentre(x.Screen(), console);
     ASSERT_FALSE(record.isNull()) << "no record button";
 
-    Xdo(x, "mousemove --sync " + std::to_string(record.x()) + " " + std::to_string(record.y()) + " click 1");
+    x.Click(record);
     const auto pressed = std::chrono::steady_clock::now();
-    std::this_thread::sleep_for(std::chrono::milliseconds(800));
+    Wait(800);
     Shot(x, console, "e2e-record-console");
     // The red symbol gave way to the pause symbol.
     EXPECT_TRUE(RedCentre(x.Screen(), console).isNull());
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    Xdo(x, "click 1");
+    Wait(200);
+    x.Xdo("click 1");
     const double held = std::chrono::duration<double>(std::chrono::steady_clock::now() - pressed).count();
     ASSERT_TRUE(WaitFor([&] { return !RedCentre(x.Screen(), console).isNull(); }, 3)) << "no pause";
-    Xdo(x, "key Return");
-    ASSERT_TRUE(WindowGone(x, "^Recording Console$")) << "the console stays";
-    std::this_thread::sleep_for(std::chrono::milliseconds(800));
+    x.Key("Return");
+    ASSERT_TRUE(x.WindowGone("^Recording Console$")) << "the console stays";
+    Wait(800);
     Shot(x, main, "e2e-record-document");
 
     // Ctrl+S asks where a new document goes, offering WAV; the path is typed into its name box.
     const fs::path saved = root / "take.wav";
-    PointAt(x, main.center());
-    Xdo(x, "key --clearmodifiers ctrl+s");
-    const QRect saveAs = FindWindow(x, "^Save As$", 10);
-    if (saveAs.isEmpty())
-        Shot(x, QRect(0, 0, 1280, 800), "e2e-record-failed");
+    x.PointAt(main.center());
+    x.Key("ctrl+s");
+    const QRect saveAs = Await(x, "^Save As$", "e2e-record-failed");
     ASSERT_FALSE(saveAs.isEmpty()) << "no Save As";
-    std::this_thread::sleep_for(std::chrono::milliseconds(500));
-    PointAt(x, saveAs.center());
-    Xdo(x, "type --delay 5 '" + saved.string() + "'");
-    Xdo(x, "key Return");
-    ASSERT_TRUE(WindowGone(x, "^Save As$")) << "Save As stays";
+    Wait(500);
+    x.PointAt(saveAs.center());
+    x.Xdo("type --delay 5 '" + saved.string() + "'");
+    x.Key("Return");
+    ASSERT_TRUE(x.WindowGone("^Save As$")) << "Save As stays";
     // Once written, the document is read again from the file and named after it.
-    ASSERT_FALSE(FindWindow(x, "^take.wav", 20).isEmpty()) << "nothing saved";
-    const std::vector<float> take = WavSamples(saved.string());
+    ASSERT_FALSE(x.FindWindow("^take.wav", 20).isEmpty()) << "nothing saved";
+    const std::vector<float> take = ReadWav(saved.string()).samples;
     ASSERT_FALSE(take.empty());
     const double seconds = static_cast<double>(take.size() / 2) / 44100.0;
     EXPECT_NEAR(seconds, held, 0.25) << "the button was down for " << held << " s";
@@ -188,9 +175,7 @@ TEST_F(DesktopRecord, ATakeOfATonePlayedIntoTheSinkBecomesTheNewDocument) {
         EXPECT_NEAR(ToneFrequency(take, 2, channel, from, to, 44100), kTone, 2.0) << channel;
     }
     // Saved, the document ends without a question.
-    editor.Send("quit\n");
-    EXPECT_TRUE(WaitFor([&] { return !editor.Running(); }, 30));
-    EXPECT_EQ(editor.ExitCode(), 0);
+    EXPECT_TRUE(editor->Quit());
 }
 
 } // namespace

@@ -2,7 +2,6 @@
 // Tracks as Files opens its dialog, Enter takes it with the playlist on, and the folder then holds
 // one file per track, each with the audio between its split and the next (the last to the end), and
 // a playlist that lists them. The audio ahead of the first split is in none of them.
-#include "../TestWav.h"
 #include "Desktop.h"
 
 #include <cmath>
@@ -23,14 +22,7 @@ void WriteSections(const std::string& path) {
                      {kRate, 2 * kRate});
 }
 
-std::string Text(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream all;
-    all << in.rdbuf();
-    return all.str();
-}
-
-class DesktopSaveTracks : public DesktopTest {};
+using DesktopSaveTracks = DesktopTest;
 
 TEST_F(DesktopSaveTracks, TheDialogWritesATrackFilePerSplitAndThePlaylist) {
     const fs::path folder = root / "tracks";
@@ -47,38 +39,37 @@ TEST_F(DesktopSaveTracks, TheDialogWritesATrackFilePerSplitAndThePlaylist) {
                   "\nCreatePlaylist=1\nLastFormat=" + std::to_string(wavIndex) + "\n");
     XServer x;
     ASSERT_TRUE(x.Up()) << "Xvfb did not start";
-    Child editor({std::string(TW_OUTPUT_DIR) + "/tidewright", wav}, Environment(x), true);
-    const QRect main = FindWindow(x, "sections.wav");
+    const auto editor = Editor(x, {wav});
+    const QRect main = x.FindWindow("sections.wav");
     ASSERT_FALSE(main.isEmpty()) << "no window";
-    std::this_thread::sleep_for(std::chrono::milliseconds(800));
+    Wait(800);
 
     // File, the first title of the menu bar, then the item's mnemonic.
-    PointAt(x, main.topLeft() + QPoint(20, 9));
-    Xdo(x, "click 1");
-    std::this_thread::sleep_for(std::chrono::milliseconds(400));
-    Xdo(x, "key t");
-    const QRect dialog = FindWindow(x, "^Save Tracks as Files$", 10);
+    x.Click(main.topLeft() + QPoint(20, 9));
+    Wait(400);
+    x.Key("t");
+    const QRect dialog = x.FindWindow("^Save Tracks as Files$", 10);
     ASSERT_FALSE(dialog.isEmpty()) << "no dialog";
-    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    Wait(300);
     Shot(x, dialog, "e2e-save-tracks");
-    PointAt(x, dialog.center());
-    Xdo(x, "key Return");
+    x.PointAt(dialog.center());
+    x.Key("Return");
 
     const fs::path first = folder / "Track1.wav";
     const fs::path second = folder / "Track2.wav";
     const fs::path playlist = folder / "MyPlaylist.m3u";
     ASSERT_TRUE(WaitFor(
         [&] {
-            return WavFrames(second.string(), 2) == kRate &&
-                   Text(playlist).find("Track2") != std::string::npos;
+            return ReadWav(second.string()).Frames() == kRate &&
+                   ReadText(playlist).find("Track2") != std::string::npos;
         },
         20))
         << "the tracks were not written";
-    EXPECT_EQ(Text(playlist), first.string() + "\n" + second.string() + "\n");
-    EXPECT_EQ(WavFrames(first.string(), 2), kRate);
+    EXPECT_EQ(ReadText(playlist), first.string() + "\n" + second.string() + "\n");
+    EXPECT_EQ(ReadWav(first.string()).Frames(), kRate);
     const fs::path tracks[] = {first, second};
     for (int track = 0; track < 2; ++track) {
-        const std::vector<float> samples = WavSamples(tracks[track].string());
+        const std::vector<float> samples = ReadWav(tracks[track].string()).samples;
         EXPECT_NEAR(Rms(samples, 2, 0, 0, kRate), kLevels[track + 1] / std::sqrt(2.0), 0.01) << track;
     }
     size_t files = 0;
@@ -87,10 +78,8 @@ TEST_F(DesktopSaveTracks, TheDialogWritesATrackFilePerSplitAndThePlaylist) {
     EXPECT_EQ(files, 3u);
 
     // The document did not change: the editor ends when asked, with nothing to save.
-    PointAt(x, main.center());
-    editor.Send("quit\n");
-    EXPECT_TRUE(WaitFor([&] { return !editor.Running(); }, 30));
-    EXPECT_EQ(editor.ExitCode(), 0);
+    x.PointAt(main.center());
+    EXPECT_TRUE(editor->Quit());
 }
 
 } // namespace
