@@ -103,16 +103,13 @@ TEST(SpectrumBar, ScalesFollowTheRateTheProbeReadsFrequencyAndLevelAndBothPalett
 class SpectrumFrame : public OnScreen {};
 
 TEST_F(SpectrumFrame, TheBarShowsWhatTheDocumentAnalysesAndTakesItsPlaceInTheFocusRing) {
-    DocumentThread document(wav);
-    ASSERT_TRUE(document.Ok());
-    CFrameWindow* window = Window(document.Frame());
-    ASSERT_NE(window, nullptr);
+    ASSERT_NO_FATAL_FAILURE(Open(wav));
     ASSERT_NE(window->SpectrumBar(), nullptr);
     EXPECT_FALSE(window->Bar(32828)->isVisible());
     window->Action(32828)->trigger();
     ASSERT_TRUE(Pump([&] { return window->Bar(32828)->isVisible(); }));
     // The chord's first quarter second at the cursor: 220 Hz on the left, 277 Hz on the right.
-    document.Call([](CMainFrame& f) {
+    document->Call([](CMainFrame& f) {
         f.GetView().SetSelection(CSection(11025, 11025));
         f.PublishIdle();
     });

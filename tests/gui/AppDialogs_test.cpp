@@ -22,31 +22,19 @@ namespace tw {
 namespace {
 
 using namespace test;
-
-QMenu* TopMenu(CFrameWindow& window, const QString& plain) {
-    for (QAction* top : window.menuBar()->actions())
-        if (top->text().remove('&') == plain)
-            return top->menu();
-    return nullptr;
-}
+using AppDialogs = OnScreen;
 
 QListWidgetItem* ItemNamed(QListWidget* list, const QString& text) {
-    for (int i = 0; i < list->count(); ++i)
-        if (list->item(i)->text() == text)
-            return list->item(i);
-    return nullptr;
+    const QList<QListWidgetItem*> found = list->findItems(text, Qt::MatchExactly);
+    return found.isEmpty() ? nullptr : found.front();
 }
 
-class AppDialogs : public OnScreen {};
-
-TEST_F(AppDialogs, AboutShowsTheVersionAndTheLibraries_AndOkEndsIt) {
-    DocumentThread document("");
-    ASSERT_TRUE(document.Ok());
-    ASSERT_NE(Window(document.Frame()), nullptr);
-    std::atomic<bool> ended{false};
-    document.Start([&](CMainFrame& f) {
+TEST_F(AppDialogs, AboutShowsTheVersionAndTheLibraries_AndCustomizeHidesAButtonThatResetShowsAgain) {
+    ASSERT_NO_FATAL_FAILURE(Open(""));
+    std::atomic<int> ended{0};
+    document->Start([&](CMainFrame& f) {
         f.OnCmdMsg(CMainFrame::kAbout);
-        ended = true;
+        ++ended;
     });
     CAboutWindow* about = Find<CAboutWindow>();
     ASSERT_NE(about, nullptr);
@@ -62,33 +50,24 @@ TEST_F(AppDialogs, AboutShowsTheVersionAndTheLibraries_AndOkEndsIt) {
     auto* buttons = about->findChild<QDialogButtonBox*>();
     ASSERT_NE(buttons, nullptr);
     EXPECT_EQ(buttons->buttons().size(), 1);
-    Pump([] { return false; }, 0.2);
+    Settle(0.2);
     SaveShot(*about, "about");
     buttons->button(QDialogButtonBox::Ok)->click();
-    EXPECT_TRUE(Pump([&] { return ended.load(); }));
-}
+    ASSERT_TRUE(Pump([&] { return ended.load() == 1; }));
 
-TEST_F(AppDialogs, CustomizeHidesAButtonOfTheChosenToolbar_AndResetShowsItAgain) {
-    DocumentThread document("");
-    ASSERT_TRUE(document.Ok());
-    CFrameWindow* window = Window(document.Frame());
-    ASSERT_NE(window, nullptr);
     QAction* market = window->Action(32885);
     ASSERT_NE(market, nullptr);
     ASSERT_TRUE(window->Toolbar(bars::kStandardToolbar)->actions().contains(market));
-
-    std::atomic<bool> ended{false};
-    document.Start([&](CMainFrame& f) {
+    document->Start([&](CMainFrame& f) {
         f.OnCmdMsg(CMainFrame::kCustomize);
-        ended = true;
+        ++ended;
     });
     CCustomizeWindow* customize = Find<CCustomizeWindow>();
     ASSERT_NE(customize, nullptr);
     // The standard toolbar is the one chosen at first.
     EXPECT_EQ(customize->ToolbarList()->currentItem()->text(), "Standard");
-    QListWidget* buttons = customize->ButtonList();
-    EXPECT_EQ(buttons->count(), 13);
-    QListWidgetItem* item = ItemNamed(buttons, "Market");
+    EXPECT_EQ(customize->ButtonList()->count(), 13);
+    QListWidgetItem* item = ItemNamed(customize->ButtonList(), "Market");
     ASSERT_NE(item, nullptr);
     item->setCheckState(Qt::Unchecked);
     // Reset goes to the dialog, whose answer ticks the button again.
@@ -105,10 +84,10 @@ TEST_F(AppDialogs, CustomizeHidesAButtonOfTheChosenToolbar_AndResetShowsItAgain)
     EXPECT_NE(ItemNamed(customize->ButtonList(), "Record"), nullptr);
     customize->ToolbarList()->setCurrentRow(0);
     EXPECT_EQ(ItemNamed(customize->ButtonList(), "Market")->checkState(), Qt::Unchecked);
-    Pump([] { return false; }, 0.2);
+    Settle(0.2);
     SaveShot(*customize, "customize");
     customize->findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Ok)->click();
-    ASSERT_TRUE(Pump([&] { return ended.load(); }));
+    ASSERT_TRUE(Pump([&] { return ended.load() == 2; }));
 
     QToolBar* standard = window->Toolbar(bars::kStandardToolbar);
     EXPECT_TRUE(Pump([&] { return !standard->actions().contains(market); }));
@@ -123,12 +102,9 @@ TEST_F(AppDialogs, TheFileMenuListsRecentFilesWithTheirPaths_AndAnEntryOpensInTh
     ASSERT_TRUE(CRecentFileList::Update([&](CRecentFileList& list) {
         return list.Add(home.root + "/session/../chord.wav") && list.Add(other);
     }));
-    DocumentThread document("");
-    ASSERT_TRUE(document.Ok());
-    CFrameWindow* window = Window(document.Frame());
-    ASSERT_NE(window, nullptr);
-    QMenu* file = TopMenu(*window, "File");
-    ASSERT_NE(file, nullptr);
+    ASSERT_NO_FATAL_FAILURE(Open(""));
+    QMenu* file = window->menuBar()->actions().front()->menu();
+    ASSERT_EQ(file->title(), "&File");
     QAction* first = window->Action(CRecentFileList::kFirstCommand);
     QAction* second = window->Action(CRecentFileList::kFirstCommand + 1);
     ASSERT_TRUE(first != nullptr && second != nullptr);
@@ -139,14 +115,14 @@ TEST_F(AppDialogs, TheFileMenuListsRecentFilesWithTheirPaths_AndAnEntryOpensInTh
 
     file->popup(window->mapToGlobal(QPoint(10, 30)));
     file->setActiveAction(second);
-    Pump([] { return false; }, 0.2);
+    Settle(0.2);
     SaveShot(*file, "file-menu-recent");
     file->hide();
 
     second->trigger();
     std::string name;
     EXPECT_TRUE(Pump([&] {
-        document.Call([&](CMainFrame& f) { name = f.GetView().GetFileName(); });
+        document->Call([&](CMainFrame& f) { name = f.GetView().GetFileName(); });
         return name == wav;
     }));
 }

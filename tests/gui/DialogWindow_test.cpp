@@ -78,10 +78,7 @@ public:
         });
         started.get();
     }
-    ~DialogThread() {
-        m_loop->Quit(0);
-        m_thread.join();
-    }
+    ~DialogThread() { m_loop->Quit(0), m_thread.join(); }
     // Shows what `make` gives; `read` sees it with its result when it has ended, on this thread.
     void Show(std::function<std::unique_ptr<CModalDialog>()> make,
               std::function<std::string(CModalDialog&)> read = nullptr) {
@@ -154,20 +151,8 @@ QPushButton* Button(QWidget& window, QDialogButtonBox::StandardButton which) {
     return box != nullptr ? box->button(which) : nullptr;
 }
 
-class Dialogs : public ::testing::Test {
-protected:
-    void SetUp() override {
-        ASSERT_TRUE(CGuiThread::Start());
-        SetPresentation(std::make_shared<CQtPresentation>());
-    }
-    void TearDown() override {
-        SetPresentation(std::make_shared<CHeadlessPresentation>());
-        Pump([] { return false; }, 0.05);
-    }
-    template <class T> T* Find() { return FindShown<T>(); }
-
-    test::ScratchHome home;
-};
+using Dialogs = OnScreen;
+using FileDialogs = OnScreen;
 
 struct FormCase {
     std::string name; // the picture's file name
@@ -288,7 +273,7 @@ TEST_F(Dialogs, EachFormShowsItsTextsAndWhatIsTypedReachesTheDialog) {
         thread.Show(c.make, c.read);
         CDialogWindow* window = Find<CDialogWindow>();
         ASSERT_NE(window, nullptr);
-        Pump([] { return false; }, 0.1); // laid out, as a person sees it
+        Settle(0.1); // laid out, as a person sees it
         SaveShot(*window, c.name);
         EXPECT_EQ(window->windowTitle(), c.texts.front());
         const QStringList shown = ShownTexts(*window);
@@ -296,7 +281,7 @@ TEST_F(Dialogs, EachFormShowsItsTextsAndWhatIsTypedReachesTheDialog) {
             EXPECT_TRUE(shown.contains(text)) << text.toStdString();
         EXPECT_EQ(Button(*window, QDialogButtonBox::Cancel) != nullptr, c.cancel);
         c.answer(*window);
-        Pump([] { return false; }, 0.1); // live edits answered
+        Settle(0.1); // live edits answered
         Button(*window, QDialogButtonBox::Ok)->click();
         ASSERT_TRUE(thread.WaitForEnd());
         EXPECT_EQ(thread.Result(), IDOK);
@@ -370,24 +355,8 @@ TEST_F(Dialogs, ASelectionFieldThatIsTooLongShowsItsLastValueAgainAndKeepsTheFoc
     EXPECT_EQ(thread.Read(), "1100 2250");
 }
 
-class FileDialogs : public Dialogs {
-protected:
-    void SetUp() override {
-        Dialogs::SetUp();
-        filters.Initialise(std::string(TW_OUTPUT_DIR) + "/FormatHost/libformathost.so");
-        ASSERT_TRUE(filters.IsLoaded());
-    }
-    CFileFilterManager filters;
-};
-
 TEST_F(FileDialogs, TheSaveDialogShowsWhatTheChosenTypeWritesAndTakesTheTexts) {
-    WAVEFORMATEX format{};
-    format.wFormatTag = 1;
-    format.nChannels = 2;
-    format.nSamplesPerSec = 48000;
-    format.wBitsPerSample = 32;
-    format.nBlockAlign = 8;
-    format.nAvgBytesPerSec = 48000 * 8;
+    const WAVEFORMATEX format = PcmFormat(2, 48000, 32);
     const std::string save = filters.GetSaveFilter();
     const int wav = filters.FindFilter("wav", false);
     const int flac = filters.FindFilter("flac", false);
@@ -436,7 +405,7 @@ TEST_F(FileDialogs, TheSaveDialogShowsWhatTheChosenTypeWritesAndTakesTheTexts) {
         QTest::keyClick(types, Qt::Key_Down);
     EXPECT_TRUE(Pump([&] { return ShownTexts(*window).contains("48.0 kHz, 24 bits, stereo"); }));
     Type(window->findChild<QLineEdit*>("title"), "Evening");
-    Pump([] { return false; }, 0.1);
+    Settle(0.1);
     SaveShot(*window, "FileSave");
 
     auto* name = chooser->findChild<QLineEdit*>("fileNameEdit");
@@ -578,7 +547,7 @@ TEST_F(FileDialogs, SaveTracksRenamesInItsListRefusesADuplicateAndTakesThePlayli
     window->findChild<QCheckBox*>("createPlaylist")->click();
     EXPECT_TRUE(Pump([&] { return name->isEnabled(); }));
     Type(name, "Evening.m3u");
-    Pump([] { return false; }, 0.1);
+    Settle(0.1);
     SaveShot(*window, "SaveTracks");
     Button(*window, QDialogButtonBox::Ok)->click();
     ASSERT_TRUE(thread.WaitForEnd());

@@ -33,8 +33,8 @@ protected:
         OnScreen::TearDown();
     }
     // Starts applying a gain of 1 to the whole document; the dialog's window is what shows next.
-    void ApplyGain(DocumentThread& document) {
-        document.Start([this](CMainFrame& frame) {
+    void ApplyGain() {
+        document->Start([this](CMainFrame& frame) {
             CChildView& view = frame.GetView();
             view.SetSelection(CSection(0, view.GetMedia().GetLength()));
             gain = CTransformPlugin::Create(doubles::kGainClass, GUID{}, -1);
@@ -43,9 +43,9 @@ protected:
             applied = true;
         });
     }
-    float GainOf(DocumentThread& document) {
+    float GainOf() {
         float value = -1;
-        document.Call([&](CMainFrame&) {
+        document->Call([&](CMainFrame&) {
             const std::vector<uint8_t> state = gain->GetState();
             std::memcpy(&value, state.data(), sizeof(float));
         });
@@ -57,9 +57,8 @@ protected:
 };
 
 TEST_F(EffectDialog, ThePageWritesTheTransformAndPresetsAndChannelsAnswerThroughTheDialog) {
-    DocumentThread document(wav);
-    ASSERT_TRUE(document.Ok());
-    ApplyGain(document);
+    ASSERT_NO_FATAL_FAILURE(Open(wav));
+    ApplyGain();
     auto* window = Find<CDialogWindow>();
     ASSERT_NE(window, nullptr);
     EXPECT_EQ(window->windowTitle(), "Gain");
@@ -69,11 +68,11 @@ TEST_F(EffectDialog, ThePageWritesTheTransformAndPresetsAndChannelsAnswerThrough
     auto* slider = window->findChild<QSlider*>("gainSlider");
     ASSERT_NE(slider, nullptr);
     ASSERT_TRUE(Pump([&] { return slider->isVisible(); }));
-    Pump([] { return false; }, 0.2);
+    Settle(0.2);
     SaveShot(*window, "effect-dialog");
 
     slider->setValue(35);
-    EXPECT_FLOAT_EQ(GainOf(document), 0.35f);
+    EXPECT_FLOAT_EQ(GainOf(), 0.35f);
 
     // A factory preset picked from the box's list goes to the transform at once.
     auto* presets = window->findChild<QComboBox*>("547");
@@ -81,7 +80,7 @@ TEST_F(EffectDialog, ThePageWritesTheTransformAndPresetsAndChannelsAnswerThrough
     ASSERT_EQ(presets->findText("Loud"), 1);
     presets->setCurrentIndex(1);
     emit presets->activated(1);
-    EXPECT_TRUE(Pump([&] { return GainOf(document) == 2.0f; }, 5.0));
+    EXPECT_TRUE(Pump([&] { return GainOf() == 2.0f; }, 5.0));
 
     // The channel menu names the document's two channels; one turned off comes back unchecked.
     auto* channels = window->findChild<QToolButton*>("6134");
@@ -106,25 +105,24 @@ TEST_F(EffectDialog, ThePageWritesTheTransformAndPresetsAndChannelsAnswerThrough
     window->accept();
     ASSERT_TRUE(Pump([&] { return applied.load(); }));
     bool tagged = false;
-    document.Call([&](CMainFrame& frame) {
+    document->Call([&](CMainFrame& frame) {
         tagged = frame.GetView().GetMedia().GetTransformCount() == 1 && !gain->GetBypass();
     });
     EXPECT_TRUE(tagged);
-    EXPECT_FLOAT_EQ(GainOf(document), 0.5f);
+    EXPECT_FLOAT_EQ(GainOf(), 0.5f);
 }
 
 TEST_F(EffectDialog, APageThatCannotBeMadeIsToldAndTheDocumentStaysAsItWas) {
-    DocumentThread document(wav);
-    ASSERT_TRUE(document.Ok());
+    ASSERT_NO_FATAL_FAILURE(Open(wav));
     SetGainPageRefused(true);
-    ApplyGain(document);
+    ApplyGain();
     QMessageBox* box = nullptr;
     ASSERT_TRUE(Pump([&] { return (box = Find<QMessageBox>()) != nullptr; }));
     EXPECT_EQ(box->text(), "An error occurred when creating the plug-in settings window.");
     box->button(QMessageBox::Ok)->click();
     ASSERT_TRUE(Pump([&] { return applied.load(); }));
     int transforms = -1;
-    document.Call([&](CMainFrame& frame) { transforms = frame.GetView().GetMedia().GetTransformCount(); });
+    document->Call([&](CMainFrame& frame) { transforms = frame.GetView().GetMedia().GetTransformCount(); });
     EXPECT_EQ(transforms, 0);
 }
 

@@ -26,8 +26,8 @@ using namespace test;
 class FrameBars : public OnScreen {
 protected:
     // Two plain deletes make two stages (newest first in the list, "Original" below them).
-    void MakeStages(DocumentThread& document) {
-        document.Call([](CMainFrame& f) {
+    void MakeStages() {
+        document->Call([](CMainFrame& f) {
             for (int64_t start : {1000, 5000}) {
                 f.GetView().SetSelection(CSection(start, start + 441));
                 f.OnCmdMsg(CChildView::kDelete);
@@ -40,14 +40,12 @@ protected:
     }
 };
 
-TEST_F(FrameBars, TheHistoryListShowsTheStagesAndItsClicksAndPopupReachTheDocument) {
-    DocumentThread document(wav);
-    ASSERT_TRUE(document.Ok());
-    CFrameWindow* window = Window(document.Frame());
-    ASSERT_NE(window, nullptr);
+TEST_F(FrameBars,
+       TheHistoryListShowsTheStagesAndItsClicksAndPopupReachTheDocument_AndTheHostBarShowsForAClip) {
+    ASSERT_NO_FATAL_FAILURE(Open(wav));
     window->Action(32770)->trigger();
     ASSERT_TRUE(Pump([&] { return window->Bar(32770)->isVisible(); }));
-    MakeStages(document);
+    MakeStages();
     CHistoryBar* bar = window->HistoryBar();
     ASSERT_NE(bar, nullptr);
     ASSERT_TRUE(Pump([&] { return bar->topLevelItemCount() == 3; }));
@@ -59,7 +57,7 @@ TEST_F(FrameBars, TheHistoryListShowsTheStagesAndItsClicksAndPopupReachTheDocume
     QTest::mouseClick(bar->viewport(), Qt::LeftButton, Qt::NoModifier, RowCentre(bar, 1));
     int marked = -1;
     ASSERT_TRUE(Pump([&] {
-        document.Call([&](CMainFrame& f) { marked = f.GetEditHistory()->GetMarkedRow(); });
+        document->Call([&](CMainFrame& f) { marked = f.GetEditHistory()->GetMarkedRow(); });
         return marked == 1;
     }));
     // The popup at the row; its "Go To" undoes down to the row.
@@ -83,8 +81,19 @@ TEST_F(FrameBars, TheHistoryListShowsTheStagesAndItsClicksAndPopupReachTheDocume
     popup->hide();
     EXPECT_TRUE(Pump([&] { return bar->topLevelItemCount() == 2; }));
     size_t stages = 0;
-    document.Call([&](CMainFrame& f) { stages = f.GetView().GetUndoList().size(); });
+    document->Call([&](CMainFrame& f) { stages = f.GetView().GetUndoList().size(); });
     EXPECT_EQ(stages, 1u);
+
+    // The host bar shows while the frame edits a clip; the layout comes again and the document's
+    // states still hold (one stage to undo).
+    ASSERT_NE(window->Bar(6094), nullptr);
+    EXPECT_FALSE(window->Bar(6094)->isVisible());
+    document->Call([](CMainFrame& f) { f.ShowHostBar(true); });
+    EXPECT_TRUE(Pump([&] { return window->Bar(6094)->isVisible(); }));
+    EXPECT_TRUE(window->Action(57643)->isEnabled());
+    SaveShot(*window, "host-bar");
+    document->Call([](CMainFrame& f) { f.ShowHostBar(false); });
+    EXPECT_TRUE(Pump([&] { return !window->Bar(6094)->isVisible(); }));
 }
 
 TEST_F(FrameBars, PanesBarsAndTheWindowMenuFollowTheDocuments) {
@@ -123,22 +132,6 @@ TEST_F(FrameBars, PanesBarsAndTheWindowMenuFollowTheDocuments) {
     EXPECT_EQ(entries[2], "Close &All Windows");
 }
 
-TEST_F(FrameBars, TheHostBarShowsWhileTheFrameEditsAClip) {
-    DocumentThread document(wav);
-    ASSERT_TRUE(document.Ok());
-    CFrameWindow* window = Window(document.Frame());
-    ASSERT_NE(window, nullptr);
-    ASSERT_NE(window->Bar(6094), nullptr);
-    EXPECT_FALSE(window->Bar(6094)->isVisible());
-    document.Call([](CMainFrame& f) { f.ShowHostBar(true); });
-    EXPECT_TRUE(Pump([&] { return window->Bar(6094)->isVisible(); }));
-    // The layout came again; the document's states still hold (nothing to undo yet).
-    EXPECT_FALSE(window->Action(57643)->isEnabled());
-    SaveShot(*window, "host-bar");
-    document.Call([](CMainFrame& f) { f.ShowHostBar(false); });
-    EXPECT_TRUE(Pump([&] { return !window->Bar(6094)->isVisible(); }));
-}
-
 TEST_F(FrameBars, TheSessionsEndAsksOnceUnderTheSystemsTitleAndCancelKeepsItGoing) {
     DocumentThread first(wav);
     DocumentThread second(wav);
@@ -172,10 +165,7 @@ TEST_F(FrameBars, TheSessionsEndAsksOnceUnderTheSystemsTitleAndCancelKeepsItGoin
 }
 
 TEST_F(FrameBars, FilesDroppedOnAnEmptyFrameOpenInIt) {
-    DocumentThread document("");
-    ASSERT_TRUE(document.Ok());
-    CFrameWindow* window = nullptr;
-    ASSERT_TRUE(Pump([&] { return (window = presentation->FindFrame(document.Frame())) != nullptr; }));
+    ASSERT_NO_FATAL_FAILURE(Open(""));
     auto* data = new QMimeData;
     data->setUrls({QUrl::fromLocalFile(QString::fromStdString(wav))});
     QDragEnterEvent enter(QPoint(50, 50), Qt::CopyAction, data, Qt::LeftButton, Qt::NoModifier);
@@ -185,7 +175,7 @@ TEST_F(FrameBars, FilesDroppedOnAnEmptyFrameOpenInIt) {
     QCoreApplication::sendEvent(window, &drop);
     int64_t length = 0;
     EXPECT_TRUE(Pump([&] {
-        document.Call([&](CMainFrame& f) { length = f.GetView().GetMedia().GetLength(); });
+        document->Call([&](CMainFrame& f) { length = f.GetView().GetMedia().GetLength(); });
         return length == 88200;
     }));
     delete data;

@@ -42,23 +42,19 @@ CPluginInfo Entry(int32_t id, const std::string& name, const std::string& path, 
     return info;
 }
 
-TEST(FrameLayout, TheMenuBarHoldsEveryMenuAndTheCommandsOfTheDocument) {
+TEST(FrameLayout, TheMenuBarHoldsTheCommandsOfTheDocumentWithTheirKeys) {
+    // The titles are checked on the window (QtPresentation_test); here the commands a person must find:
+    // transport, edit, files, bars, options.
     const std::vector<CMenuItem> bar = DefaultMenuBar();
-    for (const char* title : {"File", "Edit", "View", "Volume", "Effects", "Enhancement", "Tools", "Plug-Ins",
-                              "Options", "Window", "Help"})
-        EXPECT_NE(FindMenu(bar, title), nullptr) << title;
     std::vector<uint32_t> ids;
     Collect(bar, ids);
-    // The commands a person must find: transport, edit, files, bars, options.
     for (uint32_t id : {57600u, 57601u, 57603u, 57604u, 57602u, 57643u, 57644u, 57635u, 57634u, 57637u,
                         32813u, 32809u, 57642u, 32772u, 32773u, 32818u, 32774u, 32771u, 32798u, 32797u,
                         32799u, 32800u, 32825u, 32826u, 32769u, 59392u, 32819u, 32820u, 32823u, 32828u,
                         32770u, 32824u, 32827u, 32815u, 32816u, 32806u, 32805u, 32829u})
         EXPECT_NE(std::find(ids.begin(), ids.end(), id), ids.end()) << id;
     // The accelerators of the key table are shown beside their items.
-    const CMenuItem* edit = FindMenu(bar, "Edit");
-    ASSERT_NE(edit, nullptr);
-    EXPECT_EQ(edit->popup.front().shortcut, "Ctrl+Z");
+    EXPECT_EQ(FindMenu(bar, "Edit")->popup.front().shortcut, "Ctrl+Z");
 }
 
 TEST(FrameLayout, TransformsFillTheirMenusWithTheFixedEntriesBehind) {
@@ -77,17 +73,14 @@ TEST(FrameLayout, TransformsFillTheirMenusWithTheFixedEntriesBehind) {
     EXPECT_EQ(effects->popup[0].popup[0].text, "Echo...");
     EXPECT_EQ(effects->popup[0].popup[0].id, 2000u);
     EXPECT_EQ(effects->popup[1].text, "Chorus...");
-    const CMenuItem* volume = FindMenu(bar, "Volume");
-    ASSERT_EQ(volume->popup.size(), 1u);
-    EXPECT_EQ(volume->popup[0].id, 2001u);
+    ASSERT_EQ(FindMenu(bar, "Volume")->popup.size(), 1u);
+    EXPECT_EQ(FindMenu(bar, "Volume")->popup[0].id, 2001u);
     // Enhancement has only its fixed entry, without the separator above it.
-    const CMenuItem* enhancement = FindMenu(bar, "Enhancement");
-    ASSERT_EQ(enhancement->popup.size(), 1u);
-    EXPECT_EQ(enhancement->popup[0].id, 32843u);
+    ASSERT_EQ(FindMenu(bar, "Enhancement")->popup.size(), 1u);
+    EXPECT_EQ(FindMenu(bar, "Enhancement")->popup[0].id, 32843u);
     const CMenuItem* plugins = FindMenu(bar, "Plug-Ins");
     ASSERT_EQ(plugins->popup.size(), 2u);
-    EXPECT_EQ(plugins->popup[0].text, "LADSPA Settings...");
-    EXPECT_EQ(plugins->popup[1].text, "LV2 Settings...");
+    EXPECT_EQ(plugins->popup[0].text + plugins->popup[1].text, "LADSPA Settings...LV2 Settings...");
     EXPECT_TRUE(FindMenu(bar, "Tools")->popup.empty());
     std::vector<uint32_t> ids;
     Collect(bar, ids);
@@ -114,13 +107,11 @@ TEST(FrameLayout, AddPathMakesSubmenusOnceAndAnEmptyLastElementOnlyThem) {
 TEST(FrameLayout, TheWindowsMenuListsTheDocumentsFrom4000) {
     std::vector<CMenuItem> bar = DefaultMenuBar();
     FillWindowMenu(bar, {"a.wav", "b.wav"}, 1);
-    const CMenuItem* windows = FindMenu(bar, "Window");
-    ASSERT_EQ(windows->popup.size(), 4u);
-    EXPECT_EQ(windows->popup[0].id, 4000u);
-    EXPECT_EQ(windows->popup[1].id, 4001u);
-    EXPECT_TRUE(windows->popup[1].checked);
-    EXPECT_FALSE(windows->popup[0].checked);
-    EXPECT_EQ(windows->popup[3].id, 32816u);
+    const std::vector<CMenuItem>& windows = FindMenu(bar, "Window")->popup;
+    ASSERT_EQ(windows.size(), 4u);
+    EXPECT_EQ(std::vector<uint32_t>({windows[0].id, windows[1].id, windows[3].id}),
+              std::vector<uint32_t>({4000, 4001, 32816}));
+    EXPECT_TRUE(windows[1].checked && !windows[0].checked);
 }
 
 TEST(FrameLayout, RecentFilesStandBeforeCloseAllWithTheirNumbersAndPaths) {

@@ -18,12 +18,9 @@ namespace {
 
 std::atomic<bool> g_refused{false};
 
-LPOLESTR TaskString(const char16_t* text) {
-    size_t n = 0;
-    while (text[n] != 0)
-        ++n;
-    auto* copy = static_cast<char16_t*>(CoTaskMemAlloc((n + 1) * sizeof(char16_t)));
-    std::memcpy(copy, text, (n + 1) * sizeof(char16_t));
+LPOLESTR TaskString(const std::u16string& text) {
+    auto* copy = static_cast<char16_t*>(CoTaskMemAlloc((text.size() + 1) * sizeof(char16_t)));
+    std::memcpy(copy, text.c_str(), (text.size() + 1) * sizeof(char16_t));
     return copy;
 }
 
@@ -46,18 +43,18 @@ public:
         return left;
     }
     HRESULT SetPageSite(IPropertyPageSite* site) override {
+        if (site != nullptr)
+            site->AddRef();
         if (m_site != nullptr)
             m_site->Release();
         m_site = site;
-        if (m_site != nullptr)
-            m_site->AddRef();
         return S_OK;
     }
     HRESULT Activate(PageWindow parent, const TWRECT* rect, int32_t) override {
         if (m_params == nullptr)
             return E_UNEXPECTED;
         m_widget = new QWidget(static_cast<QWidget*>(parent));
-        m_widget->setGeometry(rect->left, rect->top, rect->right - rect->left, rect->bottom - rect->top);
+        Move(rect);
         auto* slider = new QSlider(Qt::Horizontal, m_widget);
         slider->setObjectName("gainSlider");
         slider->setRange(0, 200);
@@ -81,8 +78,7 @@ public:
     HRESULT GetPageInfo(PROPPAGEINFO* info) override {
         info->pszTitle = TaskString(u"Gain");
         info->size = TWSIZE{320, 90};
-        info->pszDocString = nullptr;
-        info->pszHelpFile = nullptr;
+        info->pszDocString = info->pszHelpFile = nullptr;
         info->dwHelpContext = 0;
         return S_OK;
     }

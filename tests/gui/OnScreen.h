@@ -48,6 +48,11 @@ inline bool Pump(const std::function<bool()>& done, double seconds = 10.0) {
     return true;
 }
 
+// Runs Qt's events for `seconds`: what was asked is laid out and answered.
+inline void Settle(double seconds) {
+    Pump([] { return false; }, seconds);
+}
+
 // The top-level window of type T that shows, once one does; null after ten seconds.
 template <class T> T* FindShown() {
     T* found = nullptr;
@@ -128,8 +133,15 @@ protected:
         });
     }
     void TearDown() override {
+        document.reset();
         SetPresentation(std::make_shared<CHeadlessPresentation>());
-        Pump([] { return false; }, 0.05);
+        Settle(0.05);
+    }
+    // A document of `path` (a new one for "") in `document`, and its window, painted, in `window`.
+    void Open(const std::string& path) {
+        document = std::make_unique<DocumentThread>(path);
+        ASSERT_TRUE(document->Ok());
+        ASSERT_NE(window = Window(document->Frame()), nullptr);
     }
     CFrameWindow* Window(WindowHandle frame) {
         CFrameWindow* window = nullptr;
@@ -145,6 +157,8 @@ protected:
     CFileFilterManager filters;
     std::shared_ptr<CQtPresentation> presentation;
     std::string wav;
+    std::unique_ptr<DocumentThread> document;
+    CFrameWindow* window = nullptr;
 };
 
 } // namespace tw::test

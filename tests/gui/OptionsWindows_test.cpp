@@ -29,7 +29,7 @@ using OptionsWindows = OnScreen;
 CDialogWindow* OpenOn(DocumentThread& document, std::function<void(CMainFrame&)> open) {
     document.Start(std::move(open));
     CDialogWindow* window = FindShown<CDialogWindow>();
-    Pump([] { return false; }, 0.1);
+    Settle(0.1);
     return window;
 }
 
@@ -38,9 +38,8 @@ void ClickOk(CDialogWindow& window) {
 }
 
 TEST_F(OptionsWindows, TheSheetShowsItsPagesAsTabsAndANoToAMissingFolderReturnsToIt) {
-    DocumentThread document("");
-    ASSERT_TRUE(document.Ok());
-    CDialogWindow* window = OpenOn(document, [](CMainFrame& frame) { frame.OpenOptions(0); });
+    ASSERT_NO_FATAL_FAILURE(Open(""));
+    CDialogWindow* window = OpenOn(*document, [](CMainFrame& frame) { frame.OpenOptions(0); });
     ASSERT_NE(window, nullptr);
     EXPECT_EQ(window->windowTitle(), "Editor Options");
     auto* tabs = window->findChild<QTabWidget*>();
@@ -51,7 +50,7 @@ TEST_F(OptionsWindows, TheSheetShowsItsPagesAsTabsAndANoToAMissingFolderReturnsT
     for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(tabs->tabText(i), titles[i]);
         tabs->setCurrentIndex(i);
-        Pump([] { return false; }, 0.1);
+        Settle(0.1);
         SaveShot(*window, shots[i]);
     }
     auto* filter = window->findChild<QComboBox*>("noiseShaping");
@@ -84,9 +83,8 @@ TEST_F(OptionsWindows, TheDeviceSettingsListTheChainAndTakeTheChosenOutput) {
     struct Uninstall {
         ~Uninstall() { SetDeviceChain(nullptr); }
     } uninstall;
-    DocumentThread document("");
-    ASSERT_TRUE(document.Ok());
-    CDialogWindow* window = OpenOn(document, [](CMainFrame& frame) { frame.OpenDeviceSettings(); });
+    ASSERT_NO_FATAL_FAILURE(Open(""));
+    CDialogWindow* window = OpenOn(*document, [](CMainFrame& frame) { frame.OpenDeviceSettings(); });
     ASSERT_NE(window, nullptr);
     SaveShot(*window, "device-settings");
     EXPECT_EQ(window->windowTitle(), "Device Settings");

@@ -21,7 +21,6 @@
 #include <QLineEdit>
 #include <QMenuBar>
 #include <QMessageBox>
-#include <QPushButton>
 #include <QRadioButton>
 #include <QTest>
 #include <QToolBar>
@@ -31,11 +30,14 @@ namespace {
 
 using namespace test;
 
-TEST_F(OnScreen, AFrameShowsItsMenusBarsAndThePaintedPlot) {
-    DocumentThread document(wav);
-    ASSERT_TRUE(document.Ok());
-    CFrameWindow* window = Window(document.Frame());
-    ASSERT_NE(window, nullptr);
+int64_t Selected(DocumentThread* document) {
+    int64_t selected = -1;
+    document->Call([&](CMainFrame& f) { selected = f.GetView().GetSelection().SectionLength(); });
+    return selected;
+}
+
+TEST_F(OnScreen, AFrameShowsItsMenusBarsAndThePaintedPlot_KeysAndMenusReachTheDocument_AndCloseAsksIt) {
+    ASSERT_NO_FATAL_FAILURE(Open(wav));
     EXPECT_GE(window->minimumWidth(), 600);
     EXPECT_GE(window->minimumHeight(), 320);
     QStringList titles;
@@ -58,38 +60,33 @@ TEST_F(OnScreen, AFrameShowsItsMenusBarsAndThePaintedPlot) {
     // Select All from the menu reaches the document, and Cut becomes possible.
     window->Action(57642)->trigger();
     EXPECT_TRUE(Pump([&] { return window->Action(57635)->isEnabled(); }));
-    int64_t selected = 0;
-    document.Call([&](CMainFrame& f) { selected = f.GetView().GetSelection().SectionLength(); });
-    EXPECT_EQ(selected, 88200);
+    EXPECT_EQ(Selected(document.get()), 88200);
+    // So does Ctrl+A, the frame's accelerator for it, once nothing is selected again.
+    document->Call([](CMainFrame& f) {
+        f.GetView().SetSelection(CSection(0, 0));
+        f.PublishIdle();
+    });
+    ASSERT_TRUE(
+        Pump([&] { return window->Action(57642)->isEnabled() && !window->Action(57635)->isEnabled(); }));
+    QTest::keyClick(window->View()->Canvas(), Qt::Key_A, Qt::ControlModifier);
+    EXPECT_TRUE(Pump([&] { return Selected(document.get()) == 88200; }));
 
     // A bar's toggle shows it; the frame owns the check.
     window->Action(32820)->trigger();
     EXPECT_TRUE(Pump([&] { return window->Bar(32820)->isVisible(); }));
     window->Action(32770)->trigger();
-    Pump([] { return false; }, 0.3);
+    Settle(0.3);
     SaveShot(*window, "main-window");
+
+    const WindowHandle frame = document->Frame();
+    window->close(); // the window manager's close: the frame decides, and the window goes with it
+    EXPECT_TRUE(Pump([&] { return presentation->FindFrame(frame) == nullptr; }));
 }
 
-TEST_F(OnScreen, KeysReachTheDocumentThroughTheFrame) {
-    DocumentThread document(wav);
-    ASSERT_TRUE(document.Ok());
-    CFrameWindow* window = Window(document.Frame());
-    ASSERT_NE(window, nullptr);
-    // Ctrl+A is the frame's accelerator for Select All.
-    QTest::keyClick(window->View()->Canvas(), Qt::Key_A, Qt::ControlModifier);
-    int64_t selected = 0;
-    Pump([&] {
-        document.Call([&](CMainFrame& f) { selected = f.GetView().GetSelection().SectionLength(); });
-        return selected == 88200;
-    });
-    EXPECT_EQ(selected, 88200);
-}
-
-TEST_F(OnScreen, ABoxIsAWindowWhoseButtonAnswersTheDocument) {
-    DocumentThread document(wav);
-    ASSERT_TRUE(document.Ok());
-    std::atomic<int> answer{0};
-    document.Start([&](CMainFrame& f) {
+TEST_F(OnScreen, ABoxAndTheFormsAreWindowsWhoseAnswersGoBackToTheDocument) {
+    ASSERT_NO_FATAL_FAILURE(Open(""));
+    std::atomic<int> answer{0}, result{0}, choice{-1};
+    document->Start([&](CMainFrame& f) {
         answer = ShowMessageBox("Keep the take?", MB_YESNO | MB_ICONQUESTION, f.GetSafeHandle());
     });
     QMessageBox* box = Find<QMessageBox>();
@@ -98,16 +95,9 @@ TEST_F(OnScreen, ABoxIsAWindowWhoseButtonAnswersTheDocument) {
     EXPECT_EQ(box->windowTitle(), "Vond Tidewright");
     SaveShot(*box, "message-box");
     box->button(QMessageBox::No)->click();
-    EXPECT_TRUE(Pump([&] { return answer.load() != 0; }));
-    EXPECT_EQ(answer.load(), IDNO);
-}
+    EXPECT_TRUE(Pump([&] { return answer.load() == IDNO; }));
 
-TEST_F(OnScreen, TheCrashGuardIsAFormWhoseChoiceGoesBack) {
-    DocumentThread document("");
-    ASSERT_TRUE(document.Ok());
-    std::atomic<int> result{0};
-    std::atomic<int> choice{-1};
-    document.Start([&](CMainFrame& f) {
+    document->Start([&](CMainFrame& f) {
         CCrashGuardDialog guard;
         result = guard.DoModal(f.GetSafeHandle());
         choice = guard.m_choice;
@@ -121,64 +111,46 @@ TEST_F(OnScreen, TheCrashGuardIsAFormWhoseChoiceGoesBack) {
     SaveShot(*dialog, "crash-guard");
     radios[2]->click();
     dialog->accept();
-    EXPECT_TRUE(Pump([&] { return result.load() != 0; }));
-    EXPECT_EQ(result.load(), IDOK);
+    EXPECT_TRUE(Pump([&] { return result.load() == IDOK; }));
     EXPECT_EQ(choice.load(), CCrashGuardDialog::leave);
-}
 
-TEST_F(OnScreen, TheFormatDialogTakesARateTypedWithASpace) {
-    DocumentThread document("");
-    ASSERT_TRUE(document.Ok());
-    std::atomic<int> result{0};
+    // The format dialog takes a rate typed with a space, and the check.
     std::atomic<uint32_t> rate{0};
     std::atomic<uint16_t> channels{0};
-    document.Start([&](CMainFrame& f) {
+    result = 0;
+    document->Start([&](CMainFrame& f) {
         CFormatDialog format;
         result = format.DoModal(f.GetSafeHandle());
         rate = format.m_format.nSamplesPerSec;
         channels = format.m_format.nChannels;
     });
-    CDialogWindow* dialog = Find<CDialogWindow>();
-    ASSERT_NE(dialog, nullptr);
-    EXPECT_EQ(dialog->windowTitle(), "Sample Format Settings");
+    ASSERT_TRUE(Pump([&] {
+        dialog = Find<CDialogWindow>();
+        return dialog != nullptr && dialog->windowTitle() == "Sample Format Settings";
+    }));
     auto* rates = dialog->findChild<QComboBox*>("rate");
     auto* bits = dialog->findChild<QComboBox*>("bits");
     auto* stereo = dialog->findChild<QCheckBox*>("stereo");
-    ASSERT_NE(rates, nullptr);
-    ASSERT_NE(bits, nullptr);
-    ASSERT_NE(stereo, nullptr);
+    ASSERT_TRUE(rates && bits && stereo);
     EXPECT_TRUE(rates->isEditable());
     EXPECT_EQ(rates->count(), 8);
     EXPECT_EQ(rates->currentText(), "44100 Hz (CD)");
     EXPECT_EQ(bits->currentText(), "16 Bit (CD and DAT)");
     EXPECT_TRUE(stereo->isChecked());
     SaveShot(*dialog, "format-dialog");
-
-    // Typed with a space, the rate is taken; so is the check.
     rates->lineEdit()->selectAll();
     QTest::keyClicks(rates->lineEdit(), "48 000");
     stereo->click();
     dialog->accept();
-    EXPECT_TRUE(Pump([&] { return result.load() != 0; }));
-    EXPECT_EQ(result.load(), IDOK);
+    EXPECT_TRUE(Pump([&] { return result.load() == IDOK; }));
     EXPECT_EQ(rate.load(), 48000u);
     EXPECT_EQ(channels.load(), 1);
-}
-
-// The window manager's close button: a close event to the native window, as the platform hands it
-// on (a window under a modal one gets it too here, which the platform would hold back).
-void CloseAsTheWindowManager(QWidget& window) {
-    QCloseEvent close;
-    QCoreApplication::sendEvent(window.windowHandle(), &close);
 }
 
 // A task that goes on until it is asked to stop.
 class EndlessTask : public CWorkerThread {
 public:
-    bool Cancel() override {
-        m_stop = true;
-        return true;
-    }
+    bool Cancel() override { return m_stop = true; }
     std::string GetTitle() override { return "Converting Sample Format"; }
     int32_t Run() override {
         while (!m_stop)
@@ -191,12 +163,11 @@ private:
 };
 
 TEST_F(OnScreen, ADialogClosedByTheWindowManagerEndsAsCancelAndTheDocumentGoesOn) {
-    struct Case {
+    const struct {
         const char* name;
         std::function<int(CMainFrame&)> run; // the dialog on the document's thread: what it gave
         int expected;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"format", [](CMainFrame& f) { return CFormatDialog().DoModal(f.GetView().GetSafeHandle()); },
          IDCANCEL},
         {"save prompt",
@@ -218,12 +189,11 @@ TEST_F(OnScreen, ADialogClosedByTheWindowManagerEndsAsCancelAndTheDocumentGoesOn
          },
          IDCANCEL},
     };
-    DocumentThread document(wav);
-    ASSERT_TRUE(document.Ok());
-    for (const Case& c : cases) {
+    ASSERT_NO_FATAL_FAILURE(Open(wav));
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         std::atomic<int> result{-1};
-        document.Start([&](CMainFrame& f) { result = c.run(f); });
+        document->Start([&](CMainFrame& f) { result = c.run(f); });
         // The file chooser is a window of its own; every other dialog is a form.
         QWidget* window = nullptr;
         Pump([&] {
@@ -235,25 +205,18 @@ TEST_F(OnScreen, ADialogClosedByTheWindowManagerEndsAsCancelAndTheDocumentGoesOn
             return window != nullptr;
         });
         ASSERT_NE(window, nullptr);
-        CloseAsTheWindowManager(*window);
+        // The window manager's close button: a close event to the native window, as the platform
+        // hands it on (a window under a modal one gets it too here, which the platform would hold back).
+        QCloseEvent close;
+        QCoreApplication::sendEvent(window->windowHandle(), &close);
         ASSERT_TRUE(Pump([&] { return result.load() != -1; }));
         EXPECT_EQ(result.load(), c.expected);
         EXPECT_TRUE(Pump([] { return QApplication::activeModalWidget() == nullptr; }));
         // The document is whole and answers.
         int64_t length = 0;
-        document.Call([&](CMainFrame& f) { length = f.GetView().GetMedia().GetLength(); });
+        document->Call([&](CMainFrame& f) { length = f.GetView().GetMedia().GetLength(); });
         EXPECT_EQ(length, 88200);
     }
-}
-
-TEST_F(OnScreen, ClosingTheWindowAsksTheDocumentAndTheWindowGoesWithTheFrame) {
-    auto document = std::make_unique<DocumentThread>(wav);
-    ASSERT_TRUE(document->Ok());
-    const WindowHandle frame = document->Frame();
-    CFrameWindow* window = Window(frame);
-    ASSERT_NE(window, nullptr);
-    window->close(); // the window manager's close: the frame decides
-    EXPECT_TRUE(Pump([&] { return presentation->FindFrame(frame) == nullptr; }));
 }
 
 } // namespace

@@ -44,26 +44,23 @@ protected:
         OnScreen::TearDown();
     }
     // Runs Record from the frame's menu and waits for the console's window.
-    CRecordConsoleWindow* OpenConsole(DocumentThread& document) {
-        CFrameWindow* frame = Window(document.Frame());
-        if (frame == nullptr || frame->Action(32771) == nullptr)
-            return nullptr;
-        frame->Action(32771)->trigger();
-        return Find<CRecordConsoleWindow>();
+    void OpenConsole() {
+        ASSERT_NE(window->Action(32771), nullptr);
+        window->Action(32771)->trigger();
+        ASSERT_NE(console = Find<CRecordConsoleWindow>(), nullptr);
     }
     // What the console itself holds, read on its thread.
-    static RecordConsoleFields Fields(DocumentThread& document, const CRecordConsoleWindow& window) {
+    RecordConsoleFields Fields() {
         RecordConsoleFields fields;
-        const WindowHandle handle = window.Handle();
-        document.Call([&](CMainFrame&) {
-            if (auto* console = dynamic_cast<CRecordDialog*>(CWindow::FromHandle(handle)))
-                fields = console->GetFields();
+        document->Call([&, handle = console->Handle()](CMainFrame&) {
+            if (auto* dialog = dynamic_cast<CRecordDialog*>(CWindow::FromHandle(handle)))
+                fields = dialog->GetFields();
         });
         return fields;
     }
-    static int64_t Length(DocumentThread& document) {
+    int64_t Length() {
         int64_t length = -1;
-        document.Call([&](CMainFrame& f) { length = f.GetView().GetMedia().GetLength(); });
+        document->Call([&](CMainFrame& f) { length = f.GetView().GetMedia().GetLength(); });
         return length;
     }
     static bool ConsoleShown() {
@@ -80,64 +77,61 @@ protected:
     }
 
     VirtualCard card;
+    CRecordConsoleWindow* console = nullptr;
 };
 
 TEST_F(RecordConsoleWindowTest, TheRecordButtonTogglesInTheConsoleAndShowsWhatItAnswers) {
-    DocumentThread document(wav);
-    ASSERT_TRUE(document.Ok());
-    CRecordConsoleWindow* window = OpenConsole(document);
-    ASSERT_NE(window, nullptr);
-    EXPECT_EQ(window->windowTitle(), "Recording Console");
-    auto* record = window->findChild<CFlatButton*>("record");
-    auto* begin = window->findChild<CFlatButton*>("goToBegin");
-    auto* end = window->findChild<CFlatButton*>("goToEnd");
-    auto* position = window->findChild<QLabel*>("position");
+    ASSERT_NO_FATAL_FAILURE(Open(wav));
+    ASSERT_NO_FATAL_FAILURE(OpenConsole());
+    EXPECT_EQ(console->windowTitle(), "Recording Console");
+    auto* record = console->findChild<CFlatButton*>("record");
+    auto* begin = console->findChild<CFlatButton*>("goToBegin");
+    auto* end = console->findChild<CFlatButton*>("goToEnd");
+    auto* position = console->findChild<QLabel*>("position");
     ASSERT_TRUE(record && begin && end && position);
     EXPECT_EQ(record->toolTip(), "Record");
     EXPECT_EQ(position->text(), "00:00:00:000");
     const QImage paused = record->grab().toImage();
 
     Click(record);
-    ASSERT_TRUE(Pump([&] { return Fields(document, *window).recording && record->toolTip() == "Pause"; }));
+    ASSERT_TRUE(Pump([&] { return Fields().recording && record->toolTip() == "Pause"; }));
     EXPECT_TRUE(record->IsPressed());
     EXPECT_NE(record->grab().toImage(), paused); // the pause symbol in place of the record symbol
     EXPECT_FALSE(begin->isEnabled());
     EXPECT_FALSE(end->isEnabled());
     // The position counts as the console writes, and the window shows the console's text.
     ASSERT_TRUE(Pump([&] {
-        const RecordConsoleFields f = Fields(document, *window);
+        const RecordConsoleFields f = Fields();
         return f.position >= "00:00:00:300" && position->text().toStdString() == f.position;
     }));
-    SaveShot(*window, "record-console");
+    SaveShot(*console, "record-console");
 
     Click(record);
-    ASSERT_TRUE(Pump([&] { return !Fields(document, *window).recording && record->toolTip() == "Record"; }));
+    ASSERT_TRUE(Pump([&] { return !Fields().recording && record->toolTip() == "Record"; }));
     EXPECT_FALSE(record->IsPressed());
     ASSERT_TRUE(Pump([&] { return begin->isEnabled() && end->isEnabled(); }));
     // A block on its way when the button went up still counts; then the position stands.
-    Pump([] { return false; }, 0.3);
+    Settle(0.3);
     const QString reached = position->text();
-    EXPECT_EQ(reached.toStdString(), Fields(document, *window).position);
+    EXPECT_EQ(reached.toStdString(), Fields().position);
     Click(begin);
     EXPECT_TRUE(Pump([&] { return position->text() == "00:00:00:000"; }));
     Click(end);
     EXPECT_TRUE(Pump([&] { return position->text() == reached; }));
 
     // OK hands the take to the document, and the window goes with the console.
-    window->findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Ok)->click();
+    console->findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Ok)->click();
     ASSERT_TRUE(Pump([] { return !ConsoleShown(); }));
-    EXPECT_GE(Length(document) - 88200, 44100 * 3 / 10);
+    EXPECT_GE(Length() - 88200, 44100 * 3 / 10);
 }
 
-TEST_F(RecordConsoleWindowTest, SettingsReachTheConsoleAndStayAsSet) {
-    DocumentThread document(wav);
-    ASSERT_TRUE(document.Ok());
-    CRecordConsoleWindow* window = OpenConsole(document);
-    ASSERT_NE(window, nullptr);
-    auto* monitoring = window->findChild<QCheckBox*>("monitoring");
-    auto* overwrite = window->findChild<QRadioButton*>("overwrite");
-    auto* insert = window->findChild<QRadioButton*>("insert");
-    auto* level = window->findChild<QSlider*>("level");
+TEST_F(RecordConsoleWindowTest, SettingsReachTheConsoleAndStayAsSet_AndTheMetersShowItsLevels) {
+    ASSERT_NO_FATAL_FAILURE(Open(wav));
+    ASSERT_NO_FATAL_FAILURE(OpenConsole());
+    auto* monitoring = console->findChild<QCheckBox*>("monitoring");
+    auto* overwrite = console->findChild<QRadioButton*>("overwrite");
+    auto* insert = console->findChild<QRadioButton*>("insert");
+    auto* level = console->findChild<QSlider*>("level");
     ASSERT_TRUE(monitoring && overwrite && insert && level);
     EXPECT_TRUE(insert->isChecked());
     EXPECT_EQ(level->value(), 100);
@@ -162,75 +156,61 @@ TEST_F(RecordConsoleWindowTest, SettingsReachTheConsoleAndStayAsSet) {
     };
     for (const Case& c : cases) {
         c.act();
-        EXPECT_TRUE(Pump([&] { return c.reached(Fields(document, *window)); })) << c.name;
+        EXPECT_TRUE(Pump([&] { return c.reached(Fields()); })) << c.name;
         // The console publishes every 65 ms meanwhile; none of it undoes what was set.
-        Pump([] { return false; }, 0.2);
+        Settle(0.2);
         EXPECT_TRUE(c.shown()) << c.name;
     }
     // The line box offers what the input's mixer has, and nothing to pick without one.
-    auto* lines = window->findChild<QComboBox*>("lines");
+    auto* lines = console->findChild<QComboBox*>("lines");
     ASSERT_NE(lines, nullptr);
-    const RecordConsoleFields fields = Fields(document, *window);
+    const RecordConsoleFields fields = Fields();
     EXPECT_EQ(lines->count(), static_cast<int>(fields.lines.size()));
     EXPECT_EQ(lines->isEnabled(), !fields.lines.empty());
 
-    window->reject();
-    ASSERT_TRUE(Pump([] { return !ConsoleShown(); }));
-    EXPECT_EQ(Length(document), 88200);
-}
-
-TEST_F(RecordConsoleWindowTest, TheMetersShowTheLevelsTheConsolePublishes) {
-    DocumentThread document(wav);
-    ASSERT_TRUE(document.Ok());
-    CRecordConsoleWindow* window = OpenConsole(document);
-    ASSERT_NE(window, nullptr);
-    auto* meter0 = window->findChild<CLEDMeter*>("meter0");
-    auto* meter1 = window->findChild<CLEDMeter*>("meter1");
+    auto* meter0 = console->findChild<CLEDMeter*>("meter0");
+    auto* meter1 = console->findChild<CLEDMeter*>("meter1");
     ASSERT_TRUE(meter0 && meter1);
     // The card's input swings to about -8.7 dB on both channels: the console meters it before
     // anything is recorded, and each meter sits on the console's value for its channel.
     ASSERT_TRUE(Pump([&] {
-        const RecordConsoleFields f = Fields(document, *window);
-        return f.meter0 > 50 && f.meter1 > 50 && window->Shown().meter0 == f.meter0 &&
-               window->Shown().meter1 == f.meter1;
+        const RecordConsoleFields f = Fields();
+        return f.meter0 > 50 && f.meter1 > 50 && console->Shown().meter0 == f.meter0 &&
+               console->Shown().meter1 == f.meter1;
     }));
-    Pump([] { return false; }, 0.3);
-    const RecordConsoleFields f = Fields(document, *window);
+    Settle(0.3);
+    const RecordConsoleFields f = Fields();
     EXPECT_NEAR(meter0->Level(0), f.meter0 / 100.0f, 0.02f);
     EXPECT_NEAR(meter1->Level(0), f.meter1 / 100.0f, 0.02f);
 
     // A silent input: the console's meters drop to 0, and the window's fall after them (at the
     // meter's own pace).
     card.line->SetSignal([](int64_t, int32_t) { return 0.0f; });
-    ASSERT_TRUE(Pump([&] { return Fields(document, *window).meter0 == 0; }));
+    ASSERT_TRUE(Pump([&] { return Fields().meter0 == 0; }));
     const float loud = f.meter0 / 100.0f;
     EXPECT_TRUE(Pump([&] { return meter0->Level(0) < loud - 0.2f && meter1->Level(0) < loud - 0.2f; }, 3.0));
-    window->reject();
+    console->reject();
     ASSERT_TRUE(Pump([] { return !ConsoleShown(); }));
+    EXPECT_EQ(Length(), 88200);
 }
 
 TEST_F(RecordConsoleWindowTest, AnInputThatVanishesWhileRecordingEndsTheWindowAndKeepsTheTake) {
-    DocumentThread document(wav);
-    ASSERT_TRUE(document.Ok());
-    CRecordConsoleWindow* window = OpenConsole(document);
-    ASSERT_NE(window, nullptr);
-    Click(window->findChild<CFlatButton*>("record"));
-    ASSERT_TRUE(Pump([&] { return Fields(document, *window).position >= "00:00:00:200"; }));
+    ASSERT_NO_FATAL_FAILURE(Open(wav));
+    ASSERT_NO_FATAL_FAILURE(OpenConsole());
+    Click(console->findChild<CFlatButton*>("record"));
+    ASSERT_TRUE(Pump([&] { return Fields().position >= "00:00:00:200"; }));
     card.line->SetPresent(false);
     ASSERT_TRUE(Pump([] { return !ConsoleShown(); }));
-    EXPECT_GE(Length(document) - 88200, 44100 / 5);
+    EXPECT_GE(Length() - 88200, 44100 / 5);
     // No box: nothing failed that the person must hear of.
     for (QWidget* w : QApplication::topLevelWidgets())
         EXPECT_FALSE(w->isVisible() && w->inherits("QMessageBox"));
 }
 
 TEST_F(RecordConsoleWindowTest, ANewDocumentAsksForItsFormatInAWindowBeforeTheConsoleOpens) {
-    DocumentThread document("");
-    ASSERT_TRUE(document.Ok());
-    CFrameWindow* frame = Window(document.Frame());
-    ASSERT_NE(frame, nullptr);
-    ASSERT_TRUE(Pump([&] { return frame->Action(32771) != nullptr && frame->Action(32771)->isEnabled(); }));
-    frame->Action(32771)->trigger();
+    ASSERT_NO_FATAL_FAILURE(Open(""));
+    ASSERT_TRUE(Pump([&] { return window->Action(32771) != nullptr && window->Action(32771)->isEnabled(); }));
+    window->Action(32771)->trigger();
     CDialogWindow* format = Find<CDialogWindow>();
     ASSERT_NE(format, nullptr);
     EXPECT_EQ(format->windowTitle(), "Sample Format Settings");
@@ -243,19 +223,17 @@ TEST_F(RecordConsoleWindowTest, ANewDocumentAsksForItsFormatInAWindowBeforeTheCo
     Click(stereo);
     format->findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Ok)->click();
 
-    CRecordConsoleWindow* window = Find<CRecordConsoleWindow>();
-    ASSERT_NE(window, nullptr);
+    ASSERT_NE(console = Find<CRecordConsoleWindow>(), nullptr);
     WAVEFORMATEX taken{};
-    const WindowHandle handle = window->Handle();
-    document.Call([&](CMainFrame&) {
-        if (auto* console = dynamic_cast<CRecordDialog*>(CWindow::FromHandle(handle)))
-            taken = console->GetFormat();
+    document->Call([&, handle = console->Handle()](CMainFrame&) {
+        if (auto* dialog = dynamic_cast<CRecordDialog*>(CWindow::FromHandle(handle)))
+            taken = dialog->GetFormat();
     });
     EXPECT_EQ(taken.nSamplesPerSec, 22050u);
     EXPECT_EQ(taken.nChannels, 1);
-    window->reject();
+    console->reject();
     ASSERT_TRUE(Pump([] { return !ConsoleShown(); }));
-    EXPECT_EQ(Length(document), 0);
+    EXPECT_EQ(Length(), 0);
 }
 
 } // namespace
