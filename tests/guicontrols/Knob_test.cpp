@@ -22,10 +22,7 @@ struct VolumeKnob : CKnob {
 };
 
 TEST(Knob, KeysStepThroughTheRange) {
-    struct Case {
-        int key, expected;
-    };
-    for (const Case& c : {Case{Qt::Key_Up, -29},
+    for (const auto& c : {std::pair{Qt::Key_Up, -29},
                           {Qt::Key_Right, -29},
                           {Qt::Key_Down, -31},
                           {Qt::Key_PageUp, -24},
@@ -34,24 +31,24 @@ TEST(Knob, KeysStepThroughTheRange) {
                           {Qt::Key_End, 0}}) {
         VolumeKnob knob;
         knob.setValue(-30);
-        Key(knob, c.key);
-        EXPECT_EQ(knob.value(), c.expected) << c.key;
+        Key(knob, c.first);
+        EXPECT_EQ(knob.value(), c.second) << c.first;
     }
 }
 
-TEST(Knob, TheWheelMovesOneStepPerNotchAndGathersSmallDeltas) {
+TEST(Knob, TheWheelMovesOneStepPerNotchAndGathersSmallDeltas_ControlAPage) {
     VolumeKnob knob;
     knob.setValue(-30);
-    Wheel(knob, 120);
-    EXPECT_EQ(knob.value(), -29);
-    Wheel(knob, 60);
-    EXPECT_EQ(knob.value(), -29);
-    Wheel(knob, 60);
-    EXPECT_EQ(knob.value(), -28);
-    Wheel(knob, -240, Qt::ControlModifier);
-    EXPECT_EQ(knob.value(), -40);
-    Wheel(knob, 120 * 100);
-    EXPECT_EQ(knob.value(), 0);
+    const struct {
+        int angle;
+        Qt::KeyboardModifiers mods;
+        int value;
+    } turns[] = {
+        {120, {}, -29}, {60, {}, -29}, {60, {}, -28}, {-240, Qt::ControlModifier, -40}, {12000, {}, 0}};
+    for (const auto& t : turns) {
+        Wheel(knob, t.angle, t.mods);
+        EXPECT_EQ(knob.value(), t.value) << t.angle;
+    }
 }
 
 TEST(WheelNotches, AChangeOfDirectionDropsTheOldRemainder) {
@@ -81,16 +78,14 @@ TEST(Knob, DraggingUpOrRightTurnsItUpShiftForFineSteps) {
     EXPECT_EQ(knob.value(), 150);
 }
 
-TEST(Knob, ADragPastTheEndTurnsBackAtOnce) {
+TEST(Knob, ADragPastTheEndTurnsBackAtOnce_AndADoubleClickReturnsToTheDefaultWithinTheRange) {
     VolumeKnob knob;
     knob.setRange(0, CKnob::kDragPixels);
     knob.setValue(190);
     Drag(knob, {36, 50}, {{36, -50}, {36, -45}});
     EXPECT_EQ(knob.value(), 195);
-}
 
-TEST(Knob, ADoubleClickReturnsToTheDefaultWithinTheRange) {
-    VolumeKnob knob;
+    knob.setRange(-60, 0);
     knob.setValue(-40);
     knob.SetDefaultValue(-6);
     test::Mouse(knob, QEvent::MouseButtonDblClick, {36, 50});

@@ -17,10 +17,11 @@ struct Slider : CLevelSlider {
 TEST(LevelSlider, TheTrackRunsFromTheMaximumAtTheTopToTheMinimumAtTheBottom) {
     Slider s;
     const QRect track = s.TrackRect();
-    EXPECT_EQ(s.ValueAt(track.top()), 100);
-    EXPECT_EQ(s.ValueAt(track.bottom()), 0);
-    EXPECT_EQ(s.ValueAt(track.top() - 50), 100);
-    EXPECT_EQ(s.ValueAt(track.bottom() + 50), 0);
+    for (const auto& [y, value] : {std::pair{track.top(), 100},
+                                   {track.bottom(), 0},
+                                   {track.top() - 50, 100},
+                                   {track.bottom() + 50, 0}})
+        EXPECT_EQ(s.ValueAt(y), value) << y;
     EXPECT_NEAR(s.ValueAt(track.center().y()), 50, 1);
     s.setValue(75);
     EXPECT_EQ(s.ValueAt(s.HandleRect().top() + s.HandleRect().height() / 2), 75);
@@ -44,7 +45,7 @@ TEST(LevelSlider, APressOnTheTrackJumpsAGrabbedCapMovesByTheTravel) {
 }
 
 TEST(LevelSlider, ATinyOrEmptyRangeDoesNotBreakTheMapping) {
-    Slider s;
+    CLevelSlider s;
     s.setRange(5, 5);
     s.resize(20, 10);
     EXPECT_EQ(s.ValueAt(0), 5);
