@@ -51,7 +51,8 @@ TEST_F(FrameTest, EachPageShowsItsStoredKeyAndWritesWhatWasSetOnOK) {
     }
 }
 
-TEST_F(FrameTest, WithNothingStoredThePagesShowTheDefaults_AndCancelWritesNothing) {
+TEST_F(FrameTest,
+       WithNothingStoredThePagesShowTheDefaults_CancelWritesNothing_AndDitherFreesTheNoiseShaping) {
     std::string shown;
     CDialogField temporary;
     When<COptionsSheet>("Options", [&](COptionsSheet& sheet) {
@@ -69,6 +70,24 @@ TEST_F(FrameTest, WithNothingStoredThePagesShowTheDefaults_AndCancelWritesNothin
     EXPECT_EQ(temporary.value, CDirectoryManager().GetFolder(3));
     EXPECT_EQ(temporary.browsePrompt, "Please select a folder from the tree view below:");
     EXPECT_EQ(GetSettingInt("View", "Show Axis", kUnset), kUnset);
+
+    // The noise shaping box is greyed while dither is off.
+    When<COptionsSheet>("Options", [](COptionsSheet& sheet) {
+        EXPECT_TRUE(FieldOf(sheet, "dithering").live);
+        EXPECT_FALSE(FieldOf(sheet, "noiseShaping").enabled);
+        sheet.SetFormField("dithering", "1");
+        EXPECT_TRUE(FieldOf(sheet, "noiseShaping").enabled);
+        sheet.SetFormField("noiseShaping", "2");
+        sheet.SetFormField("dithering", "0");
+        EXPECT_FALSE(FieldOf(sheet, "noiseShaping").enabled);
+        // Positions a box does not have leave it as it was.
+        sheet.SetFormField("noiseShaping", "3");
+        sheet.SetFormField("resolution", "-1");
+        sheet.OnOK();
+    });
+    EXPECT_EQ(frame->OpenOptions(CAudioPage::kResourceId), IDOK);
+    EXPECT_EQ(GetSettingInt("AudioOutput", "NoiseShapingFilter", kUnset), 2);
+    EXPECT_EQ(GetSettingInt("AudioOutput", "Resolution", kUnset), 16);
 }
 
 TEST_F(FrameTest, AMissingFolderAnsweredNoKeepsTheSheetOnItsPageAndWritesNothing_YesWritesIt) {
@@ -133,25 +152,6 @@ TEST_F(FrameTest, TheSheetOpensAtTheStartPageOrTheFirst_ByCallOrByCommand) {
             EXPECT_EQ(frame->OpenOptions(c.startPage), IDCANCEL);
         EXPECT_EQ(shown, "Editor Options " + std::to_string(c.shown) + " " + c.focus);
     }
-}
-
-TEST_F(FrameTest, TheNoiseShapingBoxIsGreyedWhileDitherIsOff) {
-    When<COptionsSheet>("Options", [](COptionsSheet& sheet) {
-        EXPECT_TRUE(FieldOf(sheet, "dithering").live);
-        EXPECT_FALSE(FieldOf(sheet, "noiseShaping").enabled);
-        sheet.SetFormField("dithering", "1");
-        EXPECT_TRUE(FieldOf(sheet, "noiseShaping").enabled);
-        sheet.SetFormField("noiseShaping", "2");
-        sheet.SetFormField("dithering", "0");
-        EXPECT_FALSE(FieldOf(sheet, "noiseShaping").enabled);
-        // Positions a box does not have leave it as it was.
-        sheet.SetFormField("noiseShaping", "3");
-        sheet.SetFormField("resolution", "-1");
-        sheet.OnOK();
-    });
-    EXPECT_EQ(frame->OpenOptions(CAudioPage::kResourceId), IDOK);
-    EXPECT_EQ(GetSettingInt("AudioOutput", "NoiseShapingFilter", kUnset), 2);
-    EXPECT_EQ(GetSettingInt("AudioOutput", "Resolution", kUnset), 16);
 }
 
 } // namespace
