@@ -78,13 +78,11 @@ protected:
                 return static_cast<int32_t>(i);
         return -1;
     }
-    // Runs the view's loop (timers included) for `ms` milliseconds.
-    void Run(int ms) {
-        for (const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
-             std::chrono::steady_clock::now() < end;)
-            loop.PumpFor(5);
-    }
     intptr_t Command(uint32_t id) { return CWindow::SendMessage(view->GetSafeHandle(), WM_COMMAND, id); }
+    // Runs the view's loop (timers included) until `done` or for `ms` milliseconds.
+    void Run(int ms) {
+        PumpUntil([] { return false; }, ms);
+    }
     bool PumpUntil(const std::function<bool()>& done, int ms) {
         for (int waited = 0; waited < ms; waited += 10) {
             if (done())
