@@ -15,7 +15,6 @@
 #include "platform/FileDialog.h"
 #include "platform/MessageLoop.h"
 #include "platform/Messages.h"
-#include "platform/Settings.h"
 #include "platform/StringTable.h"
 #include "storage/FileFilterManager.h"
 #include "storage/FilteredOutput.h"
@@ -48,11 +47,7 @@
 #include <QTest>
 #include <QTimer>
 
-#include <gtest/gtest.h>
-
 #include <chrono>
-#include <fstream>
-#include <functional>
 #include <future>
 #include <memory>
 #include <thread>

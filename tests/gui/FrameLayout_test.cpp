@@ -170,10 +170,11 @@ TEST(FrameLayout, DefaultToolbarsOfferOnlyButtonsWithTextsAndTheStandardComesFir
     const std::vector<CFrameLayout::Button> buttons = DefaultButtons();
     for (const CToolbarModel& toolbar : toolbars)
         for (uint32_t id : toolbar.commands)
-            if (id != 0)
+            if (id != 0) {
                 EXPECT_TRUE(std::any_of(buttons.begin(), buttons.end(), [id](const CFrameLayout::Button& b) {
                     return b.id == id;
                 })) << id;
+            }
 }
 
 } // namespace

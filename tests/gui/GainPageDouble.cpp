@@ -4,7 +4,6 @@
 #include "platform/ComRegistry.h"
 
 #include <tidework/proppage.h>
-#include <tidework/transform.h>
 
 #include <QSlider>
 #include <QVBoxLayout>

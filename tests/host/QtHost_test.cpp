@@ -44,13 +44,12 @@ using Clock = std::chrono::steady_clock;
 
 // Runs Qt's events on this thread (the GUI thread) until `done` or `seconds` passed.
 bool Pump(const std::function<bool()>& done, double seconds = 10.0) {
-    const auto end = Clock::now() + std::chrono::milliseconds(static_cast<int64_t>(seconds * 1000));
-    while (!done()) {
+    for (const auto end = Clock::now() + std::chrono::duration<double>(seconds); !done();
+         std::this_thread::sleep_for(std::chrono::milliseconds(2)))
         if (Clock::now() > end)
             return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
+        else
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
     return true;
 }
 

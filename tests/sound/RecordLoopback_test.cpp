@@ -9,7 +9,6 @@
 #include "audio/RecordRequest.h"
 #include "audio/RecordThread.h"
 #include "platform/Event.h"
-#include "platform/Settings.h"
 
 namespace tw::test {
 namespace {

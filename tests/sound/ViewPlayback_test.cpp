@@ -8,7 +8,6 @@
 #include "platform/MessageLoop.h"
 #include "platform/Messages.h"
 #include "platform/Presentation.h"
-#include "platform/Settings.h"
 #include "storage/FileFilterManager.h"
 #include "storage/PeakTestSupport.h"
 #include "view/ChildView.h"

@@ -6,7 +6,6 @@
 #include "audio/AudioTestSupport.h"
 #include "audio/MMEDeviceMgr.h"
 #include "audio/WaveVolume.h"
-#include "platform/Settings.h"
 
 #include <gtest/gtest.h>
 
