@@ -15,6 +15,29 @@ bool OpusRate(uint32_t rate) {
     return rate == 8000 || rate == 12000 || rate == 16000 || rate == 24000 || rate == 48000;
 }
 
+// libsndfile's text without its "Error : " lead, as a sentence of its own.
+std::string LibraryText(const char* text) {
+    std::string result = text != nullptr ? text : "";
+    if (result.rfind("Error : ", 0) == 0)
+        result.erase(0, 8);
+    return result;
+}
+
+// Which part of the sample description a format refuses, when one alone is to blame; else empty.
+std::string Refusal(const FormatInfo& format, SF_INFO info) {
+    SF_INFO other = info;
+    other.channels = 2;
+    if (sf_format_check(&other))
+        return std::string(format.name) + " files cannot have " + std::to_string(info.channels) +
+               " channels.";
+    other = info;
+    other.samplerate = 48000;
+    if (sf_format_check(&other))
+        return std::string(format.name) + " files cannot have a sample rate of " +
+               std::to_string(info.samplerate) + " Hz.";
+    return {};
+}
+
 } // namespace
 
 CTarget::CTarget(const FormatInfo& format, const FormatHostSampleSpec& spec)
@@ -95,7 +118,7 @@ bool CTarget::Open(IFormatStatus** status) {
     info.channels = static_cast<int>(m_spec.channels);
     info.format = m_format.major | m_subtype;
     if (!sf_format_check(&info)) {
-        Report(status, FH_E_BAD_FORMAT);
+        Report(status, FH_E_BAD_FORMAT, Refusal(m_format, info));
         return false;
     }
     errno = 0;
@@ -105,7 +128,7 @@ bool CTarget::Open(IFormatStatus** status) {
         if (error == SF_ERR_SYSTEM && errno != 0)
             Report(status, FH_E_OPEN_FAILED, {}, errno);
         else
-            Report(status, FH_E_OPEN_FAILED, sf_strerror(nullptr));
+            Report(status, FH_E_OPEN_FAILED, LibraryText(sf_strerror(nullptr)));
         return false;
     }
     sf_command(m_file, SFC_SET_CLIPPING, nullptr, SF_TRUE);

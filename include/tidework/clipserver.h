@@ -27,8 +27,9 @@ constexpr IID IID_IAudioWriter = {
 
 // The engine's global services. Any thread.
 struct IAudioClipServer : IUnknown {
-    // 3: loads the audio file filters (a missing library is shown as a message; the result is S_OK
-    // all the same, and no file can then be opened or written).
+    // 3: loads the audio file filters (a missing library is shown as a message, which also stays as
+    // the thread's error information; the result is S_OK all the same, and no file can then be
+    // opened or written).
     virtual HRESULT InitServer() = 0;
     virtual HRESULT Cleanup() = 0; // 4: S_OK
     // 5: two 32-bit words: [0] 1 while any editor window's thread runs, else 0; [1] the number of
@@ -48,7 +49,8 @@ struct IAudioWriter : IUnknown {
                                  int32_t nFilterIndex) = 0;
     // 4: opens bstrFileName through the filter of its extension. Nothing happens, with S_OK, for an
     // extension no filter writes. varHWND holds the parent window (VT_I4/VT_UI4/VT_INT/VT_I8) or
-    // is empty. A failed open shows the reason; later Write calls then give S_FALSE.
+    // is empty. A failed open shows the reason, which also stays as the thread's error information
+    // (GetErrorInfo); later Write calls then give S_FALSE.
     virtual HRESULT CreateWAV(BSTR bstrFileName, const WAVEFORMATEX* pwfTarget, int32_t bConvertToPCM,
                               VARIANT varHWND) = 0;
     // 5: nSamplesToWrite frames (not bytes) from pData. S_OK written, S_FALSE not (no file open, or

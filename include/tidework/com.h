@@ -87,6 +87,20 @@ struct IClassFactory : IUnknown {
     virtual HRESULT LockServer(int32_t lock) = 0;                                     // slot 4
 };
 
+// {1CF2B120-547D-101B-8E65-08002B2BD119}
+constexpr GUID IID_IErrorInfo = {
+    0x1CF2B120, 0x547D, 0x101B, {0x8E, 0x65, 0x08, 0x00, 0x2B, 0x2B, 0xD1, 0x19}};
+
+// Why the last call of an object that supports error information failed, in the system's words.
+// A host takes it with GetErrorInfo right after the failed call, on the same thread.
+struct IErrorInfo : IUnknown {
+    virtual HRESULT GetGUID(GUID* guid) = 0;               // 3: the interface whose call failed
+    virtual HRESULT GetSource(BSTR* source) = 0;           // 4: the class that reported it
+    virtual HRESULT GetDescription(BSTR* description) = 0; // 5: the messages, as the user would read them
+    virtual HRESULT GetHelpFile(BSTR* helpFile) = 0;       // 6: empty
+    virtual HRESULT GetHelpContext(uint32_t* context) = 0; // 7: 0
+};
+
 // SAFEARRAY and VARIANT keep their Windows x64 layouts (32 and 24 bytes).
 struct SAFEARRAYBOUND {
     ULONG cElements;
@@ -180,5 +194,9 @@ TW_EXPORT HRESULT CLSIDFromString(const char16_t* text, CLSID* out);
 TW_EXPORT int32_t StringFromGUID2(const GUID& guid, char16_t* out, int32_t capacity);
 TW_EXPORT HRESULT CoCreateInstance(const CLSID& clsid, IUnknown* outer, uint32_t context, const IID& iid,
                                    void** out);
+// The calling thread's error information: Set replaces it (null clears); Get hands it over and
+// clears it, S_FALSE with null when there is none.
+TW_EXPORT HRESULT SetErrorInfo(uint32_t reserved, IErrorInfo* info);
+TW_EXPORT HRESULT GetErrorInfo(uint32_t reserved, IErrorInfo** info);
 
 constexpr uint32_t CLSCTX_INPROC_SERVER = 0x1;

@@ -1,6 +1,7 @@
 #include "clip/AudioClipServer.h"
 
 #include "clip/ClipServerHost.h"
+#include "platform/ErrorInfo.h"
 #include "platform/Messages.h"
 #include "platform/Presentation.h"
 #include "platform/StringTable.h"
@@ -80,9 +81,13 @@ HRESULT CAudioClipServer::InitServer() {
         host->StartDevices();
     const bool loaded = host != nullptr ? host->StartFileFilters() : StartFileFiltersAlone();
     // A host that goes on without the filters still has its clips' projects; the failure is the
-    // user's to see, not the host's to handle.
-    if (!loaded)
+    // user's to see, not the host's to handle. A host without a display reads it from the thread's
+    // error information.
+    if (!loaded) {
+        CErrorScope errors(IID_IAudioClipServer, "CAudioClipServer");
         ShowMessageBox(LoadString(kFilterManagerMissing), MB_ICONERROR);
+        errors.Publish();
+    }
     return S_OK;
 }
 

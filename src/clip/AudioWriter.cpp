@@ -3,6 +3,7 @@
 #include "clip/FilterSettingsDialog.h"
 #include "clip/ModalOnAnyThread.h"
 #include "core/MediaData.h"
+#include "platform/ErrorInfo.h"
 #include "platform/FileDialog.h"
 #include "platform/Paths.h"
 #include "platform/Presentation.h"
@@ -198,6 +199,10 @@ HRESULT CAudioWriter::CreateWAV(BSTR bstrFileName, const WAVEFORMATEX* pwfTarget
     if (pwfTarget == nullptr)
         return E_POINTER;
     std::lock_guard<std::mutex> lock(m_lock);
+    // The call answers S_OK also when the file cannot be made: a host without a display finds out
+    // why through the thread's error information.
+    CErrorScope errors(IID_IAudioWriter, "CAudioWriter");
+    SetErrorInfo(0, nullptr);
     CloseTarget();
     const std::string name = ToUtf8(bstrFileName);
     CFileFilterManager* manager = CFileFilterManager::Instance();
@@ -221,6 +226,7 @@ HRESULT CAudioWriter::CreateWAV(BSTR bstrFileName, const WAVEFORMATEX* pwfTarget
             ShowMessageBox(output->GetErrorMessage(), 0x30, window);
         else
             status->Release();
+        errors.Publish();
         return S_OK;
     }
     if (status)

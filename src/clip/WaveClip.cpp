@@ -7,6 +7,8 @@
 #include "clip/ClipReader.h"
 #include "core/EditedMedia.h"
 #include "core/LabelList.h"
+#include "platform/ErrorInfo.h"
+#include "platform/Paths.h"
 #include "platform/Presentation.h"
 #include "platform/StringTable.h"
 #include "platform/Utf.h"
@@ -109,8 +111,9 @@ uint32_t CWaveClip::Release() {
 }
 
 HRESULT CWaveClip::InterfaceSupportsErrorInfo(const IID& riid) {
-    for (const IID* iid : {&IID_IAbstractClip, &IID_IAudioReader, &IID_IVisualReader, &IID_ISerializable,
-                           &IID_ITrackSplitting, &IID_ITransitionScale, &IID_IIndexContainer}) {
+    for (const IID* iid :
+         {&IID_IAbstractClip, &IID_IAudioReader, &IID_IVisualReader, &IID_ISerializable, &IID_ITrackSplitting,
+          &IID_ITransitionScale, &IID_IIndexContainer, &IID_IClipConversion}) {
         if (riid == *iid)
             return S_OK;
     }
@@ -172,10 +175,12 @@ void CWaveClip::AdoptMedia(std::unique_ptr<CEditedMedia> media, const std::strin
 // --- opening ------------------------------------------------------------------------------------
 
 HRESULT CWaveClip::OpenFile(BSTR bstrFileName) {
+    CErrorScope errors(IID_IAbstractClip, "CWaveClip");
     if (bstrFileName == nullptr || bstrFileName[0] == 0)
-        return E_INVALIDARG;
-    const std::string path = ToUtf8(bstrFileName);
-    return IsProjectName(path) ? OpenProject(path) : OpenAudioFile(path);
+        return errors.Finish(E_INVALIDARG);
+    // The clip keeps its sources by full path: its serialised form then opens from any folder.
+    const std::string path = FullPath(ToUtf8(bstrFileName));
+    return errors.Finish(IsProjectName(path) ? OpenProject(path) : OpenAudioFile(path));
 }
 
 HRESULT CWaveClip::OpenAudioFile(const std::string& path) {

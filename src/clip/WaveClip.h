@@ -136,6 +136,11 @@ private:
     void AdoptMedia(std::unique_ptr<CEditedMedia> media, const std::string& name);
     HRESULT OpenAudioFile(const std::string& path);
     HRESULT OpenProject(const std::string& path);
+    // The work of CreateFromSerialization and ConvertToFile; the callers collect their messages for
+    // the host.
+    HRESULT Restore(SAFEARRAY* data);
+    HRESULT ConvertTo(BSTR fileName, WAVEFORMATEX* target, int32_t halfWidth, int32_t downMixMode,
+                      int64_t* framesWritten);
     // The reader behind a handle, or null for a handle this clip did not give out. The reader lives
     // on while a call holds it, even when another thread closes the handle meanwhile.
     std::shared_ptr<CClipReader> FindReader(uint64_t handle);

@@ -9,6 +9,7 @@
 #include "clip/LoopedCopy.h"
 #include "core/EditedMedia.h"
 #include "dsp/ConvertFormat.h"
+#include "platform/ErrorInfo.h"
 #include "platform/File.h"
 #include "platform/Paths.h"
 #include "platform/Settings.h"
@@ -74,6 +75,12 @@ HRESULT FailureOf(int32_t result) {
 
 HRESULT CWaveClip::ConvertToFile(BSTR bstrFileName, WAVEFORMATEX* pwfTarget, int32_t nHalfWidth,
                                  int32_t nDownMixMode, int64_t* pnFramesWritten) {
+    CErrorScope errors(IID_IClipConversion, "CWaveClip");
+    return errors.Finish(ConvertTo(bstrFileName, pwfTarget, nHalfWidth, nDownMixMode, pnFramesWritten));
+}
+
+HRESULT CWaveClip::ConvertTo(BSTR bstrFileName, WAVEFORMATEX* pwfTarget, int32_t nHalfWidth,
+                             int32_t nDownMixMode, int64_t* pnFramesWritten) {
     if (pwfTarget == nullptr)
         return E_POINTER;
     if (pnFramesWritten != nullptr)

@@ -11,6 +11,7 @@
 #include "clip/ContainerCopy.h"
 #include "core/EditedMedia.h"
 #include "dsp/TempoEstimate.h"
+#include "platform/ErrorInfo.h"
 #include "platform/Presentation.h"
 #include "platform/StringTable.h"
 #include "storage/MemFileIO.h"
@@ -68,6 +69,11 @@ HRESULT CWaveClip::SerializeTrackClip(int32_t niTrack, SAFEARRAY** ppsaData) {
 }
 
 HRESULT CWaveClip::CreateFromSerialization(SAFEARRAY* psaData) {
+    CErrorScope errors(IID_ISerializable, "CWaveClip");
+    return errors.Finish(Restore(psaData));
+}
+
+HRESULT CWaveClip::Restore(SAFEARRAY* psaData) {
     CArrayAccess data(psaData, 1);
     if (!data.Valid())
         return E_INVALIDARG;

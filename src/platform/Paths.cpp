@@ -3,6 +3,7 @@
 
 #include <cstdlib>
 #include <dlfcn.h>
+#include <filesystem>
 #include <fstream>
 #include <pwd.h>
 #include <sys/stat.h>
@@ -149,6 +150,18 @@ std::string ExtensionOf(const std::string& path) {
     const std::string name = FileNameOf(path);
     const size_t dot = name.rfind('.');
     return dot == std::string::npos ? std::string() : name.substr(dot + 1);
+}
+
+std::string FullPath(const std::string& path) {
+    namespace fs = std::filesystem;
+    if (path.empty())
+        return path;
+    std::error_code error;
+    const fs::path absolute = fs::absolute(fs::path(path), error);
+    if (error)
+        return path;
+    const fs::path canonical = fs::weakly_canonical(absolute, error);
+    return (error ? absolute.lexically_normal() : canonical).string();
 }
 
 } // namespace tw

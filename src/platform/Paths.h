@@ -22,5 +22,8 @@ bool HasDisplay();              // a display server the GUI could use
 std::string FileNameOf(const std::string& path);  // after the last '/'
 std::string FolderOf(const std::string& path);    // up to and with the last '/'
 std::string ExtensionOf(const std::string& path); // after the last '.' of the file name, or ""
+// `path` from the root, without "." or ".." steps and with links resolved as far as the path exists,
+// so that it leads to the same file from any working folder. Empty stays empty.
+std::string FullPath(const std::string& path);
 
 } // namespace tw

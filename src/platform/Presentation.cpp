@@ -1,5 +1,6 @@
 #include "platform/Presentation.h"
 
+#include "platform/ErrorInfo.h"
 #include "platform/ModalDialog.h"
 #include "platform/StringTable.h"
 #include "platform/Window.h"
@@ -119,6 +120,8 @@ int ShowMessageBox(const std::string& text, uint32_t style, WindowHandle owner) 
 }
 
 int ShowMessageBox(const std::string& text, uint32_t style, WindowHandle owner, const std::string& caption) {
+    // A windowless caller's host learns of it through the call's error information.
+    NoteShownMessage(text);
     IPresentation& presentation = Presentation();
     CMessageLoop* loop = CMessageLoop::Current();
     if (loop == nullptr || presentation.AnswersAtOnce())

@@ -2,6 +2,7 @@
 
 #include "core/LabelList.h"
 #include "platform/ComQuery.h"
+#include "platform/ErrorInfo.h"
 #include "platform/Utf.h"
 #include "storage/AudioStatus.h"
 #include "storage/FileFilterManager.h"
@@ -49,6 +50,8 @@ bool CFilteredInput::OpenFile(const std::string& path, bool deleteOnClose) {
     IFormatStatus* status = nullptr;
     bool ok = m_host->OpenFile(wide.c_str(), FH_OPEN_FILE, -1, &source, &status);
     if (!ok) {
+        // Nothing is shown here; a windowless caller still learns why the file did not open.
+        NoteFailureDetail(AudioStatusMessage(status));
         if (source)
             source->Release();
         if (status)
@@ -73,6 +76,8 @@ bool CFilteredInput::OpenFile(const std::string& path, bool deleteOnClose) {
     }
     IFormatStatus* openStatus = nullptr;
     bool opened = m_setup->Open(0, &openStatus);
+    if (!opened)
+        NoteFailureDetail(AudioStatusMessage(openStatus));
     if (openStatus)
         openStatus->Release();
     uint32_t rate = 0, bits = 0, channels = 0;

@@ -425,7 +425,8 @@ bool CPCMAudio::SaveReference(CArchive& archive) {
         return true;
     }
     archive.WriteU8(kKindFile);
-    archive.WriteString(m_fileName);
+    // The reference must lead to the file from whatever folder the container is read in.
+    archive.WriteString(FullPath(m_fileName));
     return true;
 }
 
