@@ -158,11 +158,15 @@ HRESULT CAudioWriter::DoSaveDialog(const WAVEFORMATEX* pTargetFormat, int32_t bC
     CFileDialog dialog(false, ".wav", filter);
     dialog.SetOverwritePrompt(true);
     dialog.SetShowReadOnly(false);
-    if (nFilterIndex == -1) {
+    // The dialog opens on a type the writer can write: -1, the editor's project entry or an index
+    // beyond the list all offer WAV.
+    const int64_t asked = static_cast<int64_t>(nFilterIndex) + 1;
+    if (nFilterIndex == -1 || asked > INT32_MAX ||
+        manager->PluginOfSavePosition(static_cast<int>(asked)) < 0) {
         const int plugin = manager->FindFilter("wav", false);
         dialog.SetFilterIndex(plugin >= 0 ? SavePositionOf(*manager, plugin) : 1);
     } else {
-        dialog.SetFilterIndex(nFilterIndex + 1);
+        dialog.SetFilterIndex(static_cast<int>(asked));
     }
     m_frameSize = FrameSizeFor(*pTargetFormat, bConvertToPCM);
 

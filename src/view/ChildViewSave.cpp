@@ -4,6 +4,7 @@
 
 #include "dsp/ConvertFormat.h"
 #include "platform/File.h"
+#include "platform/FileDialog.h"
 #include "platform/Messages.h"
 #include "platform/Paths.h"
 #include "platform/ProgressDialog.h"
@@ -80,6 +81,20 @@ int DefaultSaveFilter() {
         start = end + 1;
     }
     return 1;
+}
+
+// The type a save dialog offers first: the one used last, unless the list no longer has it or,
+// for a copy of the selection (`projectWritable` false), it is the project entry, which has no
+// audio writer; then WAV.
+int OfferedSaveFilter(bool projectWritable) {
+    const int last = GetSettingInt("General", "LastSaveFilter", DefaultSaveFilter());
+    CFileFilterManager* manager = CFileFilterManager::Instance();
+    if (manager == nullptr)
+        return last;
+    const int entries = static_cast<int>(CFileDialog::ParseFilter(manager->GetSaveFilter()).size());
+    if (last < 1 || last > entries)
+        return DefaultSaveFilter();
+    return projectWritable || manager->PluginOfSavePosition(last) >= 0 ? last : DefaultSaveFilter();
 }
 
 // Why a filter could not open `path`: the filter's own text, or the sharing message when another
@@ -274,7 +289,7 @@ bool CChildView::SaveAs() {
     dialog.SetInfo(m_fileInfo);
     dialog.SetShowReadOnly(false);
     dialog.SetOverwritePrompt(true);
-    dialog.SelectType(GetSettingInt("General", "LastSaveFilter", DefaultSaveFilter()));
+    dialog.SelectType(OfferedSaveFilter(true));
     dialog.SetInitialFolder(StartDirectory());
     if (dialog.DoModal(GetSafeHandle()) != IDOK)
         return false;
@@ -406,7 +421,7 @@ void CChildView::OnCopyToFile() {
     dialog.SetInfo(m_fileInfo);
     dialog.SetShowReadOnly(false);
     dialog.SetOverwritePrompt(true);
-    dialog.SelectType(GetSettingInt("General", "LastSaveFilter", DefaultSaveFilter()));
+    dialog.SelectType(OfferedSaveFilter(false));
     dialog.SetInitialFolder(StartDirectory());
     if (dialog.DoModal(GetSafeHandle()) != IDOK)
         return;

@@ -58,6 +58,31 @@ std::vector<std::pair<std::string, std::string>> SaveTypes() {
     return types;
 }
 
+// The box's index to offer first: `stored`, unless no audio writer stands behind it (the editor's
+// project entry leads the list, an index the list no longer has); then WAV, else the first that
+// writes.
+int32_t OfferedFormat(int32_t stored) {
+    CFileFilterManager* manager = CFileFilterManager::Instance();
+    const auto types = SaveTypes();
+    if (manager == nullptr || types.empty())
+        return stored;
+    const auto writes = [&](size_t index) {
+        return manager->PluginOfSavePosition(static_cast<int>(index) + 1) >= 0;
+    };
+    if (stored >= 0 && static_cast<size_t>(stored) < types.size() && writes(static_cast<size_t>(stored)))
+        return stored;
+    int32_t first = -1;
+    for (size_t i = 0; i < types.size(); ++i) {
+        if (!writes(i))
+            continue;
+        if (AsciiLower(types[i].second) == "wav")
+            return static_cast<int32_t>(i);
+        if (first < 0)
+            first = static_cast<int32_t>(i);
+    }
+    return first >= 0 ? first : stored;
+}
+
 bool IsFileName(const std::string& name) {
     return !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos &&
            name.find('\0') == std::string::npos;
@@ -99,7 +124,7 @@ void CSaveTracksDlg::OnInitDialog() {
     m_formats.clear();
     for (const auto& type : SaveTypes())
         m_formats.push_back(type.first);
-    SelectFormat(m_formatIndex);
+    SelectFormat(OfferedFormat(m_formatIndex));
 }
 
 void CSaveTracksDlg::SelectFormat(int32_t index) {
