@@ -22,7 +22,7 @@ std::string ReadText(const std::string& path) {
 }
 
 ToolRun RunTool(const std::vector<std::string>& args, const std::string& tool, const std::string& input,
-                int termAfterMs) {
+                int termAfterMs, const std::string& workingFolder) {
     const std::string folder = NewFolder("tideclip-run");
     const std::string inPath = folder + "/in", outPath = folder + "/out", errPath = folder + "/err";
     std::ofstream(inPath, std::ios::binary) << input;
@@ -30,6 +30,8 @@ ToolRun RunTool(const std::vector<std::string>& args, const std::string& tool, c
     if (child == 0) {
         if (!freopen(inPath.c_str(), "r", stdin) || !freopen(outPath.c_str(), "w", stdout) ||
             !freopen(errPath.c_str(), "w", stderr))
+            _exit(127);
+        if (!workingFolder.empty() && chdir(workingFolder.c_str()) != 0)
             _exit(127);
         std::vector<char*> argv{const_cast<char*>(tool.c_str())};
         for (const std::string& a : args)

@@ -18,9 +18,9 @@ struct ToolRun {
 };
 
 // Runs `tool` (ToolPath() by default) with `args`, `input` on its standard input (which then ends),
-// and a SIGTERM after `termAfterMs` when that is not negative.
+// and a SIGTERM after `termAfterMs` when that is not negative; in `workingFolder` when one is given.
 ToolRun RunTool(const std::vector<std::string>& args, const std::string& tool = ToolPath(),
-                const std::string& input = {}, int termAfterMs = -1);
+                const std::string& input = {}, int termAfterMs = -1, const std::string& workingFolder = {});
 
 std::string ReadText(const std::string& path);
 uint32_t Le32(const std::string& bytes, size_t at);

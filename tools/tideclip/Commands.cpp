@@ -6,6 +6,7 @@
 #include <tidework/metadata.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
@@ -34,6 +35,11 @@ std::string Lower(std::string text) {
 
 bool EndsWith(const std::string& text, const std::string& end) {
     return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
+// The system's words for the last failed file operation.
+std::string SystemWords() {
+    return std::strerror(errno);
 }
 
 bool ReadFile(const std::string& path, std::vector<uint8_t>& bytes) {
@@ -95,10 +101,29 @@ Commands::Commands(const Engine& engine) : m_engine(engine) {
     m_server.Reset(static_cast<IAudioClipServer*>(
         m_engine.Create(CLSID_CAudioClipServer, IID_IAudioClipServer, result)));
     if (!m_server) {
-        Fail("the clip server cannot be created (" + Hex(result) + ")");
+        Fail("the clip server cannot be created: " + Reason(result));
         return;
     }
     m_server->InitServer();
+    // The server starts without its format library, and says why: every audio file will fail.
+    const std::string warning = m_engine.TakeErrorDescription();
+    if (!warning.empty())
+        Fail(warning);
+}
+
+int Commands::Missing(const char* part) const {
+    Fail(std::string("this engine's clips have no ") + part + " interface");
+    return kExitFailed;
+}
+
+std::string Commands::Reason(HRESULT result) const {
+    const std::string description = m_engine.TakeErrorDescription();
+    return description.empty() ? Words(result) : description;
+}
+
+std::string Commands::Reason(const std::string& fallback) const {
+    const std::string description = m_engine.TakeErrorDescription();
+    return description.empty() ? fallback : description;
 }
 
 Commands::~Commands() {
@@ -129,12 +154,18 @@ Ref<IUnknown> Commands::Restore(const std::vector<uint8_t>& bytes, HRESULT& resu
 Ref<IUnknown> Commands::OpenClip(const std::string& input, int& status) {
     HRESULT result = S_OK;
     Ref<IUnknown> clip;
+    std::string reason;
     if (!EndsWith(Lower(input), ".vtf") && StartsAsContainer(input)) {
         std::vector<uint8_t> bytes;
-        if (ReadFile(input, bytes))
+        if (!ReadFile(input, bytes)) {
+            reason = SystemWords();
+        } else {
             clip = Restore(bytes, result);
-        else
-            result = E_FAIL;
+            if (!clip)
+                reason = FAILED(result) && result != E_FAIL
+                             ? Reason(result)
+                             : Reason(std::string("it is no serialised clip, or its data is damaged"));
+        }
     } else {
         clip.Reset(static_cast<IUnknown*>(m_engine.Create(CLSID_CWaveClip, IID_IUnknown, result)));
         auto abstract = QueryAs<IAbstractClip>(clip.Get(), IID_IAbstractClip);
@@ -143,30 +174,33 @@ Ref<IUnknown> Commands::OpenClip(const std::string& input, int& status) {
             result = abstract->OpenFile(name);
             m_engine.FreeString(name);
         }
-        if (!abstract || FAILED(result))
+        if (!abstract || FAILED(result)) {
             clip.Reset();
+            reason = Reason(result);
+        }
     }
     if (!clip) {
-        Fail("cannot read " + input + " (" + Hex(result) + ")");
+        Fail("cannot read " + input + ": " + reason);
         status = kExitCannotRead;
     }
     return clip;
 }
 
-void Commands::WaitForPeaks(IUnknown* clip) {
+int16_t Commands::WaitForPeaks(IUnknown* clip) {
     auto visual = QueryAs<IVisualReader>(clip, IID_IVisualReader);
     const auto until = std::chrono::steady_clock::now() + std::chrono::minutes(1);
     int16_t progress = 0;
     while (visual && SUCCEEDED(visual->GetProgress(&progress)) && progress < 100 &&
            std::chrono::steady_clock::now() < until)
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    return visual ? progress : int16_t(100);
 }
 
 int Commands::RenderTo(IUnknown* clip, const std::string& output, const Options& options) {
     auto abstract = QueryAs<IAbstractClip>(clip, IID_IAbstractClip);
     auto reader = QueryAs<IAudioReader>(clip, IID_IAudioReader);
     if (!abstract || !reader)
-        return kExitFailed;
+        return Missing("reader");
     HRESULT result = abstract->SetRenderFormat(options.Rate(), options.Channels());
     if (SUCCEEDED(result) && options.Length())
         result = abstract->SetLoopedLength(*options.Length());
@@ -174,14 +208,14 @@ int Commands::RenderTo(IUnknown* clip, const std::string& output, const Options&
     if (SUCCEEDED(result))
         result = abstract->GetLoopedLength(&total);
     if (FAILED(result)) {
-        Fail("the clip refuses the render format (" + Hex(result) + ")");
+        Fail("the clip refuses the render format: " + Reason(result));
         return ExitFor(result);
     }
 
     Ref<IAudioWriter> writer(
         static_cast<IAudioWriter*>(m_engine.Create(CLSID_CAudioWriter, IID_IAudioWriter, result)));
     if (!writer) {
-        Fail("the audio writer cannot be created (" + Hex(result) + ")");
+        Fail("the audio writer cannot be created: " + Reason(result));
         return kExitFailed;
     }
     const WAVEFORMATEX format = Pcm(options.Channels(), options.Rate(), options.Bits());
@@ -190,9 +224,17 @@ int Commands::RenderTo(IUnknown* clip, const std::string& output, const Options&
     BSTR name = m_engine.AllocString(output);
     result = writer->CreateWAV(name, &format, 1, noWindow);
     m_engine.FreeString(name);
-    // A writer without a file takes nothing, not even no frames.
+    // A writer without a file takes nothing, not even no frames. The writer says why it has none,
+    // except for an extension that no format writes: it passes over those in silence.
     if (FAILED(result) || writer->Write(reinterpret_cast<const uint8_t*>(&format), 0) != S_OK) {
-        Fail("cannot write " + output + ": no format for its extension, or the file cannot be made");
+        const size_t dot = output.rfind('.');
+        const std::string extension = dot == std::string::npos ? std::string() : Lower(output.substr(dot));
+        std::string why = "no audio format is written to \"" + extension + "\" files";
+        if (extension.empty())
+            why = "the name has no extension to choose a format by";
+        else if (extension == ".vtf")
+            why = "a project (.vtf) is saved by the editor, render writes audio files";
+        Fail("cannot write " + output + ": " + Reason(why + " (tideclip filters lists the formats)"));
         return kExitCannotWrite;
     }
     for (const Mark& mark : options.Marks()) {
@@ -206,7 +248,7 @@ int Commands::RenderTo(IUnknown* clip, const std::string& output, const Options&
     uint64_t handle = 0;
     result = reader->Open(&handle);
     if (FAILED(result)) {
-        Fail("the clip cannot be read (" + Hex(result) + ")");
+        Fail("the clip cannot be read: " + Reason(result));
         return ExitFor(result);
     }
     int status = kExitOk;
@@ -215,12 +257,13 @@ int Commands::RenderTo(IUnknown* clip, const std::string& output, const Options&
         SAFEARRAY* block = m_engine.CreateArray(VT_R4, static_cast<uint32_t>(frames * options.Channels()));
         result = block != nullptr ? reader->Read(handle, &block) : E_OUTOFMEMORY;
         if (FAILED(result)) {
-            Fail("reading the clip failed at frame " + std::to_string(done) + " (" + Hex(result) + ")");
+            Fail("reading the clip failed at frame " + std::to_string(done) + ": " + Reason(result));
             status = ExitFor(result);
         } else {
             const auto* samples = static_cast<const uint8_t*>(m_engine.Access(block));
             if (samples == nullptr || writer->Write(samples, static_cast<int32_t>(frames)) != S_OK) {
-                Fail("writing " + output + " failed at frame " + std::to_string(done));
+                Fail("writing " + output + " failed at frame " + std::to_string(done) + ": " +
+                     Reason(std::string("the format library refused the samples")));
                 status = kExitCannotWrite;
             }
             if (samples != nullptr)
@@ -243,15 +286,22 @@ int Commands::Filters() {
     Ref<IAudioWriter> writer(
         static_cast<IAudioWriter*>(m_engine.Create(CLSID_CAudioWriter, IID_IAudioWriter, result)));
     if (!writer) {
-        Fail("the audio writer cannot be created (" + Hex(result) + ")");
+        Fail("the audio writer cannot be created: " + Reason(result));
         return kExitFailed;
     }
     int32_t count = 0;
     writer->GetFileFilterCount(&count);
     for (int32_t i = 0; i < count; ++i) {
         BSTR name = nullptr;
-        if (SUCCEEDED(writer->GetFileFilterText(i, &name)))
-            Print(std::to_string(i) + ": " + m_engine.TakeString(name));
+        if (FAILED(writer->GetFileFilterText(i, &name)))
+            continue;
+        // The writer's list begins with the editor's own project format, which the clip engine
+        // does not write: its number stays, so that a host's dialog index means the same entry.
+        const std::string text = m_engine.TakeString(name);
+        Print(std::to_string(i) + ": " + text +
+              (Lower(text).find("*.vtf") != std::string::npos
+                   ? "  [project: saved by the editor, not by render]"
+                   : ""));
     }
     return kExitOk;
 }
@@ -263,7 +313,8 @@ int Commands::Info(const std::string& input, const Options& options) {
         return status;
     auto abstract = QueryAs<IAbstractClip>(clip.Get(), IID_IAbstractClip);
     auto indexes = QueryAs<IIndexContainer>(clip.Get(), IID_IIndexContainer);
-    auto visual = QueryAs<IVisualReader>(clip.Get(), IID_IVisualReader);
+    if (!abstract)
+        return Missing("clip");
     abstract->SetRenderFormat(options.Rate(), options.Channels());
     BSTR name = nullptr;
     abstract->GetName(&name);
@@ -272,9 +323,9 @@ int Commands::Info(const std::string& input, const Options& options) {
     int64_t length = 0, looped = 0;
     abstract->GetOriginalLength(&length);
     abstract->GetLoopedLength(&looped);
-    int16_t progress = 0;
-    if (visual)
-        visual->GetProgress(&progress);
+    // A file opened for the first time has its peaks built in the background: a percentage taken at
+    // once would only tell that the scan has just begun.
+    const int16_t progress = WaitForPeaks(clip.Get());
     int32_t count = 0;
     if (indexes)
         indexes->GetIndexCount(&count);
@@ -282,7 +333,8 @@ int Commands::Info(const std::string& input, const Options& options) {
     Print("source channels: " + std::to_string(channels));
     Print("length: " + std::to_string(length) + " frames at " + std::to_string(options.Rate()) + " Hz");
     Print("looped length: " + std::to_string(looped) + " frames");
-    Print("peaks: " + std::to_string(progress) + "%");
+    Print(progress >= 100 ? std::string("peaks: ready")
+                          : "peaks: still being built (" + std::to_string(progress) + "% done)");
     Print("indexes: " + std::to_string(count));
     return kExitOk;
 }
@@ -301,7 +353,7 @@ int Commands::Curve(const std::string& input, const Options& options) {
     auto abstract = QueryAs<IAbstractClip>(clip.Get(), IID_IAbstractClip);
     auto visual = QueryAs<IVisualReader>(clip.Get(), IID_IVisualReader);
     if (!visual)
-        return kExitFailed;
+        return Missing("curve");
     abstract->SetRenderFormat(options.Rate(), options.Channels());
     WaitForPeaks(clip.Get());
     int64_t length = 0;
@@ -311,8 +363,8 @@ int Commands::Curve(const std::string& input, const Options& options) {
     SAFEARRAY* curve = nullptr;
     const HRESULT result = visual->GetCurve(begin, end, options.Width(), &curve);
     if (FAILED(result)) {
-        Fail("no curve for frames " + std::to_string(begin) + " to " + std::to_string(end) + " (" +
-             Hex(result) + ")");
+        Fail("no curve for frames " + std::to_string(begin) + " to " + std::to_string(end) + ": " +
+             Reason(result));
         return ExitFor(result);
     }
     const std::vector<uint8_t> bytes = m_engine.ArrayBytes(curve);
@@ -345,21 +397,23 @@ int Commands::Tracks(const std::string& input, const Options& options) {
         return status;
     auto tracks = QueryAs<ITrackSplitting>(clip.Get(), IID_ITrackSplitting);
     if (!tracks)
-        return kExitFailed;
+        return Missing("track");
     WaitForPeaks(clip.Get());
     HRESULT result = tracks->DetectTracks(options.Threshold(), options.MinTrack(), options.MinPause());
     int32_t count = 0;
     if (SUCCEEDED(result))
         result = tracks->GetTrackCount(&count);
     if (FAILED(result)) {
-        Fail("track detection failed (" + Hex(result) + ")");
+        Fail("track detection failed: " + Reason(result));
         return ExitFor(result);
     }
     for (int32_t i = 0; i < count && status == kExitOk; ++i) {
         int32_t begin = 0, end = 0;
         result = tracks->GetTrackSection(i, &begin, &end);
-        if (FAILED(result))
+        if (FAILED(result)) {
+            Fail("track " + std::to_string(i + 1) + " has no section: " + Reason(result));
             return ExitFor(result);
+        }
         Print("track " + std::to_string(i + 1) + ": " + std::to_string(begin) + " " + std::to_string(end));
         if (options.WritePrefix().empty())
             continue;
@@ -369,7 +423,7 @@ int Commands::Tracks(const std::string& input, const Options& options) {
         m_engine.DestroyArray(data);
         Ref<IUnknown> track = SUCCEEDED(result) ? Restore(bytes, result) : Ref<IUnknown>();
         if (!track) {
-            Fail("track " + std::to_string(i + 1) + " cannot be cut out (" + Hex(result) + ")");
+            Fail("track " + std::to_string(i + 1) + " cannot be cut out: " + Reason(result));
             return ExitFor(result);
         }
         char number[16];
@@ -387,7 +441,7 @@ int Commands::Indexes(const std::string& input) {
         return status;
     auto indexes = QueryAs<IIndexContainer>(clip.Get(), IID_IIndexContainer);
     if (!indexes)
-        return kExitFailed;
+        return Missing("index");
     int32_t count = 0;
     indexes->GetIndexCount(&count);
     for (int32_t i = 0; i < count; ++i) {
@@ -395,8 +449,10 @@ int Commands::Indexes(const std::string& input) {
         int16_t type = 0;
         BSTR title = nullptr, artist = nullptr;
         const HRESULT result = indexes->GetIndex(i, &position, &type, &title, &artist);
-        if (FAILED(result))
+        if (FAILED(result)) {
+            Fail("index " + std::to_string(i + 1) + " cannot be read: " + Reason(result));
             return ExitFor(result);
+        }
         Print("index " + std::to_string(i + 1) + ": " + std::to_string(position) + " type " +
               std::to_string(type) + " title \"" + m_engine.TakeString(title) + "\" artist \"" +
               m_engine.TakeString(artist) + "\"");
@@ -410,14 +466,17 @@ int Commands::Tags(const std::string& input) {
     Ref<IAudioMetaData> tags(
         static_cast<IAudioMetaData*>(m_engine.Create(CLSID_CAudioMetaData, IID_IAudioMetaData, result)));
     if (!tags) {
-        Fail("tags cannot be read: the metadata object is not available (" + Hex(result) + ")");
+        Fail("tags cannot be read: the metadata object is not available: " + Reason(result));
         return kExitFailed;
     }
     BSTR path = m_engine.AllocString(input);
     result = tags->Read(path);
     m_engine.FreeString(path);
     if (FAILED(result)) {
-        Fail("cannot read the tags of " + input + " (" + Hex(result) + ")");
+        // The metadata object gives no reason of its own; a file that cannot even be opened has one.
+        std::ifstream probe(input, std::ios::binary);
+        Fail("cannot read the tags of " + input + ": " +
+             (probe ? "the tag library cannot read its format (" + Hex(result) + ")" : SystemWords()));
         return kExitCannotRead;
     }
     static const char* const names[] = {"Format",          "Mime type", "Title",   "Creator",
@@ -447,18 +506,18 @@ int Commands::Serialize(const std::string& input, const std::string& output) {
         return status;
     auto serializable = QueryAs<ISerializable>(clip.Get(), IID_ISerializable);
     if (!serializable)
-        return kExitFailed;
+        return Missing("serialisation");
     WaitForPeaks(clip.Get());
     SAFEARRAY* data = nullptr;
     const HRESULT result = serializable->Serialize(&data);
     if (FAILED(result)) {
-        Fail("the clip cannot be serialised (" + Hex(result) + ")");
+        Fail("the clip cannot be serialised: " + Reason(result));
         return ExitFor(result);
     }
     const std::vector<uint8_t> bytes = m_engine.ArrayBytes(data);
     m_engine.DestroyArray(data);
     if (!WriteFile(output, bytes)) {
-        Fail("cannot write " + output);
+        Fail("cannot write " + output + ": " + SystemWords());
         return kExitCannotWrite;
     }
     Print("wrote " + output + ": " + std::to_string(bytes.size()) + " bytes");
@@ -517,10 +576,12 @@ int Commands::Convert(const std::string& input, const std::string& output, const
         Fail("cannot write " + output + ": no format for its extension");
         return kExitCannotWrite;
     case CONVERT_E_CANNOTCREATE:
-        Fail("cannot write " + output + ": the file cannot be made in its folder");
+        Fail("cannot write " + output +
+             ", the file cannot be made: " + Reason(std::string("its folder does not take it")));
         return kExitCannotWrite;
     case CONVERT_E_WRITEFAILED:
-        Fail("writing " + output + " failed; nothing was kept");
+        Fail("writing " + output +
+             " failed, nothing was kept: " + Reason(std::string("the format library refused the samples")));
         return kExitCannotWrite;
     case CONVERT_E_NOMAPPER:
         Fail("the channel layout cannot be converted: " + std::to_string(sourceChannels) + " channels to " +
@@ -530,7 +591,7 @@ int Commands::Convert(const std::string& input, const std::string& output, const
         Fail(input + " has no audio that can be converted");
         return kExitCannotRead;
     default:
-        Fail("the conversion failed (" + Hex(result) + ")");
+        Fail("the conversion failed: " + Reason(result));
         return ExitFor(result);
     }
 }
@@ -538,8 +599,10 @@ int Commands::Convert(const std::string& input, const std::string& output, const
 int Commands::Status() {
     int32_t words[2] = {0, 0};
     const HRESULT result = m_server->QueryTKStatusByTrackloomRM(words);
-    if (FAILED(result))
+    if (FAILED(result)) {
+        Fail("the editors' status cannot be read: " + Reason(result));
         return ExitFor(result);
+    }
     Print("editors running: " + std::to_string(words[0]) + ", listed: " + std::to_string(words[1]));
     return kExitOk;
 }

@@ -37,8 +37,14 @@ private:
     int RenderTo(IUnknown* clip, const std::string& output, const Options& options);
     // A clip restored from serialised bytes.
     Ref<IUnknown> Restore(const std::vector<uint8_t>& bytes, HRESULT& result);
-    // Waits for the background peak scan (at most a minute).
-    void WaitForPeaks(IUnknown* clip);
+    // Waits for the background peak scan (at most a minute); the progress then, 100 when done.
+    int16_t WaitForPeaks(IUnknown* clip);
+    // Why the last call failed: the engine's error information, else the result code in words (or
+    // `fallback`, for calls whose code says nothing).
+    std::string Reason(HRESULT result) const;
+    std::string Reason(const std::string& fallback) const;
+    // Tells that a clip lacks an interface a command needs; the exit status for it.
+    int Missing(const char* part) const;
 
     const Engine& m_engine;
     Ref<IAudioClipServer> m_server;

@@ -1,5 +1,7 @@
 #include "Engine.h"
 
+#include "TideworkLibrary.h"
+
 #include <tidework/utf16.h>
 
 #include <cstdio>
@@ -9,19 +11,6 @@
 
 namespace tideclip {
 
-namespace {
-
-std::string OwnFolder() {
-    char buffer[4096];
-    const ssize_t length = readlink("/proc/self/exe", buffer, sizeof buffer - 1);
-    if (length <= 0)
-        return "./";
-    const std::string path(buffer, static_cast<size_t>(length));
-    return path.substr(0, path.rfind('/') + 1);
-}
-
-} // namespace
-
 int ExitFor(HRESULT result) {
     if (SUCCEEDED(result))
         return kExitOk;
@@ -30,10 +19,36 @@ int ExitFor(HRESULT result) {
     return kExitFailed;
 }
 
+std::string Words(HRESULT result) {
+    const char* words;
+    switch (result) {
+    case E_INVALIDARG:
+        words = "an argument is out of range";
+        break;
+    case DISP_E_BADINDEX:
+        words = "no such index";
+        break;
+    case E_OUTOFMEMORY:
+        words = "out of memory";
+        break;
+    case E_NOTIMPL:
+        words = "not implemented by this engine";
+        break;
+    case E_POINTER:
+    case E_UNEXPECTED:
+        words = "the engine was called wrongly";
+        break;
+    default:
+        words = "the engine reported a failure";
+        break;
+    }
+    return std::string(words) + " (" + Hex(result) + ")";
+}
+
 std::string Hex(HRESULT result) {
-    char text[16];
-    std::snprintf(text, sizeof text, "0x%08X", static_cast<uint32_t>(result));
-    return text;
+    char code[16];
+    std::snprintf(code, sizeof code, "0x%08X", static_cast<uint32_t>(result));
+    return code;
 }
 
 template <class T> bool Engine::Resolve(const char* name, T& out) {
@@ -44,13 +59,9 @@ template <class T> bool Engine::Resolve(const char* name, T& out) {
 }
 
 Engine::Engine() {
-    const std::string path = OwnFolder() + "libtidework.so";
-    m_library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (m_library == nullptr) {
-        const char* reason = dlerror();
-        m_error = "cannot load " + path + ": " + (reason != nullptr ? reason : "unknown reason");
+    m_library = tools::OpenTideworkLibrary(m_error);
+    if (m_library == nullptr)
         return;
-    }
     bool ok = Resolve("CoCreateInstance", m_coCreateInstance);
     ok = Resolve("SysAllocString", m_sysAllocString) && ok;
     ok = Resolve("SysFreeString", m_sysFreeString) && ok;
@@ -61,6 +72,7 @@ Engine::Engine() {
     ok = Resolve("SafeArrayUnaccessData", m_safeArrayUnaccessData) && ok;
     ok = Resolve("VariantInit", m_variantInit) && ok;
     ok = Resolve("DllCanUnloadNow", m_dllCanUnloadNow) && ok;
+    ok = Resolve("GetErrorInfo", m_getErrorInfo) && ok;
     m_ready = ok;
     // The library stays loaded until the process ends: its threads may still be finishing.
 }
@@ -129,6 +141,22 @@ void Engine::InitVariant(VARIANT* value) const {
 
 HRESULT Engine::CanUnloadNow() const {
     return m_dllCanUnloadNow();
+}
+
+} // namespace tideclip
+
+namespace tideclip {
+
+std::string Engine::TakeErrorDescription() const {
+    IErrorInfo* info = nullptr;
+    if (m_getErrorInfo(0, &info) != S_OK || info == nullptr)
+        return std::string();
+    BSTR description = nullptr;
+    std::string text;
+    if (SUCCEEDED(info->GetDescription(&description)))
+        text = TakeString(description);
+    info->Release();
+    return text;
 }
 
 } // namespace tideclip

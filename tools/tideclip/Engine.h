@@ -24,6 +24,8 @@ enum ExitStatus : int {
 
 // The exit status that tells a failed result code.
 int ExitFor(HRESULT result);
+// A result code in words, with the code beside them: "an argument is out of range (0x80070057)".
+std::string Words(HRESULT result);
 // "0x80004005" and the like.
 std::string Hex(HRESULT result);
 
@@ -52,6 +54,9 @@ public:
 
     void InitVariant(VARIANT* value) const;
     HRESULT CanUnloadNow() const;
+    // The description of the error information the last failed call left on this thread (the
+    // system's messages, in words), taken and cleared; empty when there is none.
+    std::string TakeErrorDescription() const;
 
 private:
     template <class T> bool Resolve(const char* name, T& out);
@@ -69,6 +74,7 @@ private:
     HRESULT (*m_safeArrayUnaccessData)(SAFEARRAY*) = nullptr;
     void (*m_variantInit)(VARIANT*) = nullptr;
     HRESULT (*m_dllCanUnloadNow)() = nullptr;
+    HRESULT (*m_getErrorInfo)(uint32_t, IErrorInfo**) = nullptr;
 };
 
 // An interface pointer released when it goes.

@@ -7,6 +7,8 @@
 //
 // While it runs it reads commands from standard input: "open PATH", "close PATH", "quit".
 // SIGINT and SIGTERM close every document (tkShutdown) and it exits when they are gone.
+#include "TideworkLibrary.h"
+
 #include <tidework/tidework.h>
 #include <tidework/utf16.h>
 
@@ -141,15 +143,6 @@ struct PrintingCloseCallback : ITkCloseCallback {
     }
 };
 
-std::string OwnFolder() {
-    char buffer[4096];
-    const ssize_t length = readlink("/proc/self/exe", buffer, sizeof buffer - 1);
-    if (length <= 0)
-        return "./";
-    std::string path(buffer, static_cast<size_t>(length));
-    return path.substr(0, path.rfind('/') + 1);
-}
-
 template <class T> bool Resolve(void* library, const char* name, T& out) {
     out = reinterpret_cast<T>(dlsym(library, name));
     if (out == nullptr)
@@ -161,9 +154,7 @@ void OnSignal(int) {
     g_stopRequested = true;
 }
 
-void Usage() {
-    std::fprintf(stderr, "usage: tidewright [--close-after SECONDS] [FILE...]\n");
-}
+const char* const kUsage = "usage: tidewright [--close-after SECONDS] [FILE...]\n";
 
 } // namespace
 
@@ -172,25 +163,29 @@ int main(int argc, char** argv) {
     std::vector<std::string> files;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
-        if (arg == "--close-after" && i + 1 < argc) {
+        if (arg == "--help" || arg == "-h") {
+            std::fputs(kUsage, stdout);
+            return 0;
+        }
+        if (arg == "--close-after") {
             char* end = nullptr;
-            closeAfter = std::strtod(argv[++i], &end);
-            if (end == argv[i] || *end != 0 || closeAfter < 0) {
-                Usage();
+            closeAfter = i + 1 < argc ? std::strtod(argv[++i], &end) : -1;
+            if (end == nullptr || end == argv[i] || *end != 0 || closeAfter < 0) {
+                std::fprintf(stderr, "tidewright: --close-after wants a number of seconds\n%s", kUsage);
                 return 2;
             }
-        } else if (arg == "--help" || arg == "-h") {
-            Usage();
-            return 0;
+        } else if (arg.size() > 1 && arg[0] == '-') {
+            std::fprintf(stderr, "tidewright: unknown option %s\n%s", arg.c_str(), kUsage);
+            return 2;
         } else {
             files.push_back(arg);
         }
     }
 
-    const std::string libraryPath = OwnFolder() + "libtidework.so";
-    void* library = dlopen(libraryPath.c_str(), RTLD_NOW | RTLD_LOCAL);
+    std::string loadError;
+    void* library = tools::OpenTideworkLibrary(loadError);
     if (library == nullptr) {
-        std::fprintf(stderr, "tidewright: cannot load %s: %s\n", libraryPath.c_str(), dlerror());
+        std::fprintf(stderr, "tidewright: %s\n", loadError.c_str());
         return 1;
     }
     Exports tk{};
