@@ -13,12 +13,14 @@ using ::testing::HasSubstr;
 
 namespace {
 
-TEST(Tideclip, MistakesAndBadInputsOrTargetsGetTheirMessageAndStatus) {
+TEST(Tideclip, MistakesAndBadInputsOrTargetsGetTheirReasonInWordsAndTheirStatus) {
     const std::string folder = NewFolder("tideclip-bad");
     const std::string damaged = folder + "/damaged.wav", fakeClip = folder + "/fake.clip";
     std::ofstream(damaged, std::ios::binary)
         << "RIFF\xff\xff\xff\x7fWAVEfmt \x10\x00\x00\x00garbage that is no format";
     std::ofstream(fakeClip, std::ios::binary) << "RAFF\x07\x00\x00\x00 not a container at all"; // no clip
+    std::ofstream(folder + "/text.wav") << "words, no audio";
+    std::ofstream(folder + "/broken.vtf") << "RAFF";
     const std::string input = folder + "/in.wav", missing = folder + "/missing.wav";
     WriteWav16(input, 1, 8000, 800, ToneSample);
     const struct {
@@ -29,20 +31,33 @@ TEST(Tideclip, MistakesAndBadInputsOrTargetsGetTheirMessageAndStatus) {
         {{}, 1, "usage: tideclip"},
         {{"--help"}, 0, ""},
         {{"transmogrify", "x"}, 1, "unknown command transmogrify"},
-        {{"render", "only-one"}, 1, ""},
+        {{"help", "transmogrify"}, 1, "unknown command transmogrify"},
+        {{"render", "only-one"}, 1, "wrong number of files for render"},
         {{"info", "x.wav", "--rate", "fast"}, 1, "--rate wants a whole number"},
-        {{"info", "x.wav", "--channels", "9"}, 1, ""},
-        {{"info", damaged}, 3, "cannot read " + damaged},
-        {{"render", missing, folder + "/x.wav"}, 3, ""},
-        {{"tags", missing}, 3, ""},
-        {{"info", fakeClip}, 3, ""},
-        {{"render", input, folder + "/out.unknown-format"}, 4, "cannot write"},
-        {{"render", input, folder + "/no/such/folder/out.wav"}, 4, ""},
+        {{"info", "x.wav", "--channels", "9"}, 1, "--channels wants a whole number from 1 to 8"},
+        {{"info", damaged},
+         3,
+         "cannot read " + damaged + ": An error occurred while reading from the file " + damaged +
+             ". An audio error occured: File invalid"},
+        {{"info", folder + "/text.wav"}, 3, "Bad format"},
+        {{"render", missing, folder + "/x.wav"}, 3, "File not found"},
+        {{"info", folder + "/broken.vtf"},
+         3,
+         "An error occurred while reading from the file " + folder + "/broken.vtf."},
+        {{"tags", missing}, 3, "No such file or directory"},
+        {{"info", fakeClip}, 3, "no serialised clip"},
+        {{"render", input, folder + "/out.unknown-format"},
+         4,
+         "no audio format is written to \".unknown-format\""},
+        {{"render", input, folder + "/out.vtf"}, 4, "a project (.vtf) is saved by the editor"},
+        {{"render", input, folder + "/out.opus", "--rate", "44100"}, 4, "sample rate"},
+        {{"render", input, folder + "/no/such/folder/out.wav"}, 4, "No such file or directory"},
     };
     for (const auto& c : cases) {
         const ToolRun run = RunTool(c.args);
         EXPECT_EQ(run.exitCode, c.status) << ::testing::PrintToString(c.args) << ": " << run.err;
         EXPECT_THAT(run.err, HasSubstr(c.message));
+        EXPECT_THAT(run.err, ::testing::Not(HasSubstr("(0x80004005)"))); // a bare code is no reason
     }
 }
 
