@@ -15,6 +15,10 @@
 
 namespace tw {
 
+namespace {
+constexpr uint32_t kWriteFailed = 144;
+} // namespace
+
 CChildView::CChildView()
     : m_playRequest(std::make_unique<PlayRequest>()), m_state(std::make_shared<CDocumentState>()) {
     AddViewCommands(m_commands);
@@ -91,8 +95,16 @@ bool CChildView::SaveProjectState() {
     m_statePending = false;
     if (!m_project.IsOpen())
         return false;
-    if (!m_project.SaveState(m_media, &GetHistoryArchive(), m_viewSection, m_selection))
+    if (!m_project.SaveState(m_media, &GetHistoryArchive(), m_viewSection, m_selection)) {
+        // The container keeps the state before this change, which is what a recovery would
+        // find. Once told, the person is not told again at every edit until a store works.
+        if (!m_stateFailed) {
+            m_stateFailed = true;
+            ShowMessageBox(FormatString(kWriteFailed, m_project.GetPath()), MB_ICONWARNING, GetSafeHandle());
+        }
         return false;
+    }
+    m_stateFailed = false;
     ++m_stateSaves;
     return true;
 }

@@ -249,9 +249,15 @@ public:
     void OnFileSave();
     void OnFileNew();
     void OnDropFiles(const std::vector<std::string>& paths);
+    // What a save task leaves its caller to know beyond the result: whether a write failed (rather
+    // than the person cancelling), and whether the peak target got every row.
+    struct SaveTaskOutcome {
+        bool writeFailed = false;
+        bool peaksComplete = true;
+    };
     // 1 when the section was written, 2 when cancelled or failed.
     int RunSaveTask(CFilteredOutput* filter, IBasicIO* peakTarget, const CSection& section,
-                    const std::string& path);
+                    const std::string& path, SaveTaskOutcome* outcome = nullptr);
     std::string WindowTitle() const;
     void UpdateTitle();
 
@@ -422,6 +428,8 @@ private:
     bool m_capture = false;
     uint32_t m_stateSaves = 0;
     bool m_statePending = false;
+    // The last store of the state failed and the person was told; cleared by the next that works.
+    bool m_stateFailed = false;
     std::thread m_playThread;
     CTransportBar m_transportBar;
     CSpectAnalyzer* m_spectrum = nullptr;
