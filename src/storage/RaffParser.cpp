@@ -21,6 +21,7 @@
 #include "storage/RaffIO.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cstring>
 #include <filesystem>
@@ -341,8 +342,11 @@ bool CRaffParser::SaveState(const CEditedMedia& media, IRaffHistory* history, co
 bool CRaffParser::SaveCopy(const std::string& path) {
     if (!m_open || !m_file)
         return false;
+    // The copy is written beside the target and takes its name only when it is whole: a disk that
+    // fills up on the way leaves the file that stood there as it was.
+    const std::string partial = path + "~";
     CFile target;
-    if (!target.Open(path, CFile::modeCreate | CFile::modeWrite | CFile::shareExclusive)) {
+    if (!target.Open(partial, CFile::modeCreate | CFile::modeWrite | CFile::shareExclusive)) {
         ShowMessageBox(FormatString(kWriteFailed, path));
         return false;
     }
@@ -358,10 +362,13 @@ bool CRaffParser::SaveCopy(const std::string& path) {
             target.Write(buffer.data(), piece);
             done += piece;
         }
+        target.Flush();
         target.Close();
+        if (!CFile::Rename(partial, path))
+            throw CFileException(CFileException::CauseFromErrno(errno), errno, path);
     } catch (const CFileException&) {
         target.Close();
-        CFile::Remove(path);
+        CFile::Remove(partial);
         ShowMessageBox(FormatString(kWriteFailed, path));
         return false;
     }

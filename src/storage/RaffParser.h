@@ -73,8 +73,9 @@ public:
     // truncated: all lengths are counted. False when nothing is open or writing fails.
     bool SaveState(const CEditedMedia& media, IRaffHistory* history, const CSection& view,
                    const CSection& selection);
-    // Copies the container's current bytes into a new file at `path`. False, after string 144,
-    // when the file cannot be written.
+    // Copies the container's current bytes into a new file at `path`, which replaces a file there
+    // only once it is whole. False, after string 144, when the file cannot be written; a file that
+    // stood at `path` then stays as it was.
     bool SaveCopy(const std::string& path);
 
     // A new window of `size` bytes at the end of the stream area (the state moves behind it and is
