@@ -14,6 +14,7 @@ bool CFileOut::Attach(IBasicIO* data, IBasicIO* peak, bool inputIsFloat) {
     m_data = nullptr;
     m_peak = nullptr;
     m_peaksWanted = false;
+    m_peakFailed = false;
     if (data == nullptr)
         return false;
     const WAVEFORMATEX& format = data->Format;
@@ -117,7 +118,11 @@ void CFileOut::CollectPeaks(const CMediaData& block) {
     }
     if (!rows.empty()) {
         CBasicIOLock lock(*m_peak);
-        m_peak->Write(rows.data(), static_cast<uint32_t>(rows.size()));
+        if (!m_peak->Write(rows.data(), static_cast<uint32_t>(rows.size()))) {
+            // Rows after a gap would stand at the wrong places: no more are made.
+            m_peakFailed = true;
+            m_peaksWanted = false;
+        }
     }
 }
 

@@ -52,6 +52,9 @@ public:
     int32_t GetBytesWritten() override { return static_cast<int32_t>(m_bytesWritten.load()); }
 
     const WAVEFORMATEX& GetFormat() const { return m_format; }
+    // False once a peak write failed since Attach: the peak object misses rows and is no cache of
+    // what was written (whoever keeps it would show a flat wave where the rows are missing).
+    bool PeaksComplete() const { return !m_peakFailed; }
 
 private:
     void CollectPeaks(const CMediaData& block);
@@ -61,6 +64,7 @@ private:
     IBasicIO* m_data = nullptr;
     IBasicIO* m_peak = nullptr;
     bool m_peaksWanted = false;
+    bool m_peakFailed = false;
     bool m_inputIsFloat = false;
     float m_minimum[kMaxChannels] = {};
     float m_maximum[kMaxChannels] = {};

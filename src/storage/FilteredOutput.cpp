@@ -139,9 +139,9 @@ void CFilteredOutput::Seek(int64_t position) {
         m_position = static_cast<uint32_t>(position);
 }
 
-void CFilteredOutput::Close() {
+bool CFilteredOutput::Finish() {
     if (!m_open)
-        return;
+        return true;
     m_open = false;
     IFormatStatus* status = nullptr;
     bool ok = m_setup->Close(&status);
@@ -153,6 +153,7 @@ void CFilteredOutput::Close() {
     }
     if (status)
         status->Release();
+    return ok;
 }
 
 bool CFilteredOutput::WriteCues(const CLabelList& labels) {

@@ -53,7 +53,10 @@ public:
     std::string GetTypeName() override { return "FilteredOutput"; }
     std::string GetFileName() override { return m_path; }
     // Finishes the file; a failure shows the library's message.
-    void Close() override;
+    void Close() override { Finish(); }
+    // The same, false when the library could not finish the file (its header or cue chunks did not
+    // reach the disk): the file is then not whole. True when nothing was open.
+    bool Finish();
 
 private:
     IFormatHost* m_host;

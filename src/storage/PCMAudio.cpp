@@ -3,6 +3,7 @@
 #include "core/MediaData.h"
 #include "core/ObjectPool.h"
 #include "core/PeakData.h"
+#include "platform/File.h"
 #include "platform/Paths.h"
 #include "platform/Presentation.h"
 #include "platform/StringTable.h"
@@ -158,6 +159,16 @@ bool CPCMAudio::Reopen() {
     m_fileName = m_data->GetFileName();
     m_next = -1; // the new source stands wherever it opened
     m_sampleWindowValid = false;
+    return true;
+}
+
+bool CPCMAudio::ReturnTo(const std::string& path) {
+    std::lock_guard<std::mutex> guard(m_lock);
+    if (!m_data || !m_data->DeleteOnClose || m_fileName.empty() || !CFile::Rename(m_fileName, path))
+        return false;
+    // The reader keeps its open file under the old name: it only must not take the file with it.
+    m_data->DeleteOnClose = false;
+    m_fileName = path;
     return true;
 }
 

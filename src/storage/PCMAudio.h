@@ -80,6 +80,10 @@ public:
     // the file could not be moved or read there, or the peaks not copied; nothing changes then.
     // Not while a scan of this stream runs.
     bool Reopen();
+    // Undoes Reopen when the file meant to replace the original could not be written: the moved
+    // file goes back to `path`, where the stream goes on reading it as the user's own file again.
+    // False when it cannot move back; it then stays where Reopen put it, still read from there.
+    bool ReturnTo(const std::string& path);
 
     // Before a project is saved: the peak source and then the data source, when temporary
     // (DeleteOnClose), are copied into `container` and replaced by their windows there, so that

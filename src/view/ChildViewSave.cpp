@@ -119,6 +119,13 @@ void ReportOpenFailure(const std::string& path, const std::string& filterText, W
         ShowMessageBox(filterText, MB_ICONWARNING, owner);
 }
 
+// The peak file written along with the file at `path`: kept under the file's name when the file
+// is whole and every row reached it, otherwise it goes (a missing row would show as silence).
+void FinishPeakFile(std::unique_ptr<IBasicIO>& peak, const std::string& path, bool keep) {
+    CPeakFileManager().Finish(peak.get(), path, !keep);
+    peak.reset();
+}
+
 // Another program holds the file with an exclusive lock. Writers of the format library do not ask
 // for locks, so the save asks first rather than write under the other program's feet.
 bool HeldByAnotherProgram(const std::string& path) {
@@ -136,12 +143,16 @@ bool HeldByAnotherProgram(const std::string& path) {
 } // namespace
 
 int CChildView::RunSaveTask(CFilteredOutput* filter, IBasicIO* peakTarget, const CSection& section,
-                            const std::string& path) {
+                            const std::string& path, SaveTaskOutcome* outcome) {
+    SaveTaskOutcome ignored;
+    SaveTaskOutcome& told = outcome != nullptr ? *outcome : ignored;
+    told = SaveTaskOutcome();
     if (m_media.IsEmpty())
         return 1;
     m_media.PrepareTransforms();
     CFileOut sink;
     if (!sink.Attach(filter, peakTarget, true)) {
+        told.writeFailed = true;
         ShowMessageBox(FormatString(kWriteFailed, path), MB_ICONWARNING, GetSafeHandle());
         return 2;
     }
@@ -163,8 +174,10 @@ int CChildView::RunSaveTask(CFilteredOutput* filter, IBasicIO* peakTarget, const
         task.SetDownMixMode(GetSettingInt("FormatConversion", "DownMixMode", 0));
         CProgressDialog progress(task);
         const int result = progress.DoModal(GetSafeHandle());
+        told.peaksComplete = sink.PeaksComplete();
         sink.Attach(nullptr, nullptr, false);
         if (result != IDOK && task.IsFinished() && task.m_result.load() != 0) {
+            told.writeFailed = !progress.WasCancelled();
             ShowMessageBox(FormatString(kWriteFailed, path), MB_ICONWARNING, GetSafeHandle());
             return 2;
         }
@@ -173,8 +186,10 @@ int CChildView::RunSaveTask(CFilteredOutput* filter, IBasicIO* peakTarget, const
     CSaveThread task(m_media, sink, section);
     CProgressDialog progress(task);
     const int result = progress.DoModal(GetSafeHandle());
+    told.peaksComplete = sink.PeaksComplete();
     sink.Attach(nullptr, nullptr, false);
     if (!task.m_writeResult) {
+        told.writeFailed = !progress.WasCancelled();
         ShowMessageBox(FormatString(kWriteFailed, path), MB_ICONWARNING, GetSafeHandle());
         return 2;
     }
@@ -215,13 +230,17 @@ bool CChildView::SaveFile(const std::string& path, CFilteredOutput* given) {
     SetCursor(CursorShape::Wait);
     // A source that is the target moves to a temporary file first: writing must not overwrite
     // what it reads.
+    std::vector<CPCMAudio*> moved;
     for (int32_t i = 0; i < m_media.GetSourceCount(); ++i) {
         auto* stream = dynamic_cast<CPCMAudio*>(m_media.GetSourceAt(i));
-        if (stream != nullptr && stream->GetFileName() == path && !stream->Reopen()) {
+        if (stream == nullptr || stream->GetFileName() != path)
+            continue;
+        if (!stream->Reopen()) {
             SetCursor(CursorShape::Arrow);
             ShowMessageBox(WithPath(kNoTemporaryCopy, path), MB_ICONWARNING, GetSafeHandle());
             return false;
         }
+        moved.push_back(stream);
     }
     SetCursor(CursorShape::Arrow);
 
@@ -244,27 +263,34 @@ bool CChildView::SaveFile(const std::string& path, CFilteredOutput* given) {
     std::unique_ptr<IBasicIO> peak(CPeakFileManager().CreatePeakFile(path));
     filter->WriteCues(m_media.GetLabels());
 
-    if (RunSaveTask(filter.get(), peak.get(), CSection(0, m_media.GetLength()), path) != 1) {
-        filter->Close();
-        filter.reset();
-        CPeakFileManager::Discard(peak.get());
-        peak.reset();
-        if (path == m_fileName)
-            ShowMessageBox(WithPath(kCancelDeleted, path), MB_ICONWARNING, GetSafeHandle());
-        CFile::Remove(path);
-        return false;
-    }
+    SaveTaskOutcome outcome;
+    const int result =
+        RunSaveTask(filter.get(), peak.get(), CSection(0, m_media.GetLength()), path, &outcome);
+    // The format library finishes the file as it closes it (header, cue chunks): a close that
+    // fails, after its message, is a write that failed.
     // Asked before the close: the format library forgets the written format with its target.
     const bool rateChanged = filter->HasChangedRate();
-    filter->Close();
-    CPeakFileManager().Finish(peak.get(), path, rateChanged);
-    peak.reset();
+    const bool finished = filter->Finish() && result == 1;
     filter.reset();
+    FinishPeakFile(peak, path, finished && outcome.peaksComplete && !rateChanged);
+    if (!finished) {
+        const bool failed = outcome.writeFailed || result == 1;
+        if (!failed && path == m_fileName)
+            ShowMessageBox(WithPath(kCancelDeleted, path), MB_ICONWARNING, GetSafeHandle());
+        CFile::Remove(path);
+        // A file the disk took only in part is no file: the one the document came from goes back
+        // in its place, as it was.
+        if (failed)
+            for (CPCMAudio* stream : moved)
+                stream->ReturnTo(path);
+        return false;
+    }
 
-    // From now on the document is the saved file: one event, no temporary data, no history.
+    // From now on the document is the saved file: one event, no temporary data, no history. A
+    // reload that fails (no room for its peak file) leaves the document as it was, history and
+    // all: the file is saved, and nothing of the document is lost.
     const CSection selection = m_selection;
     const CSection view = m_viewSection;
-    m_media.Clear();
     if (IDocumentHost* host = DocumentHost())
         host->NotifySaved(path);
     if (!LoadFile(path))
@@ -436,15 +462,14 @@ void CChildView::OnCopyToFile() {
         return;
     }
     std::unique_ptr<IBasicIO> peak(CPeakFileManager().CreatePeakFile(path));
-    const int result = RunSaveTask(filter.get(), peak.get(), m_selection, path);
-    const bool rateChanged = result == 1 && filter->HasChangedRate();
-    filter->Close();
-    if (result == 1) {
-        CPeakFileManager().Finish(peak.get(), path, rateChanged);
-    } else {
-        CPeakFileManager::Discard(peak.get());
+    SaveTaskOutcome outcome;
+    const int result = RunSaveTask(filter.get(), peak.get(), m_selection, path, &outcome);
+    // Asked before the close: the format library forgets the written format with its target.
+    const bool rateChanged = filter->HasChangedRate();
+    const bool finished = filter->Finish() && result == 1;
+    FinishPeakFile(peak, path, finished && outcome.peaksComplete && !rateChanged);
+    if (!finished)
         CFile::Remove(path);
-    }
     PutSettingInt("General", "LastSaveFilter", dialog.GetFilterIndex());
 }
 
@@ -497,16 +522,17 @@ void CChildView::OnSaveTracks() {
             continue;
         }
         std::unique_ptr<IBasicIO> peak(CPeakFileManager().CreatePeakFile(path));
-        const int result = RunSaveTask(filter.get(), peak.get(), CSection(start, end), path);
-        const bool rateChanged = result == 1 && filter->HasChangedRate();
-        filter->Close();
-        if (result != 1) {
+        SaveTaskOutcome outcome;
+        const int result = RunSaveTask(filter.get(), peak.get(), CSection(start, end), path, &outcome);
+        // Asked before the close: the format library forgets the written format with its target.
+        const bool rateChanged = filter->HasChangedRate();
+        const bool finished = filter->Finish() && result == 1;
+        FinishPeakFile(peak, path, finished && outcome.peaksComplete && !rateChanged);
+        if (!finished) {
             // A half-written track is no track: it goes, and so does its line.
-            CPeakFileManager::Discard(peak.get());
             CFile::Remove(path);
             continue;
         }
-        CPeakFileManager().Finish(peak.get(), path, rateChanged);
         if (playlist != nullptr && !playlistFailed) {
             const std::string line = path + "\n";
             playlistFailed = std::fwrite(line.data(), 1, line.size(), playlist) != line.size();
