@@ -201,8 +201,10 @@ void RecordThreadProc(RecordRequest* request) {
         // failing Write may first wait for its time-out.
         if (monitor && r.monitoring.load() != 0 && output->Write(block) != 0)
             monitor = false;
-        if (!WriteTake(r, pcm.data(), pcmBytes, records.data(), recordBytes, frames))
+        if (!WriteTake(r, pcm.data(), pcmBytes, records.data(), recordBytes, frames)) {
+            r.writeFailed.store(1);
             r.stop.store(1);
+        }
     }
 
     Publish(r, nullptr, nullptr);

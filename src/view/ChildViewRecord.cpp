@@ -7,6 +7,7 @@
 #include "core/ObjectPool.h"
 #include "platform/Messages.h"
 #include "platform/Presentation.h"
+#include "platform/StringTable.h"
 #include "storage/FileIO.h"
 #include "storage/PCMAudio.h"
 #include "storage/PeakFileManager.h"
@@ -22,6 +23,7 @@ namespace {
 
 constexpr const char* kRecordCaption = "Record";
 constexpr const char* kProcessingError = "An error occured during processing.";
+constexpr uint32_t kWriteFailed = 144;
 
 } // namespace
 
@@ -59,6 +61,10 @@ void CChildView::OnRecord() {
         recorded = console.GetRecordedLength();
         overwrite = console.IsOverwrite();
         taken = console.GetFormat();
+        // The console closed by itself: the person learns why. What was recorded until then is
+        // kept and goes into the document as any take does.
+        if (console.WriteFailed())
+            ShowMessageBox(FormatString(kWriteFailed, data->GetFileName()), MB_ICONWARNING, GetSafeHandle());
     }
     if (result != IDOK)
         return;
@@ -84,6 +90,10 @@ void CChildView::OnRecord() {
         if (end > start)
             m_media.DeleteSection(CSection(start, end), false);
     }
+    // The take moves into the working container, so that the state stored next names what a
+    // recovery can read: a raw temporary file has no header to open it by. Should the copy fail,
+    // the take is read from its temporary file all the same.
+    stream->RelocateTemporaries(m_project);
     ObjectPool().AddRef(stream);
     m_media.AddMedia(stream, start);
     ObjectPool().Release(stream);
