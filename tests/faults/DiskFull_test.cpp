@@ -13,6 +13,7 @@
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <ostream>
 #include <poll.h>
 #include <sstream>
 #include <string>
@@ -128,6 +129,10 @@ struct Point {
     int stagesAdded;     // what the point adds to the document's history (0: the document stays)
     bool containerFull;  // the container is on the full disk: it keeps the state before the point
 };
+
+void PrintTo(const Point& point, std::ostream* out) {
+    *out << point.name;
+}
 
 std::string WithFolder(std::string text, const std::string& folder) {
     for (size_t at; (at = text.find('@')) != std::string::npos;)
