@@ -35,8 +35,6 @@ struct RecordRequest {
     std::atomic<uint8_t> paused{1};
     // Set by the thread as its last act, also when it could not start.
     std::atomic<uint8_t> threadEnded{0};
-    // Set by the thread when the take could not be written (a full disk); it then stops.
-    std::atomic<uint8_t> writeFailed{0};
     // The input is played to the output device as it comes in.
     std::atomic<uint8_t> monitoring{0};
     // Absolute peaks of channels 0 and 1 in the last block read (channel 1 stays 0 for mono).

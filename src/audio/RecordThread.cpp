@@ -201,10 +201,8 @@ void RecordThreadProc(RecordRequest* request) {
         // failing Write may first wait for its time-out.
         if (monitor && r.monitoring.load() != 0 && output->Write(block) != 0)
             monitor = false;
-        if (!WriteTake(r, pcm.data(), pcmBytes, records.data(), recordBytes, frames)) {
-            r.writeFailed.store(1);
+        if (!WriteTake(r, pcm.data(), pcmBytes, records.data(), recordBytes, frames))
             r.stop.store(1);
-        }
     }
 
     Publish(r, nullptr, nullptr);

@@ -7,7 +7,6 @@
 #include "core/ObjectPool.h"
 #include "platform/Messages.h"
 #include "platform/Presentation.h"
-#include "platform/StringTable.h"
 #include "storage/FileIO.h"
 #include "storage/PCMAudio.h"
 #include "storage/PeakFileManager.h"
@@ -23,7 +22,6 @@ namespace {
 
 constexpr const char* kRecordCaption = "Record";
 constexpr const char* kProcessingError = "An error occured during processing.";
-constexpr uint32_t kWriteFailed = 144;
 
 } // namespace
 
@@ -61,10 +59,6 @@ void CChildView::OnRecord() {
         recorded = console.GetRecordedLength();
         overwrite = console.IsOverwrite();
         taken = console.GetFormat();
-        // The console closed by itself: the person learns why. What was recorded until then is
-        // kept and goes into the document as any take does.
-        if (console.WriteFailed())
-            ShowMessageBox(FormatString(kWriteFailed, data->GetFileName()), MB_ICONWARNING, GetSafeHandle());
     }
     if (result != IDOK)
         return;

@@ -120,7 +120,8 @@ void ReportOpenFailure(const std::string& path, const std::string& filterText, W
 }
 
 // The peak file written along with the file at `path`: kept under the file's name when the file
-// is whole and every row reached it, otherwise it goes (a missing row would show as silence).
+// is whole, written at the rate the rows were made for, and every row reached it; otherwise it
+// goes (a missing row would show as silence).
 void FinishPeakFile(std::unique_ptr<IBasicIO>& peak, const std::string& path, bool keep) {
     CPeakFileManager().Finish(peak.get(), path, !keep);
     peak.reset();

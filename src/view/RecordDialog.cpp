@@ -69,10 +69,6 @@ const WAVEFORMATEX& CRecordDialog::GetFormat() const {
     return m_request->format;
 }
 
-bool CRecordDialog::WriteFailed() const {
-    return m_request->writeFailed.load() != 0;
-}
-
 int64_t CRecordDialog::GetFramesRecorded() const {
     return m_request->framesRecorded.load();
 }

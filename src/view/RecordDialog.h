@@ -102,8 +102,6 @@ public:
     // True when the thread did not end in time and was left running (a device that stopped
     // answering even to a stop): it may still hold the streams, which must then not be freed.
     bool ThreadAbandoned() const { return m_abandoned; }
-    // True when the take could not be written (a full disk) and the recording stopped there.
-    bool WriteFailed() const;
 
     // 100 - trunc(dB * -1.25), dB = 20 log10(peak) or -144 for silence: 100 at full scale, 0 at
     // -80 dB, and below 0 (which the meter shows as 0) for quieter input.
