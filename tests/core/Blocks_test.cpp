@@ -5,6 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
+#include <vector>
+
 namespace tw {
 namespace {
 
@@ -81,24 +84,17 @@ TEST(Section, SlideInto_MovesTheRangeInsideTheLimitKeepingItsLength) {
     }
 }
 
-TEST(Section, SlideInto_LeavesAnInvertedSectionUnmended) {
+TEST(Section, InvertedSlideContainsAndComparisonIn64Bits) {
     CSection inverted(50, 40);
-    inverted.SlideInto(CSection(0, 100));
-    EXPECT_EQ(inverted.m_start, 50);
-    EXPECT_EQ(inverted.m_end, 40);
+    inverted.SlideInto(CSection(0, 100)); // left unmended
+    EXPECT_EQ(std::make_pair(inverted.m_start, inverted.m_end), std::make_pair(int64_t{50}, int64_t{40}));
     inverted.Normalize();
     EXPECT_EQ(inverted, CSection(40, 50));
-}
-
-TEST(Section, Contains_IsHalfOpen) {
+    // Half open.
     const CSection s(10, 20);
-    EXPECT_TRUE(s.Contains(10));
-    EXPECT_TRUE(s.Contains(19));
-    EXPECT_FALSE(s.Contains(20));
-    EXPECT_FALSE(s.Contains(9));
-}
-
-TEST(Section, Comparison_OrdersByStartThenEndIn64Bits) {
+    EXPECT_EQ(std::vector<bool>({s.Contains(9), s.Contains(10), s.Contains(19), s.Contains(20)}),
+              std::vector<bool>({false, true, true, false}));
+    // Ordered by start, then end, in 64 bits.
     const int64_t big = int64_t{1} << 40;
     EXPECT_TRUE(CSection(big, big + 1).IsGreaterThan(CSection(1, 2)));
     EXPECT_FALSE(CSection(1, 2).IsGreaterThan(CSection(big, big + 1)));

@@ -1,8 +1,7 @@
-// Edit operations on the event list, checked against the expected events and against the samples
-// that reading the events gives back.
+// The document as a list of events: inserting whole streams, the edit operations checked against
+// the expected events and against the samples that reading the events gives back, and the pool
+// references that keep shared streams and transforms alive.
 #include "core/EditedMedia.h"
-#include "core/MEReadAccess.h"
-#include "core/MediaData.h"
 #include "core/MediaEvent.h"
 #include "core/MediaListener.h"
 #include "core/ObjectPool.h"
@@ -11,8 +10,10 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <ostream>
 #include <stdexcept>
+#include <tuple>
 
 namespace tw {
 
@@ -23,68 +24,41 @@ namespace tw {
 
 namespace {
 
+using test::Frames;
 using test::GainTransform;
+using test::Join;
+using test::Numbered;
+using test::Render;
+using test::Timelines;
 using test::VectorStream;
+using Sections = std::vector<CSection>;
+using Marks4 = std::vector<std::array<int64_t, 4>>;
 
-// A mono stream whose frame n holds base + n, so every sample tells its stream and frame.
-VectorStream* Numbered(int64_t frames, float base) {
-    std::vector<float> samples(static_cast<size_t>(frames));
-    for (size_t i = 0; i < samples.size(); ++i)
-        samples[i] = base + static_cast<float>(i);
-    return new VectorStream(std::move(samples), 1);
-}
-
-// base + from ... base + to - 1, times gain.
-std::vector<float> Frames(float base, int64_t from, int64_t to, float gain = 1.0f) {
-    std::vector<float> out;
-    for (int64_t i = from; i < to; ++i)
-        out.push_back((base + static_cast<float>(i)) * gain);
-    return out;
-}
-
-std::vector<float> Join(std::initializer_list<std::vector<float>> parts) {
-    std::vector<float> out;
-    for (const auto& part : parts)
-        out.insert(out.end(), part.begin(), part.end());
-    return out;
-}
-
-// Plays each event's visible part through its own read access, one after the other (no fades).
-std::vector<float> Render(const CEditedMedia& media) {
-    std::vector<float> out;
-    for (const CMediaEvent* event : media.GetEvents()) {
-        const CSection a = event->GetTimelineSection();
-        if (a.SectionLength() <= 0)
-            continue;
-        CMEReadAccess* access = event->MakeReadAccess();
-        access->Seek(a.m_start);
-        CMediaData block(a.SectionLength(), 4);
-        access->Read(&block);
-        out.insert(out.end(), block.GetFloats(), block.GetFloats() + a.SectionLength());
-        delete access;
-    }
-    return out;
-}
-
-std::vector<CSection> Timelines(const CEditedMedia& media) {
-    std::vector<CSection> out;
+Sections SourceSections(const CEditedMedia& media) {
+    Sections out;
     for (const CMediaEvent* event : media.GetEvents())
-        out.push_back(event->GetTimelineSection());
+        out.push_back(event->GetSourceSection());
+    return out;
+}
+
+// Per event: chain length, splice flag, pasted flag, cross-fade.
+std::vector<std::array<int64_t, 4>> Marks(const CEditedMedia& media) {
+    std::vector<std::array<int64_t, 4>> out;
+    for (const CMediaEvent* e : media.GetEvents())
+        out.push_back({e->GetChain().GetCount(), e->m_spliceFlag, e->m_pastedFlag, e->GetCrossFade()});
     return out;
 }
 
 // Two streams back to back: A is frames 0..999 valued 0.., B frames 0..999 valued 5000...
 struct TwoStreams {
     TwoStreams() {
-        a = Numbered(1000, 0.0f);
-        b = Numbered(1000, 5000.0f);
         media.AddMedia(a, 0);
         media.AddMedia(b, 1000);
         media.DeleteSection(CSection(0, 0), false); // drops the empty event AddMedia left in front
     }
+    VectorStream* a = Numbered(1000, 0.0f);
+    VectorStream* b = Numbered(1000, 5000.0f);
     CEditedMedia media;
-    VectorStream* a;
-    VectorStream* b;
 };
 
 // Records what the document tells it.
@@ -97,46 +71,125 @@ public:
     int m_resets = 0;
 };
 
-TEST(EditedMediaEdits, ApplyTransform_InsideOneEvent_CoversOnlyTheMiddlePiece) {
+TEST(EditedMedia, AddMedia_SplitsTheEventAtThePositionAndLeavesEmptyEventsAtTheEnds) {
     CEditedMedia media;
-    media.AddMedia(Numbered(1000, 0.0f), 0);
-    auto* gain = new ProbeTransform(2.0f);
-    media.ApplyTransform(CSection(200, 500), gain);
-    EXPECT_EQ(gain->m_length, 300);
-    EXPECT_EQ(ObjectPool().GetRefCount(gain), 1);
-    EXPECT_EQ(Timelines(media), (std::vector<CSection>{{0, 200}, {200, 500}, {500, 1000}}));
-    EXPECT_EQ(media.GetEventAt(0)->GetChain().GetCount(), 0);
-    EXPECT_EQ(media.GetEventAt(1)->GetChain().GetCount(), 1);
-    EXPECT_EQ(media.GetEventAt(2)->GetChain().GetCount(), 0);
-    EXPECT_EQ(Render(media), Join({Frames(0, 0, 200), Frames(0, 200, 500, 2.0f), Frames(0, 500, 1000)}));
-    EXPECT_EQ(media.SectionOfTransform(gain), CSection(200, 500));
+    EXPECT_EQ(media.GetFormat(), nullptr);
+    EXPECT_TRUE(media.IsEmpty());
+    auto* a = VectorStream::Ramp(1000);
+    media.AddMedia(a, 0);
+    EXPECT_EQ(SourceSections(media), (Sections{{0, 1000}}));
+    EXPECT_EQ(ObjectPool().GetRefCount(a), 1);
+    EXPECT_EQ(media.GetFormat(), a->GetFormat());
+    EXPECT_EQ(media.GetNativeFormat()->wBitsPerSample, 16);
+    EXPECT_EQ(media.GetFrameSize(), 4);
+    auto* b = VectorStream::Ramp(500);
+    media.AddMedia(b, 300);
+    EXPECT_EQ(SourceSections(media), (Sections{{0, 300}, {0, 500}, {300, 1000}}));
+    EXPECT_EQ(media.GetEventAt(1)->GetStream(), b);
+    EXPECT_EQ(media.GetEventAt(2)->GetStream(), a);
+    EXPECT_EQ(media.GetLength(), 1500);
+    EXPECT_EQ(media.GetEventPosition(media.GetEventAt(2)), 800);
+    // A position inside the second piece of the first stream lands there, in its own coordinates.
+    media.AddMedia(VectorStream::Ramp(10), 900);
+    EXPECT_EQ(SourceSections(media), (Sections{{0, 300}, {0, 500}, {300, 400}, {0, 10}, {400, 1000}}));
 
-    media.PrepareTransforms();
-    EXPECT_EQ(gain->m_resets, 1);
+    CEditedMedia atStart;
+    atStart.AddMedia(VectorStream::Ramp(1000), 0);
+    atStart.AddMedia(VectorStream::Ramp(200), 0);
+    EXPECT_EQ(SourceSections(atStart), (Sections{{0, 0}, {0, 200}, {0, 1000}}));
+    CEditedMedia atEnd;
+    auto* first = VectorStream::Ramp(1000);
+    auto* second = VectorStream::Ramp(200);
+    atEnd.AddMedia(first, 0);
+    atEnd.AddMedia(second, 1000);
+    EXPECT_EQ(SourceSections(atEnd), (Sections{{0, 0}, {0, 1000}, {0, 200}}));
+    EXPECT_EQ(atEnd.GetEventAt(1)->GetStream(), first);
+    EXPECT_EQ(atEnd.GetEventAt(2)->GetStream(), second);
+    EXPECT_EQ(atEnd.GetLength(), 1200);
+    // The empty event counts for nothing when looking up positions.
+    int32_t index = -1;
+    int64_t start = -1;
+    EXPECT_EQ(atEnd.FindEvent(0, &index, &start), atEnd.GetEventAt(1));
+    EXPECT_EQ(std::make_pair(index, start), std::make_pair(1, int64_t{0}));
+    EXPECT_EQ(atEnd.FindEvent(1200), nullptr);
+    int walked = 0;
+    for (CMediaEvent* e = atEnd.First(); e != nullptr; e = atEnd.Next())
+        EXPECT_EQ(e, atEnd.GetEventAt(walked++));
+    EXPECT_EQ(walked, 3);
 }
 
-TEST(EditedMediaEdits, ApplyTransform_AcrossEventsTwice_ChainsFollowTheOrderOfApplication) {
+TEST(EditedMedia, AddMedia_IntoAFadedEvent_KeepsTheFadeOnBothPieces) {
+    CEditedMedia media;
+    media.AddMedia(VectorStream::Ramp(10000), 0);
+    media.GetEventAt(0)->SetTimelineSection(CSection(0, 5000));
+    media.GetEventAt(0)->SetCrossFade(100);
+    media.AddMedia(VectorStream::Ramp(10), 2000);
+    EXPECT_EQ(Marks(media), (Marks4{{0, 0, 0, 100}, {0, 0, 0, 0}, {0, 0, 0, 100}}));
+    EXPECT_EQ(media.GetEventAt(0)->GetSourceRange(), CSection(0, 2100));
+    EXPECT_EQ(media.GetEventAt(2)->GetSourceRange(), CSection(2000, 5100));
+    EXPECT_EQ(media.GetLength(), 5010);
+}
+
+TEST(EditedMedia, Clear_ReleasesSharedStreamsAndTransformsOnlyAtTheLastHolder) {
+    bool streamGone = false, transformGone = false, clipboardGone = false;
+    auto* stream = VectorStream::Ramp(100, &streamGone);
+    auto* gain = new GainTransform(0.5f, &transformGone);
+    CEditedMedia document, snapshot;
+    document.AddMedia(stream, 0);
+    document.AddMedia(stream, 50); // listed twice: two references
+    document.AddTransform(gain);
+    document.GetEventAt(0)->AddTransform(gain);
+    document.GetLabels().Add(10, 0, "", "");
+    snapshot.AddMedia(stream, 0);
+    snapshot.AddTransform(gain);
+    EXPECT_EQ(ObjectPool().GetRefCount(stream), 3);
+    EXPECT_EQ(ObjectPool().GetRefCount(gain), 2);
+    document.Clear();
+    EXPECT_FALSE(streamGone || transformGone);
+    EXPECT_EQ(document.GetEventCount() + document.GetSourceCount() + document.GetLabels().GetCount(), 0);
+    EXPECT_EQ(document.GetLength(), 0);
+    EXPECT_EQ(ObjectPool().GetRefCount(stream), 1);
+    snapshot.Clear();
+    EXPECT_TRUE(streamGone && transformGone);
+
+    ClipboardMedia().AddMedia(VectorStream::Ramp(10, &clipboardGone), 0);
+    EXPECT_EQ(ClipboardMedia().GetLength(), 10);
+    ClipboardMedia().Clear();
+    EXPECT_TRUE(clipboardGone);
+}
+
+TEST(EditedMediaEdits, ApplyTransform_CoversTheRangeAndChainsFollowTheOrderOfApplication) {
+    CEditedMedia media;
+    media.AddMedia(Numbered(1000, 0.0f), 0);
+    auto* probe = new ProbeTransform(2.0f);
+    media.ApplyTransform(CSection(200, 500), probe);
+    EXPECT_EQ(probe->m_length, 300);
+    EXPECT_EQ(ObjectPool().GetRefCount(probe), 1);
+    EXPECT_EQ(Timelines(media), (Sections{{0, 200}, {200, 500}, {500, 1000}}));
+    EXPECT_EQ(Marks(media), (Marks4{{0, 0, 0, 0}, {1, 0, 0, 0}, {0, 0, 0, 0}}));
+    EXPECT_EQ(Render(media), Join({Frames(0, 0, 200), Frames(0, 200, 500, 2.0f), Frames(0, 500, 1000)}));
+    EXPECT_EQ(media.SectionOfTransform(probe), CSection(200, 500));
+    media.PrepareTransforms();
+    EXPECT_EQ(probe->m_resets, 1);
+
     TwoStreams two;
     auto* first = new GainTransform(2.0f);
     auto* second = new GainTransform(3.0f);
     two.media.ApplyTransform(CSection(500, 1500), first);
     two.media.ApplyTransform(CSection(500, 1500), second);
-    CEditedMedia& media = two.media;
-    EXPECT_EQ(Timelines(media), (std::vector<CSection>{{0, 500}, {500, 1000}, {0, 500}, {500, 1000}}));
-    EXPECT_EQ(media.GetEventAt(1)->GetChain().GetAt(0), first);
-    EXPECT_EQ(media.GetEventAt(1)->GetChain().GetAt(1), second);
-    EXPECT_EQ(media.GetEventAt(2)->GetChain().GetCount(), 2);
-    EXPECT_EQ(media.GetEventAt(3)->GetChain().GetCount(), 0);
-    EXPECT_EQ(media.GetLength(), 2000);
-    EXPECT_EQ(Render(media), Join({Frames(0, 0, 500), Frames(0, 500, 1000, 6.0f), Frames(5000, 0, 500, 6.0f),
-                                   Frames(5000, 500, 1000)}));
-
+    EXPECT_EQ(Timelines(two.media), (Sections{{0, 500}, {500, 1000}, {0, 500}, {500, 1000}}));
+    EXPECT_EQ(two.media.GetEventAt(1)->GetChain().GetAt(0), first);
+    EXPECT_EQ(two.media.GetEventAt(1)->GetChain().GetAt(1), second);
+    EXPECT_EQ(Marks(two.media), (Marks4{{0, 0, 0, 0}, {2, 0, 0, 0}, {2, 0, 0, 0}, {0, 0, 0, 0}}));
+    EXPECT_EQ(two.media.GetLength(), 2000);
+    EXPECT_EQ(Render(two.media), Join({Frames(0, 0, 500), Frames(0, 500, 1000, 6.0f),
+                                       Frames(5000, 0, 500, 6.0f), Frames(5000, 500, 1000)}));
     // At the end nothing is covered, but the transform is listed.
     auto* late = new GainTransform(1.0f);
-    media.ApplyTransform(CSection(2000, 2100), late);
-    EXPECT_EQ(media.GetEventCount(), 4);
-    EXPECT_EQ(media.GetTransformCount(), 3);
-    EXPECT_EQ(media.SectionOfTransform(late), CSection(2147483647, 0));
+    two.media.ApplyTransform(CSection(2000, 2100), late);
+    EXPECT_EQ(two.media.GetEventCount(), 4);
+    EXPECT_EQ(two.media.GetTransformCount(), 3);
+    EXPECT_EQ(two.media.SectionOfTransform(late), CSection(2147483647, 0));
 }
 
 TEST(EditedMediaEdits, ApplyTransform_SplittingAFadedEvent_MovesTheFadeToTheLastPiece) {
@@ -145,11 +198,8 @@ TEST(EditedMediaEdits, ApplyTransform_SplittingAFadedEvent_MovesTheFadeToTheLast
     media.GetEventAt(0)->SetTimelineSection(CSection(0, 1000));
     media.GetEventAt(0)->SetCrossFade(100);
     media.ApplyTransform(CSection(200, 500), new GainTransform(2.0f));
-    ASSERT_EQ(media.GetEventCount(), 3);
-    EXPECT_EQ(media.GetEventAt(0)->GetCrossFade(), 0);
-    EXPECT_EQ(media.GetEventAt(1)->GetCrossFade(), 0);
+    EXPECT_EQ(Marks(media), (Marks4{{0, 0, 0, 0}, {1, 0, 0, 0}, {0, 0, 0, 100}}));
     EXPECT_EQ(media.GetEventAt(1)->GetSourceRange(), CSection(200, 500));
-    EXPECT_EQ(media.GetEventAt(2)->GetCrossFade(), 100);
     EXPECT_EQ(media.GetEventAt(2)->GetSourceRange(), CSection(500, 1100));
     EXPECT_EQ(media.GetLength(), 1000);
 }
@@ -161,22 +211,21 @@ TEST(EditedMediaEdits, CopyTo_ExtractsTheRangeWithSharedStreamsAndUnshiftedMarke
     two.media.GetLabels().Add(1200, 0, "", "");
     CEditedMedia part;
     part.AddMedia(Numbered(10, 0.0f), 0); // replaced by the copy
-
     two.media.CopyTo(part, CSection(700, 1200));
-    EXPECT_EQ(Timelines(part), (std::vector<CSection>{{700, 1000}, {0, 200}}));
+    EXPECT_EQ(Timelines(part), (Sections{{700, 1000}, {0, 200}}));
     EXPECT_EQ(Render(part), Join({Frames(0, 700, 1000), Frames(5000, 0, 200)}));
     EXPECT_EQ(part.GetSourceCount(), 2);
     EXPECT_EQ(ObjectPool().GetRefCount(two.a), 2);
     ASSERT_EQ(part.GetLabels().GetCount(), 1);
-    EXPECT_EQ(part.GetLabels().GetAt(0)->m_position, 800);
-    EXPECT_EQ(part.GetLabels().GetAt(0)->m_type, 7);
-    EXPECT_EQ(part.GetLabels().GetAt(0)->m_firstText, "");
+    const CLabelData* label = part.GetLabels().GetAt(0);
+    EXPECT_EQ(std::make_tuple(label->m_position, label->m_type, label->m_firstText),
+              std::make_tuple(int64_t{800}, 7, std::string()));
 
     // Inside one event: one piece. Ending on a boundary: no empty last piece.
     two.media.CopyTo(part, CSection(1100, 1300));
-    EXPECT_EQ(Timelines(part), (std::vector<CSection>{{100, 300}}));
+    EXPECT_EQ(Timelines(part), (Sections{{100, 300}}));
     two.media.CopyTo(part, CSection(500, 1000));
-    EXPECT_EQ(Timelines(part), (std::vector<CSection>{{500, 1000}}));
+    EXPECT_EQ(Timelines(part), (Sections{{500, 1000}}));
     // Past the end: an empty document that still lists the sources.
     two.media.CopyTo(part, CSection(2000, 2500));
     EXPECT_EQ(part.GetEventCount(), 0);
@@ -190,7 +239,6 @@ TEST(EditedMediaEdits, MoveTo_HandsOverEveryEventIncludingEmptyOnesAndTheMarkers
     two.media.GetLabels().Add(5000, 2, "behind", "the end");
     // An empty event, which a copy by section would not carry over.
     two.media.GetEventAt(0)->SetTimelineSection(CSection(0, 0));
-    const int32_t events = two.media.GetEventCount();
     const std::vector<CMediaEvent*> moved = two.media.GetEvents();
     const std::vector<float> sound = Render(two.media);
 
@@ -198,7 +246,6 @@ TEST(EditedMediaEdits, MoveTo_HandsOverEveryEventIncludingEmptyOnesAndTheMarkers
     whole.AddMedia(Numbered(10, 0.0f), 0); // replaced
     two.media.MoveTo(whole, true);
     EXPECT_EQ(whole.GetEvents(), moved);
-    EXPECT_EQ(whole.GetEventCount(), events);
     EXPECT_EQ(Render(whole), sound);
     EXPECT_EQ(two.media.GetEventCount(), 0);
     EXPECT_EQ(two.media.GetSourceCount(), 2); // the donor keeps its references
@@ -223,13 +270,9 @@ TEST(EditedMediaEdits, DeleteSection_InsideOneEvent_SplitsAndMarksThePieceBehind
     media.GetEventAt(0)->SetTimelineSection(CSection(0, 1000));
     media.GetEventAt(0)->SetCrossFade(50);
     media.DeleteSection(CSection(300, 400), true);
-    ASSERT_EQ(media.GetEventCount(), 2);
-    EXPECT_EQ(Timelines(media), (std::vector<CSection>{{0, 300}, {400, 1000}}));
-    EXPECT_FALSE(media.GetEventAt(0)->m_spliceFlag);
-    EXPECT_TRUE(media.GetEventAt(1)->m_spliceFlag);
-    // The piece behind the cut loses the fade; the piece in front keeps its own.
-    EXPECT_EQ(media.GetEventAt(1)->GetCrossFade(), 0);
-    EXPECT_EQ(media.GetEventAt(0)->GetCrossFade(), 50);
+    EXPECT_EQ(Timelines(media), (Sections{{0, 300}, {400, 1000}}));
+    // The piece behind the cut is marked and loses the fade; the piece in front keeps its own.
+    EXPECT_EQ(Marks(media), (Marks4{{0, 0, 0, 50}, {0, 1, 0, 0}}));
     EXPECT_EQ(Render(media), Join({Frames(0, 0, 300), Frames(0, 400, 1000)}));
 }
 
@@ -239,41 +282,37 @@ TEST(EditedMediaEdits, DeleteSection_AcrossAndOnBoundaries_RemovesWholeEventsAnd
     two.media.AddMedia(c, 2000);
     two.media.DeleteSection(CSection(1000, 1000), false); // the empty piece left in front of B
     ASSERT_EQ(two.media.GetEventCount(), 3);
-
-    // From inside A to inside C: B goes entirely.
-    CEditedMedia& media = two.media;
+    const struct {
+        CSection cut;
+        Sections left;
+        int marked; // the event expected to carry the splice mark, or -1
+        VectorStream* stream;
+    } cases[] = {
+        {{900, 2100}, {{0, 900}, {100, 1000}}, 1, c},      // from inside A to inside C: B goes
+        {{1000, 2000}, {{0, 1000}, {0, 1000}}, 1, c},      // exactly B: A and C stay whole
+        {{0, 1000}, {{0, 1000}, {0, 1000}}, 0, two.b},     // the first event goes, the next is marked
+        {{2000, 3000}, {{0, 1000}, {0, 1000}}, -1, two.a}, // the tail: nothing behind to mark
+    };
+    for (const auto& k : cases) {
+        CEditedMedia copy;
+        two.media.CopyTo(copy, CSection(0, 3000));
+        copy.DeleteSection(k.cut, true);
+        EXPECT_EQ(Timelines(copy), k.left) << k.cut.m_start;
+        for (int32_t i = 0; i < copy.GetEventCount(); ++i)
+            EXPECT_EQ(copy.GetEventAt(i)->m_spliceFlag, i == k.marked) << k.cut.m_start << " event " << i;
+        EXPECT_EQ(copy.GetEventAt(std::max(k.marked, 0))->GetStream(), k.stream) << k.cut.m_start;
+        copy.Clear();
+    }
     CEditedMedia copy;
-    media.CopyTo(copy, CSection(0, 3000));
+    two.media.CopyTo(copy, CSection(0, 3000));
     copy.DeleteSection(CSection(900, 2100), true);
-    EXPECT_EQ(Timelines(copy), (std::vector<CSection>{{0, 900}, {100, 1000}}));
-    EXPECT_TRUE(copy.GetEventAt(1)->m_spliceFlag);
     EXPECT_EQ(Render(copy), Join({Frames(0, 0, 900), Frames(9000, 100, 1000)}));
 
-    // Exactly B: A and C stay whole, C is marked.
-    media.CopyTo(copy, CSection(0, 3000));
-    copy.DeleteSection(CSection(1000, 2000), true);
-    EXPECT_EQ(Timelines(copy), (std::vector<CSection>{{0, 1000}, {0, 1000}}));
-    EXPECT_EQ(copy.GetEventAt(1)->GetStream(), c);
-    EXPECT_TRUE(copy.GetEventAt(1)->m_spliceFlag);
-
-    // Exactly the first event: it goes, the next one is marked.
-    media.CopyTo(copy, CSection(0, 3000));
-    copy.DeleteSection(CSection(0, 1000), true);
-    EXPECT_EQ(copy.GetEventCount(), 2);
-    EXPECT_EQ(copy.GetEventAt(0)->GetStream(), two.b);
-    EXPECT_TRUE(copy.GetEventAt(0)->m_spliceFlag);
-
-    // The tail: nothing behind to mark.
-    media.CopyTo(copy, CSection(0, 3000));
-    copy.DeleteSection(CSection(2000, 3000), true);
-    EXPECT_EQ(copy.GetLength(), 2000);
-    EXPECT_FALSE(copy.GetEventAt(1)->m_spliceFlag);
-
     // Everything: no event, but the format still comes from the first source.
-    media.DeleteSection(CSection(0, 3000), false);
-    EXPECT_EQ(media.GetEventCount(), 0);
-    EXPECT_EQ(media.GetLength(), 0);
-    EXPECT_EQ(media.GetFormat(), two.a->GetFormat());
+    two.media.DeleteSection(CSection(0, 3000), false);
+    EXPECT_EQ(two.media.GetEventCount(), 0);
+    EXPECT_EQ(two.media.GetLength(), 0);
+    EXPECT_EQ(two.media.GetFormat(), two.a->GetFormat());
 }
 
 TEST(EditedMediaEdits, InsertMedia_InTheMiddle_SplitsAndMarksThePastedEvents) {
@@ -288,13 +327,10 @@ TEST(EditedMediaEdits, InsertMedia_InTheMiddle_SplitsAndMarksThePastedEvents) {
     two.media.GetEventAt(0)->SetCrossFade(10);
 
     two.media.InsertMedia(clip, 400, true);
-    EXPECT_TRUE(clip.GetEventAt(0)->m_pastedFlag);
-    EXPECT_FALSE(clip.GetEventAt(0)->m_spliceFlag);
+    EXPECT_EQ(Marks(clip)[0], (std::array<int64_t, 4>{1, 0, 1, 0}));
     CEditedMedia& media = two.media;
-    EXPECT_EQ(Timelines(media), (std::vector<CSection>{{0, 400}, {0, 100}, {400, 990}, {0, 1000}}));
-    EXPECT_TRUE(media.GetEventAt(1)->m_pastedFlag);
-    EXPECT_EQ(media.GetEventAt(0)->GetCrossFade(), 10);
-    EXPECT_EQ(media.GetEventAt(2)->GetCrossFade(), 0);
+    EXPECT_EQ(Timelines(media), (Sections{{0, 400}, {0, 100}, {400, 990}, {0, 1000}}));
+    EXPECT_EQ(Marks(media), (Marks4{{0, 0, 0, 10}, {1, 0, 1, 0}, {0, 0, 0, 0}, {0, 0, 0, 0}}));
     EXPECT_EQ(media.GetTransformCount(), 1);
     EXPECT_EQ(ObjectPool().GetRefCount(gain), 2);
     EXPECT_EQ(Render(media), Join({Frames(0, 0, 400), Frames(7000, 0, 100, 0.5f), Frames(0, 400, 990),
@@ -328,32 +364,32 @@ TEST(EditedMediaEdits, MoveSplice_IsHeldByTheNextEventTheOwnStartAndTheStreamEnd
     media.AddMedia(Numbered(1000, 0.0f), 0);
     media.AddMedia(Numbered(1000, 5000.0f), 100);
     media.DeleteSection(CSection(100, 600), false);
-    ASSERT_EQ(Timelines(media), (std::vector<CSection>{{0, 100}, {500, 1000}, {100, 1000}}));
+    ASSERT_EQ(Timelines(media), (Sections{{0, 100}, {500, 1000}, {100, 1000}}));
     CMediaEvent* first = media.GetEventAt(0);
     CMediaEvent* middle = media.GetEventAt(1);
-
-    // The middle event already reaches its stream's end.
-    EXPECT_EQ(media.MoveSplice(middle, 50), 0);
-    EXPECT_EQ(media.MoveSplice(middle, -50), -50);
-    EXPECT_EQ(Timelines(media), (std::vector<CSection>{{0, 100}, {500, 950}, {50, 1000}}));
-    EXPECT_EQ(media.GetLength(), 1500);
-    EXPECT_EQ(Render(media), Join({Frames(0, 0, 100), Frames(5000, 500, 950), Frames(0, 50, 1000)}));
-
-    // The next event cannot start before its stream does.
-    EXPECT_EQ(media.MoveSplice(middle, -1000), -50);
-    EXPECT_EQ(Timelines(media), (std::vector<CSection>{{0, 100}, {500, 900}, {0, 1000}}));
-
-    // Back past the own start: stops there, leaving the event empty.
-    EXPECT_EQ(media.MoveSplice(first, -5000), -100);
-    EXPECT_EQ(Timelines(media), (std::vector<CSection>{{0, 0}, {400, 900}, {0, 1000}}));
-    // On past the next event's end: stops there.
-    EXPECT_EQ(media.MoveSplice(first, 5000), 500);
-    EXPECT_EQ(Timelines(media), (std::vector<CSection>{{0, 500}, {900, 900}, {0, 1000}}));
-    EXPECT_EQ(media.MoveSplice(first, 1), 0);
-    EXPECT_EQ(media.GetLength(), 1500);
-
-    EXPECT_EQ(media.MoveSplice(media.GetEventAt(2), 10), 0);
-    EXPECT_EQ(media.MoveSplice(nullptr, 10), 0);
+    const struct {
+        CMediaEvent* event;
+        int64_t delta, moved;
+        Sections after; // empty: unchanged
+    } steps[] = {
+        {middle, 50, 0, {}}, // the middle event already reaches its stream's end
+        {middle, -50, -50, {{0, 100}, {500, 950}, {50, 1000}}},
+        {middle, -1000, -50, {{0, 100}, {500, 900}, {0, 1000}}}, // the next cannot start before its stream
+        {first, -5000, -100, {{0, 0}, {400, 900}, {0, 1000}}},   // back past the own start: stops there
+        {first, 5000, 500, {{0, 500}, {900, 900}, {0, 1000}}},   // on past the next event's end: stops
+        {first, 1, 0, {}},
+        {media.GetEventAt(2), 10, 0, {}},
+        {nullptr, 10, 0, {}},
+    };
+    for (const auto& s : steps) {
+        const Sections before = Timelines(media);
+        EXPECT_EQ(media.MoveSplice(s.event, s.delta), s.moved) << s.delta;
+        EXPECT_EQ(Timelines(media), s.after.empty() ? before : s.after) << s.delta;
+        EXPECT_EQ(media.GetLength(), 1500);
+        if (s.moved == -50 && s.delta == -50) {
+            EXPECT_EQ(Render(media), Join({Frames(0, 0, 100), Frames(5000, 500, 950), Frames(0, 50, 1000)}));
+        }
+    }
 }
 
 TEST(EditedMediaEdits, MoveSplice_OfAStretchedEvent_MovesBySourceFramesTimesItsFactor) {
@@ -362,14 +398,12 @@ TEST(EditedMediaEdits, MoveSplice_OfAStretchedEvent_MovesBySourceFramesTimesItsF
     media.AddMedia(Numbered(1000, 5000.0f), 1000);
     media.DeleteSection(CSection(1000, 1300), false);
     media.DeleteSection(CSection(1700, 2700), false); // a(0,1000) b(300,1000)
-    auto* half = new test::DecimateTransform(2);
-    media.ApplyTransform(CSection(0, 1000), half);
-    ASSERT_EQ(Timelines(media), (std::vector<CSection>{{0, 500}, {300, 1000}}));
-
+    media.ApplyTransform(CSection(0, 1000), new test::DecimateTransform(2));
+    ASSERT_EQ(Timelines(media), (Sections{{0, 500}, {300, 1000}}));
     // 100 document frames are 200 source frames of the halved event; the next event, unstretched,
     // gives up 200 of its own frames for the 100 the first one gains.
     EXPECT_EQ(media.MoveSplice(media.GetEventAt(0), 100), 100);
-    EXPECT_EQ(Timelines(media), (std::vector<CSection>{{0, 600}, {500, 1000}}));
+    EXPECT_EQ(Timelines(media), (Sections{{0, 600}, {500, 1000}}));
     EXPECT_EQ(media.GetEventAt(0)->GetSourceRange(), CSection(0, 1200));
     EXPECT_EQ(media.GetLength(), 1100);
     std::vector<float> halved;
@@ -385,10 +419,9 @@ TEST(EditedMediaEdits, RangesStartingOnABoundary_BeginWithTheLaterEvent) {
     EXPECT_EQ(two.media.GetEventCount(), 2);
     EXPECT_EQ(two.media.GetEventAt(0)->GetChain().GetCount(), 0);
     EXPECT_EQ(two.media.GetEventAt(1)->GetChain().GetAt(0), gain);
-
     CEditedMedia part;
     two.media.CopyTo(part, CSection(1000, 1500));
-    EXPECT_EQ(Timelines(part), (std::vector<CSection>{{0, 500}}));
+    EXPECT_EQ(Timelines(part), (Sections{{0, 500}}));
     EXPECT_EQ(part.GetEventAt(0)->GetStream(), two.b);
     EXPECT_EQ(Render(part), Frames(5000, 0, 500, 2.0f));
 }
@@ -399,8 +432,7 @@ TEST(EditedMediaEdits, Compact_JoinsPlainNeighboursOfOneStreamButNotUnderOneEffe
     media.DeleteSection(CSection(400, 400), false); // a cut of nothing splits at 400
     ASSERT_EQ(media.GetEventCount(), 2);
     media.Compact();
-    EXPECT_EQ(Timelines(media), (std::vector<CSection>{{0, 1000}}));
-
+    EXPECT_EQ(Timelines(media), (Sections{{0, 1000}}));
     auto* shared = new GainTransform(2.0f);
     media.ApplyTransform(CSection(0, 400), shared);
     media.ApplyTransform(CSection(400, 1000), shared);
@@ -416,7 +448,6 @@ TEST(EditedMediaEdits, Compact_JoinsPlainNeighboursOfOneStreamButNotUnderOneEffe
     other.Compact();
     EXPECT_EQ(other.GetEventCount(), 1);
     EXPECT_EQ(Render(other), Frames(0, 0, 1000, 2.0f));
-
     // Neighbours from different places of the stream stay apart.
     CEditedMedia gap;
     gap.AddMedia(Numbered(1000, 0.0f), 0);
@@ -434,16 +465,15 @@ TEST(EditedMediaEdits, Compact_AfterAnEmptyEvent_SkipsOneAndThrowsWhenTheEmptyOn
     media.GetEventAt(2)->SetTimelineSection(CSection(400, 1000));
     media.Compact();
     // The empty event went; the event behind it was not examined, so no join.
-    EXPECT_EQ(Timelines(media), (std::vector<CSection>{{0, 400}, {400, 1000}}));
+    EXPECT_EQ(Timelines(media), (Sections{{0, 400}, {400, 1000}}));
     media.Compact();
-    EXPECT_EQ(Timelines(media), (std::vector<CSection>{{0, 1000}}));
-
+    EXPECT_EQ(Timelines(media), (Sections{{0, 1000}}));
     media.AddMedia(Numbered(10, 0.0f), 1000); // empty, whole a, new
     media.GetEventAt(2)->SetTimelineSection(CSection(5, 5));
     // The whole event behind the first empty one is skipped; the walk goes on with the empty last
     // one, deletes it and finds nothing behind.
     EXPECT_THROW(media.Compact(), std::invalid_argument);
-    EXPECT_EQ(Timelines(media), (std::vector<CSection>{{0, 1000}}));
+    EXPECT_EQ(Timelines(media), (Sections{{0, 1000}}));
 }
 
 TEST(EditedMediaEdits, RemoveTransform_AfterSectionOfTransformSpansIt_JoinsThePiecesAndKeepsItListed) {
@@ -457,9 +487,8 @@ TEST(EditedMediaEdits, RemoveTransform_AfterSectionOfTransformSpansIt_JoinsThePi
     EXPECT_EQ(media.GetEventCount(), 5);
     // The hull spans the uncovered events between.
     EXPECT_EQ(media.SectionOfTransform(gain), CSection(100, 1000));
-
     media.RemoveTransform(gain);
-    EXPECT_EQ(Timelines(media), (std::vector<CSection>{{0, 600}, {600, 700}, {700, 1000}}));
+    EXPECT_EQ(Timelines(media), (Sections{{0, 600}, {600, 700}, {700, 1000}}));
     EXPECT_EQ(Render(media), Join({Frames(0, 0, 600), Frames(0, 600, 700, 3.0f), Frames(0, 700, 1000)}));
     EXPECT_EQ(media.GetTransformCount(), 2);
     EXPECT_FALSE(gone);
@@ -481,17 +510,14 @@ public:
         ++m_queries;
         return m_answer;
     }
-    int m_refs = 0;
-    int m_changes = 0;
-    int m_queries = 0;
+    int m_refs = 0, m_changes = 0, m_queries = 0;
     int32_t m_answer = 0;
     int64_t m_progress = 0;
     std::u16string m_path;
 };
 
 TEST(EditedMediaEdits, NotifyListeners_TellsTheFirstOrAsksEachUntilOneSaysNo) {
-    CountingListener first;
-    CountingListener second;
+    CountingListener first, second;
     {
         CEditedMedia media;
         EXPECT_FALSE(media.NotifyListeners(true, nullptr, 0));
@@ -500,20 +526,17 @@ TEST(EditedMediaEdits, NotifyListeners_TellsTheFirstOrAsksEachUntilOneSaysNo) {
         media.AddListener(&second);
         EXPECT_EQ(first.m_refs, 1);
         EXPECT_EQ(media.GetListenerCount(), 2);
-
         EXPECT_TRUE(media.NotifyListeners(true, u"/tmp/a.wav", int64_t{1} << 40));
         EXPECT_EQ(first.m_path, u"/tmp/a.wav");
         EXPECT_EQ(first.m_progress, int64_t{1} << 40);
         EXPECT_EQ(second.m_changes, 0);
         first.m_answer = 1;
         EXPECT_FALSE(media.NotifyListeners(true, nullptr, 0));
-
         EXPECT_FALSE(media.NotifyListeners(false, nullptr, 0));
         EXPECT_EQ(second.m_queries, 0);
         first.m_answer = 0;
         EXPECT_TRUE(media.NotifyListeners(false, nullptr, 0));
         EXPECT_EQ(second.m_queries, 1);
-
         media.RemoveListener(&first);
         EXPECT_EQ(first.m_refs, 0);
         EXPECT_EQ(media.GetListenerCount(), 1);

@@ -23,17 +23,10 @@ namespace tw {
 namespace {
 
 using test::GainTransform;
+using test::Numbered;
 using test::PeakStream;
-using test::VectorStream;
-
-// Frame n of channel c holds base + n + c / 10, so each sample tells its stream, frame and channel.
-VectorStream* Numbered(int64_t frames, float base, int channels = 1) {
-    std::vector<float> samples(static_cast<size_t>(frames * channels));
-    for (int64_t n = 0; n < frames; ++n)
-        for (int c = 0; c < channels; ++c)
-            samples[static_cast<size_t>(n * channels + c)] = base + static_cast<float>(n) + 0.1f * c;
-    return new VectorStream(std::move(samples), channels);
-}
+using test::Read;
+using test::ReadAt;
 
 // A sine-like wave of small integers scaled into +-1, mono, different in every 256-frame block.
 PeakStream* Wave(int64_t frames) {
@@ -97,20 +90,6 @@ public:
     std::function<void(int)> afterWrite;
 };
 
-std::vector<float> Read(CEditedMedia& media, ReadCursor& cursor, int64_t frames, int channels = 1) {
-    CMediaData block(frames, 4 * channels);
-    media.ReadSamples(cursor, block);
-    return std::vector<float>(block.GetFloats(), block.GetFloats() + frames * channels);
-}
-
-std::vector<float> ReadAt(CEditedMedia& media, int64_t position, int64_t frames, int channels = 1) {
-    ReadCursor* cursor = media.MakeCursor();
-    media.Seek(*cursor, position);
-    std::vector<float> out = Read(media, *cursor, frames, channels);
-    media.FreeCursor(cursor);
-    return out;
-}
-
 void ExpectNear(const std::vector<float>& actual, const std::vector<float>& expected, float tolerance) {
     ASSERT_EQ(actual.size(), expected.size());
     for (size_t i = 0; i < actual.size(); ++i)
@@ -148,8 +127,7 @@ TEST(ReadSamples, PastTheEndAndOnAnEmptyListGiveSilence) {
     CEditedMedia empty;
     ReadCursor* cursor = empty.MakeCursor();
     EXPECT_EQ(cursor->event, ReadCursor::kNone);
-    std::vector<float> silence = Read(empty, *cursor, 300);
-    EXPECT_TRUE(std::all_of(silence.begin(), silence.end(), [](float v) { return v == 0.0f; }));
+    EXPECT_EQ(Read(empty, *cursor, 300), std::vector<float>(300, 0.0f));
     empty.FreeCursor(cursor);
 
     CEditedMedia media;
@@ -157,13 +135,9 @@ TEST(ReadSamples, PastTheEndAndOnAnEmptyListGiveSilence) {
     // A block straddling the end: the samples, then zeros; a later block only zeros.
     cursor = media.MakeCursor();
     media.Seek(*cursor, 90);
-    std::vector<float> straddle = Read(media, *cursor, 20);
-    for (int i = 0; i < 10; ++i)
-        EXPECT_EQ(straddle[static_cast<size_t>(i)], 91.0f + i);
-    for (int i = 10; i < 20; ++i)
-        EXPECT_EQ(straddle[static_cast<size_t>(i)], 0.0f);
-    std::vector<float> after = Read(media, *cursor, 50);
-    EXPECT_TRUE(std::all_of(after.begin(), after.end(), [](float v) { return v == 0.0f; }));
+    EXPECT_EQ(Read(media, *cursor, 20),
+              test::Join({test::Frames(1.0f, 90, 100), std::vector<float>(10, 0.0f)}));
+    EXPECT_EQ(Read(media, *cursor, 50), std::vector<float>(50, 0.0f));
     media.FreeCursor(cursor);
     EXPECT_EQ(ReadAt(media, 5000, 4), std::vector<float>(4, 0.0f));
 }
@@ -312,17 +286,6 @@ TEST(Render, WritesFiftyMillisecondBlocksThroughPostEffectsAndAMask) {
     EXPECT_FLOAT_EQ(wrapped.samples[1], 0.1f);
 }
 
-TEST(Render, AnEmptySectionWritesNothingAndSucceeds) {
-    CEditedMedia media;
-    media.AddMedia(Numbered(1000, 0.0f), 0);
-    CollectSink sink;
-    EXPECT_TRUE(media.Render(sink, CSection(300, 300), nullptr, true, nullptr, nullptr));
-    EXPECT_EQ(sink.writes, 0);
-    CEditedMedia empty;
-    EXPECT_TRUE(empty.Render(sink, CSection(0, 1000), nullptr, false, nullptr, nullptr));
-    EXPECT_EQ(sink.writes, 0);
-}
-
 TEST(Render, LoopWrapsWithACounterUntilStopped) {
     CEditedMedia media;
     media.AddMedia(Numbered(10000, 0.0f), 0);
@@ -348,10 +311,13 @@ TEST(Render, LoopWrapsWithACounterUntilStopped) {
     EXPECT_EQ(again.writes, 1);
 }
 
-TEST(Render, ARefusingSinkEndsTheRenderWithFalse) {
-    CEditedMedia media;
+TEST(Render, AnEmptySectionWritesNothingAndARefusingSinkEndsTheRenderWithFalse) {
+    CEditedMedia media, empty;
     media.AddMedia(Numbered(10000, 0.0f), 0);
     CollectSink sink;
+    EXPECT_TRUE(media.Render(sink, CSection(300, 300), nullptr, true, nullptr, nullptr));
+    EXPECT_TRUE(empty.Render(sink, CSection(0, 1000), nullptr, false, nullptr, nullptr));
+    EXPECT_EQ(sink.writes, 0);
     sink.refuseAt = 2;
     EXPECT_FALSE(media.Render(sink, CSection(0, 10000), nullptr, false, nullptr, nullptr));
     EXPECT_EQ(sink.writes, 2);

@@ -55,15 +55,15 @@ TEST(FloatLIFO, PushBlock_ThatWouldFillTheRing_GrowsAndKeepsPendingOrder) {
     EXPECT_EQ(all, c);
 }
 
-TEST(FloatLIFO, PopBlock_AdvanceZeroPeeksAndAPositiveAdvanceMovesByItself) {
+TEST(FloatLIFO, PeekSkipAndPopBeyondWhatIsPending) {
     CFloatLIFO ring;
     auto a = Counting(1, 4);
     ring.PushBlock(a.data(), 4);
     std::vector<float> out(3);
-    ring.PopBlock(out.data(), 3, 0);
+    ring.PopBlock(out.data(), 3, 0); // advance zero peeks
     EXPECT_EQ(out, Counting(1, 3));
     EXPECT_EQ(ring.Size(), 4u);
-    ring.PopBlock(out.data(), 3, 1);
+    ring.PopBlock(out.data(), 3, 1); // a positive advance moves by itself
     EXPECT_EQ(ring.Size(), 3u);
     EXPECT_FLOAT_EQ(ring.Pop(), 2.0f);
     ring.Skip(1);
@@ -71,17 +71,14 @@ TEST(FloatLIFO, PopBlock_AdvanceZeroPeeksAndAPositiveAdvanceMovesByItself) {
     ring.Push(9.0f);
     ring.Clear();
     EXPECT_EQ(ring.Size(), 0u);
-}
-
-TEST(FloatLIFO, PopBlock_BeyondWhatIsPending_GivesSilenceForTheRest) {
-    CFloatLIFO ring(8);
+    // More than is pending: silence for the rest.
     float one = 0.5f;
     ring.PushBlock(&one, 1);
-    std::vector<float> out(20, 7.0f);
+    out.assign(20, 7.0f);
     ring.PopBlock(out.data(), 20);
-    EXPECT_FLOAT_EQ(out[0], 0.5f);
-    for (size_t i = 1; i < out.size(); ++i)
-        EXPECT_FLOAT_EQ(out[i], 0.0f);
+    std::vector<float> expected(20, 0.0f);
+    expected[0] = 0.5f;
+    EXPECT_EQ(out, expected);
 }
 
 } // namespace

@@ -3,37 +3,35 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <vector>
 
 namespace tw {
 namespace {
 
-TEST(LabelList, Insert_KeepsRisingOrderWhateverTheArrivalOrder) {
+std::vector<int64_t> Positions(const CLabelList& list) {
+    std::vector<int64_t> out;
+    for (int32_t i = 0; i < list.GetCount(); ++i)
+        out.push_back(list.GetAt(i)->m_position);
+    return out;
+}
+
+TEST(LabelList, Insert_KeepsRisingOrderAndAnOccupiedPositionReplacesWithoutDeleting) {
     CLabelList list;
-    list.Add(300, 0, "", "");
-    list.Add(100, 0, "", "");
-    list.Add(200, 5, "a", "b");
-    list.Add(400, 0, "", "");
-    ASSERT_EQ(list.GetCount(), 4);
-    EXPECT_EQ(list.GetAt(0)->m_position, 100);
-    EXPECT_EQ(list.GetAt(1)->m_position, 200);
+    for (int64_t at : {300, 100, 200, 400})
+        list.Add(at, at == 200 ? 5 : 0, "", "");
+    EXPECT_EQ(Positions(list), (std::vector<int64_t>{100, 200, 300, 400}));
     EXPECT_EQ(list.GetAt(1)->m_type, 5);
-    EXPECT_EQ(list.GetAt(2)->m_position, 300);
     EXPECT_EQ(list.LastPosition(), 400);
     EXPECT_EQ(list.GetAt(4), nullptr);
     EXPECT_EQ(list.GetAt(-1), nullptr);
-}
 
-TEST(LabelList, Insert_AtAnOccupiedPosition_ReplacesTheOldMarkerWithoutDeletingIt) {
-    CLabelList list;
-    auto* old = new CLabelData(100, 0, "old", "");
-    list.Insert(old);
-    list.Add(50, 0, "", "");
+    auto* old = list.GetAt(0);
     auto* replacement = new CLabelData(100, 3, "new", "");
     EXPECT_TRUE(list.Insert(replacement));
-    ASSERT_EQ(list.GetCount(), 2);
-    EXPECT_EQ(list.GetAt(1), replacement);
+    EXPECT_EQ(Positions(list), (std::vector<int64_t>{100, 200, 300, 400}));
+    EXPECT_EQ(list.GetAt(0), replacement);
     // Unlinked, still alive, and the caller's to delete.
-    EXPECT_EQ(old->m_firstText, "old");
+    EXPECT_EQ(old->m_position, 100);
     EXPECT_FALSE(list.Remove(old));
     delete old;
 }
@@ -45,8 +43,7 @@ TEST(LabelList, RemoveAt_SignExtendsThe32BitPositionAndDoesNotDelete) {
     std::unique_ptr<CLabelData> removed(list.RemoveAt(-1));
     ASSERT_NE(removed, nullptr);
     EXPECT_EQ(removed->m_position, -1);
-    EXPECT_EQ(list.GetCount(), 1);
-    EXPECT_EQ(list.GetAt(0)->m_position, int64_t{0xFFFFFFFF});
+    EXPECT_EQ(Positions(list), (std::vector<int64_t>{0xFFFFFFFF}));
     EXPECT_EQ(list.RemoveAt(-1), nullptr);
 }
 
@@ -59,7 +56,6 @@ TEST(LabelList, FirstNext_WalkOnceAndNextAfterTheEndGivesNull) {
     EXPECT_EQ(list.Next(), nullptr);
     EXPECT_EQ(list.Next(), nullptr);
     EXPECT_EQ(list.First()->m_position, 10);
-
     list.Clear();
     EXPECT_EQ(list.GetCount(), 0);
     EXPECT_EQ(list.First(), nullptr);

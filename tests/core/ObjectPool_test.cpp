@@ -7,50 +7,33 @@
 namespace tw {
 namespace {
 
-TEST(ObjectPool, Release_DeletesOnlyAtTheLastReference_AndIgnoresObjectsNotPooled) {
+TEST(ObjectPool, ReleaseDeletesAtTheLastReference_IgnoresStrangers_AndFindOfClassKeepsPoolOrder) {
     CObjectPool pool;
-    bool deleted = false;
-    auto* stream = test::VectorStream::Ramp(10, &deleted);
-    pool.AddRef(stream);
-    pool.AddRef(stream);
-    EXPECT_EQ(pool.GetRefCount(stream), 2);
-    pool.Release(stream);
-    EXPECT_FALSE(deleted);
-    EXPECT_EQ(pool.GetRefCount(stream), 1);
-    pool.Release(stream);
-    EXPECT_TRUE(deleted);
-    EXPECT_EQ(pool.GetCount(), 0);
+    bool deleted = false, foreignDeleted = false;
+    auto* a = test::VectorStream::Ramp(10, &deleted);
+    auto* gain = new test::GainTransform(2.0f);
+    auto* b = test::VectorStream::Ramp(2);
+    for (CObject* object : std::vector<CObject*>{a, gain, b, a})
+        pool.AddRef(object);
+    EXPECT_EQ(pool.GetRefCount(a), 2);
+    std::vector<CMediaStream*> streams;
+    pool.FindOfClass(streams);
+    EXPECT_EQ(streams, (std::vector<CMediaStream*>{a, b}));
+    std::vector<CTransformBase*> transforms;
+    pool.FindOfClass(transforms);
+    EXPECT_EQ(transforms, (std::vector<CTransformBase*>{gain}));
 
+    pool.Release(a);
+    EXPECT_FALSE(deleted);
+    EXPECT_EQ(pool.GetRefCount(a), 1);
+    pool.Release(a);
+    EXPECT_TRUE(deleted);
     // An object the pool never held is left alone.
-    bool foreignDeleted = false;
     test::VectorStream foreign({0.0f}, 1, &foreignDeleted);
     pool.Release(&foreign);
     pool.Release(nullptr);
     EXPECT_FALSE(foreignDeleted);
     EXPECT_EQ(pool.GetRefCount(&foreign), 0);
-}
-
-TEST(ObjectPool, FindOfClass_ListsPooledObjectsOfThatClassInPoolOrder) {
-    CObjectPool pool;
-    auto* a = test::VectorStream::Ramp(1);
-    auto* gain = new test::GainTransform(2.0f);
-    auto* b = test::VectorStream::Ramp(2);
-    pool.AddRef(a);
-    pool.AddRef(gain);
-    pool.AddRef(b);
-    pool.AddRef(a);
-
-    std::vector<CMediaStream*> streams;
-    pool.FindOfClass(streams);
-    ASSERT_EQ(streams.size(), 2u);
-    EXPECT_EQ(streams[0], a);
-    EXPECT_EQ(streams[1], b);
-    std::vector<CTransformBase*> transforms;
-    pool.FindOfClass(transforms);
-    ASSERT_EQ(transforms.size(), 1u);
-
-    pool.Release(a);
-    pool.Release(a);
     pool.Release(gain);
     pool.Release(b);
     EXPECT_EQ(pool.GetCount(), 0);

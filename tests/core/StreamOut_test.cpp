@@ -1,5 +1,5 @@
-// The quantiser shared by every sink: rounding and clipping at each width, and the statistics of
-// noise-shaped dither against the error-feedback model of the two filters.
+// The quantiser shared by every sink: rounding and clipping at each width, and noise-shaped dither
+// against its arithmetic written out sample by sample with the real filters and noise.
 #include "core/DitherNoise.h"
 #include "core/DitherWeight.h"
 #include "core/MediaData.h"
@@ -68,20 +68,22 @@ void ExpectWidth(int bits, const std::vector<Case>& cases) {
 constexpr float kLsb16 = 1.0f / 32768.0f;
 constexpr float kLsb24 = 1.0f / 8388608.0f;
 
-TEST(QuantizeFrames, EightBits_RoundsAroundTheMidpointAndClips) {
+TEST(QuantizeFrames, RoundsAndClipsAtEachWidth) {
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    const int32_t min32 = std::numeric_limits<int32_t>::min();
+    // 8 bits round around the midpoint (128.5 + 0.5 lands exactly on the next step, 128.5 - 0.5 on
+    // 128); 16 bits round half away from zero; 24 bits truncate toward zero; 32 bits clip through
+    // 64 bits.
     ExpectWidth(8, {{0.0f, 128},
                     {0.5f, 192},
                     {-0.5f, 64},
-                    {1.0f / 256.0f, 129},  // 128.5 + 0.5 lands exactly on the next step
-                    {-1.0f / 256.0f, 128}, // 128.5 - 0.5 = 128
+                    {1.0f / 256.0f, 129},
+                    {-1.0f / 256.0f, 128},
                     {0.99f, 255},
                     {1.0f, 255},
                     {1.7f, 255},
                     {-1.0f, 0},
                     {-3.0f, 0}});
-}
-
-TEST(QuantizeFrames, SixteenBits_RoundsHalfAwayFromZeroAndClipsAtBothEnds) {
     ExpectWidth(16, {{0.0f, 0},
                      {0.5f, 16384},
                      {-0.5f, -16384},
@@ -94,10 +96,7 @@ TEST(QuantizeFrames, SixteenBits_RoundsHalfAwayFromZeroAndClipsAtBothEnds) {
                      {-1.0f, -32768},
                      {2.0f, 32767},
                      {-2.0f, -32768},
-                     {std::numeric_limits<float>::quiet_NaN(), -32768}});
-}
-
-TEST(QuantizeFrames, TwentyFourBits_TruncatesTowardZeroWithoutRounding) {
+                     {nan, -32768}});
     ExpectWidth(24, {{0.0f, 0},
                      {0.5f, 4194304},
                      {-0.25f, -2097152},
@@ -107,18 +106,15 @@ TEST(QuantizeFrames, TwentyFourBits_TruncatesTowardZeroWithoutRounding) {
                      {-1.0f, -8388608},
                      {5.0f, 8388607},
                      {-5.0f, -8388608}});
-}
-
-TEST(QuantizeFrames, ThirtyTwoBits_IsIntegerAndClipsThroughSixtyFourBits) {
     ExpectWidth(32, {{0.0f, 0},
                      {0.5f, 1073741824},
                      {-0.5f, -1073741824},
                      {1.0f, 2147483647},
-                     {-1.0f, std::numeric_limits<int32_t>::min()},
+                     {-1.0f, min32},
                      {3.0f, 2147483647},
-                     {-3.0f, std::numeric_limits<int32_t>::min()},
+                     {-3.0f, min32},
                      {1e30f, 2147483647},
-                     {-1e30f, std::numeric_limits<int32_t>::min()}});
+                     {-1e30f, min32}});
 }
 
 TEST(QuantizeFrames, UnknownWidthsChannelCountsAndPartialFrames_WriteNothingBeyondWholeFrames) {
@@ -140,27 +136,21 @@ TEST(QuantizeFrames, UnknownWidthsChannelCountsAndPartialFrames_WriteNothingBeyo
     EXPECT_EQ(out[4], 0xEE);
 }
 
-TEST(DitherWeight, ImpulseResponses_FollowTheTwoFilters) {
+TEST(DitherWeight, ImpulseResponsesFollowTheTwoFilters_AndSelectClearsOnlyTheFeedback) {
     CDitherWeight fir;
     fir.Select(CDitherWeight::kFIR3Taps);
     const float firExpected[] = {1.623f, -0.982f, 0.109f, 0.0f, 0.0f};
     for (int i = 0; i < 5; ++i)
         EXPECT_FLOAT_EQ(fir.Filter(i == 0 ? 1.0f : 0.0f), firExpected[i]) << i;
-
     // y0 = 2.245; y1 = -0.644 - 0.91 y0; then each y is -0.91 times the one before.
     CDitherWeight iir;
     iir.Select(CDitherWeight::kIIR2ndOrder);
     double y = 2.245;
     EXPECT_NEAR(iir.Filter(1.0f), y, 1e-6);
-    y = -0.644 - 0.91 * y;
-    EXPECT_NEAR(iir.Filter(0.0f), y, 1e-5);
-    for (int i = 0; i < 4; ++i) {
-        y = -0.91 * y;
-        EXPECT_NEAR(iir.Filter(0.0f), y, 1e-5);
+    for (int i = 0; i < 5; ++i) {
+        y = (i == 0 ? -0.644 : 0.0) - 0.91 * y;
+        EXPECT_NEAR(iir.Filter(0.0f), y, 1e-5) << i;
     }
-}
-
-TEST(DitherWeight, Select_ClearsOnlyTheFeedbackAndIgnoresUnknownNumbers) {
     CDitherWeight w;
     w.Select(CDitherWeight::kIIR2ndOrder);
     w.Filter(1.0f);
@@ -172,72 +162,7 @@ TEST(DitherWeight, Select_ClearsOnlyTheFeedbackAndIgnoresUnknownNumbers) {
     EXPECT_NEAR(w.Filter(0.0f), -0.644, 1e-6);
 }
 
-struct ErrorStats {
-    double mean = 0;
-    double variance = 0;
-    double lag1 = 0; // correlation of neighbouring errors
-    bool anyDifferent = false;
-};
-
-// Quantises `count` samples of the constant `level` (in 16-bit steps) and measures the output
-// minus the level.
-ErrorStats DitheredError(int filter, double level, int count) {
-    QuantizerOnly q;
-    std::srand(12345);
-    q.SetDither(true, filter);
-    const std::vector<float> input(static_cast<size_t>(count), static_cast<float>(level / 32768.0));
-    const auto out = Quantize(q, input, 16);
-    std::vector<double> error(static_cast<size_t>(count));
-    ErrorStats s;
-    for (int i = 0; i < count; ++i) {
-        error[i] = SampleAt(out, 16, i) - level;
-        s.mean += error[i];
-        s.anyDifferent |= SampleAt(out, 16, i) != SampleAt(out, 16, 0);
-    }
-    s.mean /= count;
-    double c1 = 0;
-    for (int i = 0; i < count; ++i) {
-        s.variance += (error[i] - s.mean) * (error[i] - s.mean);
-        if (i > 0)
-            c1 += (error[i] - s.mean) * (error[i - 1] - s.mean);
-    }
-    s.lag1 = c1 / s.variance;
-    s.variance /= count;
-    return s;
-}
-
-// Error feedback: out = level + 0.5 + e[k] - H(w[k] + e[k-1]), with e the truncation error
-// (uniform on (-1, 0], variance 1/12) and w the triangular noise of variance
-// 3 * (32768^2 - 1) / 12 / 196602^2. So the mean error is 0.5 * H(1), well inside one step, and the
-// error is shaped by 1 - z^-1 H(z): strongly anti-correlated from one sample to the next.
-TEST(SetDither, FirNoiseShaping_MatchesTheErrorFeedbackModel) {
-    const double c0 = 1.623, c1 = -0.982, c2 = 0.109;
-    const double w = 3.0 * (32768.0 * 32768.0 - 1.0) / 12.0 / (196602.0 * 196602.0);
-    const double h2 = c0 * c0 + c1 * c1 + c2 * c2;
-    const double variance = (1.0 + h2) / 12.0 + w * h2;
-    const double a[4] = {1.0, -c0, -c1, -c2};
-    const double lag1 = (a[0] * a[1] + a[1] * a[2] + a[2] * a[3]) / (1.0 + h2);
-
-    const ErrorStats s = DitheredError(CDitherWeight::kFIR3Taps, 1000.3, 200000);
-    EXPECT_TRUE(s.anyDifferent);
-    EXPECT_NEAR(s.mean, 0.5 * (c0 + c1 + c2), 0.05);
-    EXPECT_LT(std::fabs(s.mean), 0.5);
-    EXPECT_NEAR(s.variance, variance, 0.15 * variance);
-    EXPECT_NEAR(s.lag1, lag1, 0.1);
-}
-
-TEST(SetDither, IirNoiseShaping_HasTheModelsMeanAndHighFrequencyError) {
-    const ErrorStats s = DitheredError(CDitherWeight::kIIR2ndOrder, -2000.7, 200000);
-    const double dc = (2.245 - 0.644) / (1.0 + 0.91);
-    EXPECT_TRUE(s.anyDifferent);
-    // Negative levels round by -0.5 and truncate toward zero, so the truncation error is uniform
-    // on [0, 1) and the mean error changes sign.
-    EXPECT_NEAR(s.mean, -0.5 * dc, 0.05);
-    EXPECT_LT(s.lag1, -0.5);
-    EXPECT_GT(s.variance, 1.0 / 12.0);
-}
-
-TEST(SetDither, Off_GivesPlainRoundingAgainAndDitherNeverTouchesWideWidths) {
+TEST(SetDither, Off_GivesPlainRoundingAgain_WideWidthsAreNeverDithered_AndTheNoiseFollowsSrand) {
     QuantizerOnly q;
     q.SetDither(true, 1);
     EXPECT_TRUE(q.GetDither());
@@ -253,15 +178,13 @@ TEST(SetDither, Off_GivesPlainRoundingAgainAndDitherNeverTouchesWideWidths) {
     const auto out24 = Quantize(wide, small, 24);
     for (size_t i = 0; i < small.size(); ++i)
         ASSERT_EQ(SampleAt(out24, 24, i), 3);
-}
 
-TEST(SetDither, RunsAfterTheSameSrand_AreAlikeAndOthersDiffer) {
-    const std::vector<float> input(500, 0.1f);
+    // Runs after the same srand are alike, others differ.
     auto run = [&](unsigned origin) {
         std::srand(origin);
         QuantizerOnly q;
         q.SetDither(true, CDitherWeight::kIIR2ndOrder);
-        return Quantize(q, input, 8);
+        return Quantize(q, std::vector<float>(500, 0.1f), 8);
     };
     EXPECT_EQ(run(99), run(99));
     EXPECT_NE(run(99), run(100));
@@ -285,34 +208,19 @@ struct ReferenceQuantizer {
             for (int c = 0; c < channels; ++c) {
                 const size_t i = f * static_cast<size_t>(channels) + static_cast<size_t>(c);
                 float& e = error[c];
-                double v;
-                if (bits == 8) {
-                    v = in[i] * 128.0 + 128.5;
-                } else {
-                    v = in[i] * 32768.0;
+                double v = bits == 8 ? in[i] * 128.0 + 128.5 : in[i] * 32768.0;
+                if (bits != 8)
                     v = v >= 0.0 ? v + 0.5 : v - 0.5;
-                }
                 const double n = noise.Next() + e;
                 v -= weight[c].Filter(static_cast<float>(n));
                 const double high = bits == 8 ? 255.0 : 32767.0;
                 const double low = bits == 8 ? 0.0 : -32768.0;
-                int32_t q;
-                if (v >= high) {
-                    q = static_cast<int32_t>(high);
-                    e = 0.0f;
-                } else if (!(v > low)) {
-                    q = static_cast<int32_t>(low);
-                    e = 0.0f;
-                } else {
-                    q = static_cast<int32_t>(v);
-                    e = static_cast<float>(q - v);
-                }
-                if (bits == 8) {
-                    out.push_back(static_cast<uint8_t>(q));
-                } else {
-                    out.push_back(static_cast<uint8_t>(q & 0xFF));
+                const bool clipped = v >= high || !(v > low);
+                const auto q = static_cast<int32_t>(v >= high ? high : (clipped ? low : v));
+                e = clipped ? 0.0f : static_cast<float>(q - v);
+                out.push_back(static_cast<uint8_t>(q & 0xFF));
+                if (bits != 8)
                     out.push_back(static_cast<uint8_t>((q >> 8) & 0xFF));
-                }
             }
         }
     }

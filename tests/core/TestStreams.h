@@ -2,13 +2,18 @@
 // counts its reads, and transforms that scale, stretch or starve the blocks they get.
 #pragma once
 
+#include "core/EditedMedia.h"
+#include "core/MEReadAccess.h"
 #include "core/MediaData.h"
+#include "core/MediaEvent.h"
 #include "core/MediaStream.h"
 #include "core/PeakData.h"
+#include "core/ReadCursor.h"
 #include "core/Transform.h"
 
 #include <algorithm>
 #include <cstring>
+#include <initializer_list>
 #include <vector>
 
 namespace tw::test {
@@ -126,6 +131,68 @@ public:
     CMediaData* Process(CMediaData* input) override { return input; }
     std::string GetName() override { return "None"; }
 };
+
+// Frame n of channel c holds base + n + c / 10, so each sample tells its stream, frame and channel.
+inline VectorStream* Numbered(int64_t frames, float base, int channels = 1) {
+    std::vector<float> samples(static_cast<size_t>(frames * channels));
+    for (int64_t n = 0; n < frames; ++n)
+        for (int c = 0; c < channels; ++c)
+            samples[static_cast<size_t>(n * channels + c)] = base + static_cast<float>(n) + 0.1f * c;
+    return new VectorStream(std::move(samples), channels);
+}
+
+// base + from ... base + to - 1, times gain.
+inline std::vector<float> Frames(float base, int64_t from, int64_t to, float gain = 1.0f) {
+    std::vector<float> out;
+    for (int64_t i = from; i < to; ++i)
+        out.push_back((base + static_cast<float>(i)) * gain);
+    return out;
+}
+
+inline std::vector<float> Join(std::initializer_list<std::vector<float>> parts) {
+    std::vector<float> out;
+    for (const auto& part : parts)
+        out.insert(out.end(), part.begin(), part.end());
+    return out;
+}
+
+inline std::vector<CSection> Timelines(const CEditedMedia& media) {
+    std::vector<CSection> out;
+    for (const CMediaEvent* event : media.GetEvents())
+        out.push_back(event->GetTimelineSection());
+    return out;
+}
+
+// Plays each mono event's visible part through its own read access, one after the other (no fades).
+inline std::vector<float> Render(const CEditedMedia& media) {
+    std::vector<float> out;
+    for (const CMediaEvent* event : media.GetEvents()) {
+        const CSection a = event->GetTimelineSection();
+        if (a.SectionLength() <= 0)
+            continue;
+        CMEReadAccess* access = event->MakeReadAccess();
+        access->Seek(a.m_start);
+        CMediaData block(a.SectionLength(), 4);
+        access->Read(&block);
+        out.insert(out.end(), block.GetFloats(), block.GetFloats() + a.SectionLength());
+        delete access;
+    }
+    return out;
+}
+
+inline std::vector<float> Read(CEditedMedia& media, ReadCursor& cursor, int64_t frames, int channels = 1) {
+    CMediaData block(frames, 4 * channels);
+    media.ReadSamples(cursor, block);
+    return std::vector<float>(block.GetFloats(), block.GetFloats() + frames * channels);
+}
+
+inline std::vector<float> ReadAt(CEditedMedia& media, int64_t position, int64_t frames, int channels = 1) {
+    ReadCursor* cursor = media.MakeCursor();
+    media.Seek(*cursor, position);
+    std::vector<float> out = Read(media, *cursor, frames, channels);
+    media.FreeCursor(cursor);
+    return out;
+}
 
 // A stream that answers peaks from its own samples, as a peak file would hold them, and notes each
 // peak request with its mode.
