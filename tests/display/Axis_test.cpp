@@ -11,6 +11,8 @@
 #include <cstdlib>
 #include <string>
 #include <tuple>
+#include <utility>
+#include <vector>
 
 namespace tw {
 namespace {
@@ -20,12 +22,13 @@ using test::Canvas;
 using test::Inked;
 
 TEST(AxisStep, TheSeriesRunsOnFractionalPowersOfTen) {
-    const int64_t expected[] = {1, 4, 20, 10, 42, 230, 100, 430, 2320, 1000, 4308, 23205};
-    for (int i = 0; i < int(std::size(expected)); ++i)
-        EXPECT_EQ(AxisSeriesStep(i), expected[i]) << i;
+    std::vector<int64_t> steps;
+    for (int i = 0; i < 12; ++i)
+        steps.push_back(AxisSeriesStep(i));
+    EXPECT_EQ(steps, (std::vector<int64_t>{1, 4, 20, 10, 42, 230, 100, 430, 2320, 1000, 4308, 23205}));
 }
 
-TEST(AxisStep, TheFirstWideEnoughStepWinsNotTheSmallest) {
+TEST(AxisStep, TheFirstWideEnoughStepWinsNotTheSmallest_AndTheWantedDistanceGrowsWithTheDigits) {
     // -100 to 100 on 200 pixels: one pixel per unit, 25 pixels wanted, so 42 (not 20, not 10).
     EXPECT_EQ(AxisLabelDistance(true, true, 100), 25);
     EXPECT_EQ(ChooseAxisStep(1.0, 25), 42);
@@ -35,32 +38,24 @@ TEST(AxisStep, TheFirstWideEnoughStepWinsNotTheSmallest) {
     EXPECT_EQ(ChooseAxisStep(0.8, 16), 20);
     EXPECT_EQ(ChooseAxisStep(0.0, 16), 0);
     EXPECT_EQ(ChooseAxisStep(-1.0, 16), 0);
-}
-
-TEST(AxisStep, WantedDistanceGrowsWithTheDigits) {
-    EXPECT_EQ(AxisLabelDistance(true, false, 100000), 16);
-    EXPECT_EQ(AxisLabelDistance(false, false, 100), 25);
-    EXPECT_EQ(AxisLabelDistance(true, true, 10), 20);
-    EXPECT_EQ(AxisLabelDistance(true, true, 22050), 36); // log10 is 4.34
-    EXPECT_EQ(AxisLabelDistance(true, true, 0), 15);     // no logarithm of 0
-    EXPECT_EQ(AxisLabelDistance(true, true, -50), 15);
+    // The wanted distance grows with the digits; there is no logarithm of 0 or less.
+    const std::tuple<bool, bool, int64_t, int> distances[] = {
+        {true, false, 100000, 16}, {false, false, 100, 25}, {true, true, 10, 20},
+        {true, true, 22050, 36},   {true, true, 0, 15},     {true, true, -50, 15}};
+    for (const auto& [vertical, values, maximum, wanted] : distances)
+        EXPECT_EQ(AxisLabelDistance(vertical, values, maximum), wanted) << maximum;
 }
 
 TEST(AxisLayout, RisingAndFallingAxesWalkFromTheirStart) {
-    const std::vector<AxisMark> rising = LayoutAxis(-100, 100, 200, 25);
-    ASSERT_EQ(rising.size(), 5u);
-    const int64_t risingValues[] = {-100, -58, -16, 26, 68};
-    for (size_t k = 0; k < rising.size(); ++k) {
-        EXPECT_EQ(rising[k].value, risingValues[k]);
-        EXPECT_EQ(rising[k].pixels, int(k) * 42);
-    }
-    const std::vector<AxisMark> falling = LayoutAxis(100, -100, 200, 25);
-    ASSERT_EQ(falling.size(), 5u);
-    const int64_t fallingValues[] = {100, 58, 16, -26, -68};
-    for (size_t k = 0; k < falling.size(); ++k) {
-        EXPECT_EQ(falling[k].value, fallingValues[k]);
-        EXPECT_EQ(falling[k].pixels, int(k) * 42);
-    }
+    auto marks = [](int64_t from, int64_t to, int pixels, int wanted) {
+        std::vector<std::pair<int64_t, int>> out;
+        for (const AxisMark& mark : LayoutAxis(from, to, pixels, wanted))
+            out.emplace_back(mark.value, mark.pixels);
+        return out;
+    };
+    using Marks = std::vector<std::pair<int64_t, int>>;
+    EXPECT_EQ(marks(-100, 100, 200, 25), (Marks{{-100, 0}, {-58, 42}, {-16, 84}, {26, 126}, {68, 168}}));
+    EXPECT_EQ(marks(100, -100, 200, 25), (Marks{{100, 0}, {58, 42}, {16, 84}, {-26, 126}, {-68, 168}}));
     // The end is included when the step meets it.
     const std::vector<AxisMark> exact = LayoutAxis(0, 20, 100, 20);
     ASSERT_EQ(exact.size(), 6u); // 4 at 5 pixels per unit spans 20

@@ -28,7 +28,7 @@ TEST(DrawContext, ColourOrderIsBlueGreenRed) {
     EXPECT_EQ(At(image, 0, 0), 0xFF000000u);
 }
 
-TEST(DrawContext, LinesLeaveOutTheirEndPoint) {
+TEST(DrawContext, LinesLeaveOutTheirEndPoint_AndDashedOnesHaveGaps) {
     QImage image = Canvas(20, 20);
     {
         CDrawContext dc(image);
@@ -51,19 +51,18 @@ TEST(DrawContext, LinesLeaveOutTheirEndPoint) {
         EXPECT_EQ(At(image, i, 19 - i), white) << i;
     EXPECT_EQ(At(image, 6, 13), black);
     EXPECT_EQ(At(image, 18, 0), black);
-}
 
-TEST(DrawContext, DashedLineHasGaps) {
-    QImage image = Canvas(1, 60);
+    // A dashed line has gaps.
+    QImage dashed = Canvas(1, 60);
     {
-        CDrawContext dc(image);
+        CDrawContext dc(dashed);
         dc.Line(0, 0, 0, 60, 0xFFFFFF, LineStyle::Dash);
     }
     int lit = 0;
     for (int y = 0; y < 60; ++y)
-        lit += At(image, 0, y) == 0xFFFFFFFFu;
-    EXPECT_EQ(At(image, 0, 0), 0xFFFFFFFFu);
-    EXPECT_EQ(At(image, 0, 20), 0xFF000000u);
+        lit += At(dashed, 0, y) == white;
+    EXPECT_EQ(At(dashed, 0, 0), white);
+    EXPECT_EQ(At(dashed, 0, 20), black);
     EXPECT_EQ(lit, 18 + 18 + 12);
 }
 
@@ -140,18 +139,17 @@ TEST(DrawContext, StretchCopyIsNearestNeighbourThroughTheColourTable) {
     }
     EXPECT_EQ(At(narrow, 0, 0), 0xFFFF0000u);
     EXPECT_EQ(At(narrow, 1, 0), 0xFF0000FFu);
-}
 
-TEST(DrawContext, StretchCopyRefusesRectanglesOutsideTheSource) {
-    QImage source = Canvas(4, 4, 0xFFFFFFFFu);
-    QImage image = Canvas(4, 4);
+    // Rectangles outside the source, empty targets and empty sources are refused.
+    QImage white = Canvas(4, 4, 0xFFFFFFFFu);
+    QImage untouched = Canvas(4, 4);
     {
-        CDrawContext dc(image);
-        dc.StretchCopy(source, {2, 0, 6, 4}, {0, 0, 4, 4});
-        dc.StretchCopy(source, {0, 0, 4, 4}, {0, 0, 0, 4});
+        CDrawContext dc(untouched);
+        dc.StretchCopy(white, {2, 0, 6, 4}, {0, 0, 4, 4});
+        dc.StretchCopy(white, {0, 0, 4, 4}, {0, 0, 0, 4});
         dc.StretchCopy(QImage(), {0, 0, 4, 4}, {0, 0, 4, 4});
     }
-    EXPECT_EQ(At(image, 1, 1), 0xFF000000u);
+    EXPECT_EQ(At(untouched, 1, 1), 0xFF000000u);
 }
 
 TEST(DrawContext, StretchInvertTurnsOverTheMarkedPixelsOnly) {
@@ -189,7 +187,7 @@ TEST(DrawContext, BitmapLeavesOutItsTransparentColour) {
     EXPECT_EQ(At(opaque, 0, 0), 0xFFFF00FFu);
 }
 
-TEST(DrawContext, MarksHaveTheirSizes) {
+TEST(DrawContext, MarksHaveTheirSizes_AndSystemColoursComeFromThePalette) {
     EXPECT_EQ(CrossFadeMark().size(), QSize(15, 15));
     EXPECT_EQ(CutMark().size(), QSize(16, 12));
     EXPECT_EQ(LabelFootMark().size(), QSize(9, 9));
@@ -200,6 +198,10 @@ TEST(DrawContext, MarksHaveTheirSizes) {
             set += At(CrossFadeMark(), x, y) == 0xFFFFFFFFu;
     EXPECT_GT(set, 0);
     EXPECT_LT(set, 15 * 15);
+    // System colours come from the palette.
+    EXPECT_EQ(SystemColor(0x0D), ToColorRef(QGuiApplication::palette().color(QPalette::Highlight)));
+    EXPECT_EQ(SystemColor(-1), 0u);
+    EXPECT_EQ(SystemColor(1000), 0u);
 }
 
 TEST(DrawContext, TextAlignsOnItsReferencePoint) {
@@ -261,12 +263,6 @@ TEST(DrawContext, TurnedTextRunsUpAndOpaqueTextFillsItsBox) {
     }
     EXPECT_EQ(At(filled, 5, 5), 0xFFFF0000u);
     EXPECT_EQ(At(filled, 4, 5), 0xFF000000u);
-}
-
-TEST(DrawContext, SystemColoursComeFromThePalette) {
-    EXPECT_EQ(SystemColor(0x0D), ToColorRef(QGuiApplication::palette().color(QPalette::Highlight)));
-    EXPECT_EQ(SystemColor(-1), 0u);
-    EXPECT_EQ(SystemColor(1000), 0u);
 }
 
 // The same drawing once straight into the pixels and once through the painter (a clip covering

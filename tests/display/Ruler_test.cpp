@@ -9,6 +9,9 @@
 
 #include <cstdlib>
 #include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
 
 namespace tw {
 namespace {
@@ -36,21 +39,15 @@ protected:
     std::string m_saved, m_path;
 };
 
-TEST(RulerStep, OneSecondOnSevenHundredPixelsStepsBySecondsInFifths) {
-    // px(1/1000) is 0, px(10/1000) is 7, px(1) is 700; (R/U)*W/L is 0, so five parts.
-    const RulerStep step = ChooseRulerStep(kRate, 700, kRate, 1000);
-    EXPECT_EQ(step.frames, kRate);
-    EXPECT_EQ(step.subTicks, 5);
-}
-
-TEST(RulerStep, EachRowOfTheTableWinsWhereItsPixelsSuffice) {
+TEST(RulerStep, EachRowOfTheTableWinsWhereItsPixelsSuffice_AndNothingWithoutLengthWidthOrRate) {
     struct Case {
         int64_t length;
         int64_t frames;
         int subTicks;
     } cases[] = {
-        {44, 44, 5},                  // px(1/U) is 701: one unit, R/U rounded
-        {441, 441, 10},               // px(1/U) is 70, px(10/U) is 700
+        {kRate, kRate, 5}, // px(1/1000) is 0, px(10/1000) is 7, px(1) is 700; (R/U)*W/L is 0: five parts
+        {44, 44, 5},       // px(1/U) is 701: one unit, R/U rounded
+        {441, 441, 10},    // px(1/U) is 70, px(10/U) is 700
         {kRate * 10, kRate * 10, 10}, // px(1) is 70, not more
         {kRate * 100, kRate * 60, 6},
         {kRate * 1000, kRate * 600, 10},
@@ -58,8 +55,8 @@ TEST(RulerStep, EachRowOfTheTableWinsWhereItsPixelsSuffice) {
     };
     for (const Case& c : cases) {
         const RulerStep step = ChooseRulerStep(c.length, 700, kRate, 1000);
-        EXPECT_EQ(step.frames, c.frames) << c.length;
-        EXPECT_EQ(step.subTicks, c.subTicks) << c.length;
+        EXPECT_EQ(std::make_pair(step.frames, step.subTicks), std::make_pair(c.frames, c.subTicks))
+            << c.length;
     }
     // R/U rounded: 44100/1000 gives 44, 22050/1000 gives 22 (22.05), 48000/1000 gives 48.
     EXPECT_EQ(ChooseRulerStep(10, 700, 22050, 1000).frames, 22);
@@ -67,32 +64,26 @@ TEST(RulerStep, EachRowOfTheTableWinsWhereItsPixelsSuffice) {
     const RulerStep tenths = ChooseRulerStep(kRate, 700, kRate, 10);
     EXPECT_EQ(tenths.frames, kRate); // px(1/U) is 70, px(10/U) is 700: R*10/U
     EXPECT_EQ(tenths.subTicks, 10);
-}
-
-TEST(RulerStep, NothingForNoLengthWidthOrRate) {
+    // Nothing for no length, width or rate; a unit count of 0 is taken as whole seconds instead of
+    // dividing by it.
     EXPECT_EQ(ChooseRulerStep(0, 700, kRate, 1000).frames, 0);
     EXPECT_EQ(ChooseRulerStep(-5, 700, kRate, 1000).frames, 0);
     EXPECT_EQ(ChooseRulerStep(kRate, 0, kRate, 1000).frames, 0);
     EXPECT_EQ(ChooseRulerStep(kRate, 700, 0, 1000).frames, 0);
-    // A unit count of 0 is taken as whole seconds instead of dividing by it.
     EXPECT_EQ(ChooseRulerStep(kRate, 700, kRate, 0).frames, kRate);
+    // The first tick is one step before the rounded start when there is room.
+    EXPECT_EQ(std::vector<int64_t>({FirstRulerTick(0, 100), FirstRulerTick(99, 100), FirstRulerTick(100, 100),
+                                    FirstRulerTick(250, 100)}),
+              std::vector<int64_t>({0, 0, 0, 100}));
 }
 
-TEST(RulerStep, FirstTickIsOneStepBeforeTheRoundedStartWhenThereIsRoom) {
-    EXPECT_EQ(FirstRulerTick(0, 100), 0);
-    EXPECT_EQ(FirstRulerTick(99, 100), 0);
-    EXPECT_EQ(FirstRulerTick(100, 100), 0);
-    EXPECT_EQ(FirstRulerTick(250, 100), 100);
-}
-
-TEST(RulerLayout, LabelsTicksAndSubTicksOfAShiftedSecond) {
+TEST(RulerLayout, LabelsTicksAndSubTicksOfAShiftedSecond_NoneForNoLength_AndDensityKeepsSpacing) {
     // One second from frame 50000 on 700 pixels from x 10: steps of a second, first tick one step
     // before 44100.
     const RulerLayout layout = LayoutRuler(50000, 50000 + kRate, kRate, 1000, 10, 710);
     ASSERT_EQ(layout.majors.size(), 3u);
-    EXPECT_EQ(layout.majors[0].frame, 0);
-    EXPECT_EQ(layout.majors[1].frame, kRate);
-    EXPECT_EQ(layout.majors[2].frame, 2 * kRate);
+    EXPECT_EQ(std::make_tuple(layout.majors[0].frame, layout.majors[1].frame, layout.majors[2].frame),
+              std::make_tuple(int64_t{0}, kRate, 2 * kRate));
     EXPECT_EQ(layout.majors[1].label, "00:00:01:000");
     EXPECT_EQ(layout.majors[2].label, "00:00:02:000");
     EXPECT_NEAR(layout.majors[1].x, 10 + (44100.0 - 50000) * 700 / 44100, 1e-9);
@@ -106,12 +97,15 @@ TEST(RulerLayout, LabelsTicksAndSubTicksOfAShiftedSecond) {
                 expected.push_back(int(major + i * 140.0));
     EXPECT_EQ(layout.minors, expected);
     EXPECT_EQ(layout.minors.size(), 4u); // those of the second major only
-}
-
-TEST(RulerLayout, EmptyForAViewOfNoLength) {
-    const RulerLayout layout = LayoutRuler(1000, 1000, kRate, 1000, 0, 700);
-    EXPECT_TRUE(layout.majors.empty());
-    EXPECT_TRUE(layout.minors.empty());
+    const RulerLayout empty = LayoutRuler(1000, 1000, kRate, 1000, 0, 700);
+    EXPECT_TRUE(empty.majors.empty() && empty.minors.empty());
+    // On a twice dense screen labels keep the spacing of half the pixels: ten seconds over 1,000
+    // device pixels are 500 to the eye, and the labels thin out as they would at 500 plain pixels.
+    const RulerLayout plain = LayoutRuler(0, 441000, 44100, 1000, 0, 1000, 1.0);
+    const RulerLayout dense = LayoutRuler(0, 441000, 44100, 1000, 0, 1000, 2.0);
+    const RulerLayout half = LayoutRuler(0, 441000, 44100, 1000, 0, 500, 1.0);
+    EXPECT_GT(plain.majors.size(), dense.majors.size());
+    EXPECT_EQ(dense.majors.size(), half.majors.size());
 }
 
 TEST_F(RulerDraw, TicksStandOnTheBottomAndLabelsRightOfThem) {
@@ -200,22 +194,6 @@ TEST_F(RulerDraw, SystemAppearanceFillsWithTheHeaderGradient) {
     EXPECT_EQ(At(image, 25, 0), ToQColor(look.fillTop).rgb());
     EXPECT_EQ(At(image, 25, 19), ToQColor(look.shadow).rgb());
     test::SaveDisplayImage(image, "ruler_system_appearance");
-}
-
-} // namespace
-} // namespace tw
-
-namespace tw {
-namespace {
-
-TEST(RulerDensity, OnATwiceDenseScreenLabelsKeepTheSpacingOfHalfThePixels) {
-    // Ten seconds over 1,000 device pixels: at 1x a label a second fits; at 2x the same pixels are
-    // 500 to the eye, and the labels thin out as they would at 500 plain pixels.
-    const RulerLayout plain = LayoutRuler(0, 441000, 44100, 1000, 0, 1000, 1.0);
-    const RulerLayout dense = LayoutRuler(0, 441000, 44100, 1000, 0, 1000, 2.0);
-    const RulerLayout half = LayoutRuler(0, 441000, 44100, 1000, 0, 500, 1.0);
-    EXPECT_GT(plain.majors.size(), dense.majors.size());
-    EXPECT_EQ(dense.majors.size(), half.majors.size());
 }
 
 } // namespace

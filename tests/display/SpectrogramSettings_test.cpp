@@ -8,10 +8,13 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cfloat>
 #include <cmath>
 #include <limits>
 #include <random>
+#include <tuple>
+#include <utility>
 
 namespace tw {
 namespace {
@@ -20,19 +23,13 @@ using spectrotest::MakeDocument;
 using spectrotest::Silence;
 
 TEST(SpectrogramPalette, RowsAlongTheSpectrum) {
-    struct Row {
-        int index, blue, green, red;
-    };
-    const Row rows[] = {
-        {0, 124, 62, 64}, {64, 27, 177, 163}, {128, 0, 194, 248}, {192, 0, 82, 212}, {255, 0, 14, 103}};
     const SpectrogramPalette& base = BaseSpectrogramPalette();
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.index);
-        EXPECT_EQ(base[row.index].blue, row.blue);
-        EXPECT_EQ(base[row.index].green, row.green);
-        EXPECT_EQ(base[row.index].red, row.red);
-        EXPECT_EQ(base[row.index].reserved, 0);
-    }
+    std::vector<std::array<int, 4>> rows;
+    for (int index : {0, 64, 128, 192, 255})
+        rows.push_back({base[index].blue, base[index].green, base[index].red, base[index].reserved});
+    EXPECT_EQ(rows,
+              (std::vector<std::array<int, 4>>{
+                  {124, 62, 64, 0}, {27, 177, 163, 0}, {0, 194, 248, 0}, {0, 82, 212, 0}, {0, 14, 103, 0}}));
 }
 
 TEST(SpectrogramPalette, SelectionIsLighterAndSaturatesAt206) {
@@ -58,21 +55,15 @@ TEST(SpectrogramPalette, SelectionIsLighterAndSaturatesAt206) {
 TEST(SpectrogramVisualizer, ModesStartWithTheirImageSizesAndAxes) {
     auto media = MakeDocument(1000, 1, 44100, Silence());
     CSpectrogramVisualizer spectrogram(media.get(), false, false);
-    EXPECT_EQ(spectrogram.GetType(), 2);
-    EXPECT_EQ(spectrogram.GetAxisMaximum(), 22050.0);
-    EXPECT_EQ(spectrogram.GetAxisTitle(), "Frequency (Hz)");
-    EXPECT_EQ(spectrogram.GetFftSize(), 256);
-    EXPECT_EQ(spectrogram.GetFftOrder(), 8);
-    EXPECT_EQ(spectrogram.GetImageWidth(), 320);
-    EXPECT_EQ(spectrogram.GetImageHeight(), 129);
-    EXPECT_EQ(spectrogram.GetImage(7).size(), QSize(320, 129));
-
     CSpectrogramVisualizer wavelet(media.get(), false, true);
-    EXPECT_EQ(wavelet.GetType(), 3);
-    EXPECT_EQ(wavelet.GetAxisMaximum(), 6.0);
-    EXPECT_EQ(wavelet.GetAxisTitle(), "Frequency (Octave)");
-    EXPECT_EQ(wavelet.GetImageWidth(), 250);
-    EXPECT_EQ(wavelet.GetImageHeight(), 60);
+    EXPECT_EQ(std::make_tuple(spectrogram.GetType(), spectrogram.GetAxisMaximum(), spectrogram.GetAxisTitle(),
+                              spectrogram.GetImageWidth(), spectrogram.GetImageHeight()),
+              std::make_tuple(2, 22050.0, std::string("Frequency (Hz)"), 320, 129));
+    EXPECT_EQ(std::make_pair(spectrogram.GetFftSize(), spectrogram.GetFftOrder()), std::make_pair(256, 8));
+    EXPECT_EQ(spectrogram.GetImage(7).size(), QSize(320, 129));
+    EXPECT_EQ(std::make_tuple(wavelet.GetType(), wavelet.GetAxisMaximum(), wavelet.GetAxisTitle(),
+                              wavelet.GetImageWidth(), wavelet.GetImageHeight()),
+              std::make_tuple(3, 6.0, std::string("Frequency (Octave)"), 250, 60));
 }
 
 TEST(SpectrogramVisualizer, FftSizeRoundsUpToAPowerOfTwo) {
@@ -99,18 +90,17 @@ TEST(SpectrogramVisualizer, FftSizeRoundsUpToAPowerOfTwo) {
 }
 
 TEST(SpectrogramVisualizer, WaveletRangeFollowsTheRate) {
-    EXPECT_EQ(CSpectrogramVisualizer::WaveletTop(44100), 14080.0);
-    EXPECT_EQ(CSpectrogramVisualizer::OctaveCount(44100), 6);
-    EXPECT_EQ(CSpectrogramVisualizer::WaveletLength(44100), 1804);
-    EXPECT_EQ(CSpectrogramVisualizer::OctaveCount(48000), 6);
-    EXPECT_EQ(CSpectrogramVisualizer::OctaveCount(96000), 7);
-    // At a quarter rate of 220 Hz or less no octave fits above the base.
-    EXPECT_EQ(CSpectrogramVisualizer::WaveletTop(880), 220.0);
-    EXPECT_EQ(CSpectrogramVisualizer::OctaveCount(880), 0);
+    // At a quarter rate of 220 Hz or less no octave fits above the base; the wavelet is nine
+    // periods of 220 Hz, at most 10,000 frames.
+    const std::tuple<int, double, int, int> rates[] = {
+        {44100, 14080.0, 6, 1804}, {48000, 14080.0, 6, 1963}, {96000, 28160.0, 7, 3927},
+        {880, 220.0, 0, 36},       {8000, 3520.0, 4, 327},    {250000, 112640.0, 9, 10000}};
+    for (const auto& [rate, top, octaves, length] : rates) {
+        EXPECT_EQ(CSpectrogramVisualizer::WaveletTop(rate), top) << rate;
+        EXPECT_EQ(CSpectrogramVisualizer::OctaveCount(rate), octaves) << rate;
+        EXPECT_EQ(CSpectrogramVisualizer::WaveletLength(rate), length) << rate;
+    }
     EXPECT_EQ(CSpectrogramVisualizer::OctaveCount(881), 1);
-    // Nine periods of 220 Hz, at most 10,000 frames.
-    EXPECT_EQ(CSpectrogramVisualizer::WaveletLength(8000), 327);
-    EXPECT_EQ(CSpectrogramVisualizer::WaveletLength(250000), 10000);
     EXPECT_EQ(CSpectrogramVisualizer::WaveletLength(0), 0);
 }
 
