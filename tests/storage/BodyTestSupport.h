@@ -11,6 +11,7 @@
 #include "core/ObjectPool.h"
 #include "core/Transform.h"
 #include "platform/Presentation.h"
+#include "storage/Archive.h"
 #include "storage/BodyRecords.h"
 #include "storage/FileFilterManager.h"
 #include "storage/PCMAudio.h"
@@ -71,6 +72,14 @@ inline CTransformBase* MakeScale(const GUID& classId, const GUID& subId) {
     if (std::memcmp(&classId, &kScaleClass, sizeof(GUID)) != 0)
         return nullptr;
     return new ScaleTransform(subId);
+}
+
+// The scale's class id as a transform record stores it.
+inline void WriteScaleClassId(CArchive& out) {
+    out.WriteU32(kScaleClass.Data1);
+    out.WriteU16(kScaleClass.Data2);
+    out.WriteU16(kScaleClass.Data3);
+    out.WriteBytes(kScaleClass.Data4, 8);
 }
 
 inline bool SameGuid(const GUID& a, const GUID& b) {

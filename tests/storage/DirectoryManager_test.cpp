@@ -7,6 +7,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <utility>
 
 namespace tw {
 namespace {
@@ -20,17 +21,14 @@ protected:
 };
 
 TEST_F(DirectoryManagerTest, GetDirectory_NothingStored_MakesTheXdgDefaultsWithOneTrailingSeparator) {
-    const std::string presets = directories.GetDirectory(1);
-    const std::string peaks = directories.GetDirectory(2);
-    const std::string temporary = directories.GetDirectory(3);
-    const std::string templates = directories.GetDirectory(7);
-
-    EXPECT_EQ(presets, home.root + "/XDG_DATA_HOME/VondTidewright/Presets/");
-    EXPECT_EQ(peaks, home.root + "/XDG_CACHE_HOME/VondTidewright/PeakFiles/");
-    EXPECT_EQ(temporary, home.root + "/XDG_STATE_HOME/VondTidewright/Temporary/");
-    EXPECT_EQ(templates, home.root + "/XDG_DATA_HOME/VondTidewright/Templates/");
-    for (const std::string& folder : {presets, peaks, temporary, templates})
-        EXPECT_TRUE(fs::is_directory(folder)) << folder;
+    const std::pair<int, std::string> defaults[] = {{1, "/XDG_DATA_HOME/VondTidewright/Presets/"},
+                                                    {2, "/XDG_CACHE_HOME/VondTidewright/PeakFiles/"},
+                                                    {3, "/XDG_STATE_HOME/VondTidewright/Temporary/"},
+                                                    {7, "/XDG_DATA_HOME/VondTidewright/Templates/"}};
+    for (const auto& [key, folder] : defaults) {
+        EXPECT_EQ(directories.GetDirectory(key), home.root + folder);
+        EXPECT_TRUE(fs::is_directory(home.root + folder)) << folder;
+    }
 }
 
 TEST_F(DirectoryManagerTest, GetDirectory_StoredPathMissing_MakesItLevelByLevelWithOneTrailingSeparator) {
@@ -46,9 +44,8 @@ TEST_F(DirectoryManagerTest, GetDirectory_StoredPathMissing_MakesItLevelByLevelW
 
     directories.SetDirectory(1, home.root + "/presets///");
     EXPECT_EQ(directories.GetDirectory(1), home.root + "/presets/") << "exactly one separator";
-}
 
-TEST_F(DirectoryManagerTest, SetDirectory_PeakFolder_IsWrittenAsPeakfilesAndReadBack) {
+    // The peak folder's key is written as Peakfiles.
     directories.SetDirectory(2, home.root + "/peaks");
     std::ifstream in(GetSettingsFilePath());
     const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());

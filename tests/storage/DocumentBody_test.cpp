@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <tuple>
 
 namespace tw {
 namespace {
@@ -72,23 +73,17 @@ TEST_F(DocumentBody, AllBlocks_ComeBackWithSharedStreamsNewTransformsAndBareLabe
         auto* now = static_cast<ScaleTransform*>(loaded.GetTransformAt(i));
         EXPECT_NE(was, now);
         EXPECT_TRUE(test::SameGuid(now->m_subId, was->m_subId));
-        EXPECT_EQ(now->m_gain, was->m_gain);
-        EXPECT_EQ(now->m_ratio, was->m_ratio);
-        EXPECT_EQ(now->m_bypass, was->m_bypass);
-        EXPECT_EQ(now->m_rate, 44100); // told the document's format before use
-        EXPECT_EQ(now->m_channels, 2);
+        // Told the document's format before use.
+        EXPECT_EQ(std::make_tuple(now->m_gain, now->m_ratio, now->m_bypass, now->m_rate, now->m_channels),
+                  std::make_tuple(was->m_gain, was->m_ratio, was->m_bypass, 44100, 2));
         EXPECT_EQ(ObjectPool().GetRefCount(now), 1);
     }
-
-    const CLabelList& labels = loaded.GetLabels();
-    ASSERT_EQ(labels.GetCount(), 3);
-    const int64_t positions[] = {4, 100, 25000};
-    for (int32_t i = 0; i < 3; ++i) {
-        EXPECT_EQ(labels.GetAt(i)->m_position, positions[i]);
-        EXPECT_EQ(labels.GetAt(i)->m_type, 0);
-        EXPECT_TRUE(labels.GetAt(i)->m_firstText.empty());
-        EXPECT_TRUE(labels.GetAt(i)->m_secondText.empty());
+    std::vector<std::tuple<int64_t, int32_t, std::string, std::string>> labels;
+    for (int32_t i = 0; i < loaded.GetLabels().GetCount(); ++i) {
+        const CLabelData* l = loaded.GetLabels().GetAt(i);
+        labels.emplace_back(l->m_position, l->m_type, l->m_firstText, l->m_secondText);
     }
+    EXPECT_EQ(labels, (decltype(labels){{4, 0, "", ""}, {100, 0, "", ""}, {25000, 0, "", ""}}));
 
     // Saved again, the loaded document gives the same bytes.
     EXPECT_EQ(Save(loaded, kBodyAll), bytes);
@@ -111,17 +106,13 @@ TEST_F(DocumentBody, EventRecords_HaveTheStoredLayout) {
         return static_cast<uint32_t>(bytes[at] | bytes[at + 1] << 8 | bytes[at + 2] << 16 |
                                      bytes[at + 3] << 24);
     };
+    // Events, then source index, start, end, fade, flags (splice and pasted: 3, two bytes), one
+    // transform, its index; labels, then the position.
     ASSERT_EQ(bytes.size(), 4u + 4 * 4 + 2 + 4 + 4 + 4 + 4);
-    EXPECT_EQ(u32(0), 1u);                    // events
-    EXPECT_EQ(u32(4), 0u);                    // source index
-    EXPECT_EQ(u32(8), 0u);                    // start
-    EXPECT_EQ(u32(12), 5000u);                // end
-    EXPECT_EQ(u32(16), 0u);                   // fade
-    EXPECT_EQ(bytes[20] | bytes[21] << 8, 3); // splice and pasted
-    EXPECT_EQ(u32(22), 1u);                   // one transform
-    EXPECT_EQ(u32(26), 0u);                   // its index
-    EXPECT_EQ(u32(30), 1u);                   // labels
-    EXPECT_EQ(u32(34), 77u);
+    const std::vector<uint32_t> fields{
+        u32(0),  u32(4),  u32(8),  u32(12), u32(16),
+        u32(22), u32(26), u32(30), u32(34), static_cast<uint32_t>(bytes[20] | bytes[21] << 8)};
+    EXPECT_EQ(fields, (std::vector<uint32_t>{1, 0, 0, 5000, 0, 1, 0, 1, 77, 3}));
     media.Clear();
 }
 
@@ -222,10 +213,7 @@ TEST_F(DocumentBody, VersionOneTransformRecords_HaveNoSecondId) {
     {
         CArchive out(io, CArchive::store);
         out.WriteU32(1);
-        out.WriteU32(test::kScaleClass.Data1);
-        out.WriteU16(test::kScaleClass.Data2);
-        out.WriteU16(test::kScaleClass.Data3);
-        out.WriteBytes(test::kScaleClass.Data4, 8);
+        test::WriteScaleClassId(out);
         const float state[2] = {0.25f, 1.0f};
         out.WriteU32(8);
         out.WriteBytes(state, 8);
@@ -318,7 +306,7 @@ TEST_F(DocumentBody, BadIndexesKindsAndCounts_FailWithoutLeaks) {
     EXPECT_EQ(ObjectPool().GetCount(), poolBefore);
 }
 
-TEST_F(DocumentBody, ZeroLengthEventsAndEmptyBodies_RoundTrip) {
+TEST_F(DocumentBody, ZeroLengthEventsEmptyBodiesAndEightChannels_RoundTrip) {
     CEditedMedia media;
     AddFile(media, Wav("short.wav", 4000));
     AddFile(media, Wav("other.wav", 100));
@@ -342,13 +330,9 @@ TEST_F(DocumentBody, ZeroLengthEventsAndEmptyBodies_RoundTrip) {
     EXPECT_EQ(back.GetEventCount(), 0);
     loaded.Clear();
     media.Clear();
-}
 
-TEST_F(DocumentBody, EightChannels_AreTheLimit) {
-    CEditedMedia media;
+    // Eight channels are the limit.
     AddFile(media, Wav("eight.wav", 1000, 8));
-    ASSERT_EQ(media.GetFormat()->nChannels, 8);
-    CEditedMedia loaded;
     ASSERT_TRUE(Load(Save(media, kBodyAll), loaded, kBodyAll));
     EXPECT_EQ(loaded.GetFormat()->nChannels, 8);
     loaded.Clear();

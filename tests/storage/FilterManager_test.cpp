@@ -14,6 +14,8 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 using namespace tw;
@@ -182,11 +184,10 @@ TEST_F(FilterManagerTest, Filters_ListUsablePluginsInOrder_WithAllAudioFirstAndA
                                         "All Files (*.*)|*.*|");
     EXPECT_EQ(manager_.GetSaveFilter(), "Wave(*.WAV)|*.WAV|Wave Ext(*.wav)|*.wav|FLAC(*.flac)|*.flac|");
     EXPECT_EQ(manager_.GetFilterNames(), (std::vector<std::string>{"Wave|*.wav;*.wave", "MPEG|*.mp3"}));
-    EXPECT_EQ(manager_.PluginOfSavePosition(1), 1);
-    EXPECT_EQ(manager_.PluginOfSavePosition(2), 6);
-    EXPECT_EQ(manager_.PluginOfSavePosition(3), 7);
-    EXPECT_EQ(manager_.PluginOfSavePosition(0), -1);
-    EXPECT_EQ(manager_.PluginOfSavePosition(4), -1);
+    std::vector<int> plugins;
+    for (int position = 0; position <= 4; ++position)
+        plugins.push_back(manager_.PluginOfSavePosition(position));
+    EXPECT_EQ(plugins, (std::vector<int>{-1, 1, 6, 7, -1}));
 
     // A save list with the entry of all types keeps its positions on the right plug-ins.
     EXPECT_EQ(manager_.GetFilter(false, true).rfind("All Audio Files (*.WAV;*.wav;*.flac)|", 0), 0u);
@@ -212,14 +213,13 @@ TEST_F(FilterManagerTest, SetPreferred_PutsTheEntryFirstAndIntoTheAllAudioList) 
 
 TEST_F(FilterManagerTest, FindFilter_TakesTheFirstUsablePluginInListOrder) {
     Load();
-    EXPECT_EQ(manager_.FindFilter("wav", false), 1); // "WAV" lowered; plug-in 6 also has it
-    EXPECT_EQ(manager_.FindFilter("wav", true), 0);
-    EXPECT_EQ(manager_.FindFilter("wave", true), 0);
-    EXPECT_EQ(manager_.FindFilter("mp3", false), -1);
-    EXPECT_EQ(manager_.FindFilter("brk", true), -1); // out of service
-    EXPECT_EQ(manager_.FindFilter("str", true), -1); // cannot open files
-    EXPECT_EQ(manager_.FindFilter("idl", false), -1);
-    EXPECT_EQ(manager_.FindFilter("WAV", false), -1); // the caller lowers the wanted extension
+    // "WAV" is lowered, plug-in 6 also has it; brk is out of service, str cannot open files; the
+    // caller lowers the wanted extension.
+    const std::tuple<const char*, bool, int> cases[] = {
+        {"wav", false, 1}, {"wav", true, 0},  {"wave", true, 0},  {"mp3", false, -1},
+        {"brk", true, -1}, {"str", true, -1}, {"idl", false, -1}, {"WAV", false, -1}};
+    for (const auto& [extension, reader, expected] : cases)
+        EXPECT_EQ(manager_.FindFilter(extension, reader), expected) << extension << reader;
 }
 
 TEST_F(FilterManagerTest, Initialise_IsIdempotentAndUnloadEmptiesTheLists) {
@@ -308,14 +308,16 @@ TEST(AudioStatus, Message_PrefersTheTextThenTheSystemErrorThenTheCodeWord) {
 }
 
 TEST(AudioStatus, Words_CoverTheTableAndLeaveTheGapUnknown) {
-    EXPECT_EQ(AudioStatusWord(0x80000000u), "Failure");
-    EXPECT_EQ(AudioStatusWord(0x80000009u), "Bad format");
-    for (uint32_t code = 0x8000000Au; code <= 0x8000000Fu; ++code)
-        EXPECT_EQ(AudioStatusWord(code), "Unknown") << std::hex << code;
-    EXPECT_EQ(AudioStatusWord(0x80000010u), "Service not active");
-    EXPECT_EQ(AudioStatusWord(0x80000014u), "File not found");
-    EXPECT_EQ(AudioStatusWord(0x80000017u), "Unknown");
-    EXPECT_EQ(AudioStatusWord(0), "Unknown");
+    const std::pair<uint32_t, const char*> words[] = {{0x80000000u, "Failure"},
+                                                      {0x80000009u, "Bad format"},
+                                                      {0x8000000Au, "Unknown"},
+                                                      {0x8000000Fu, "Unknown"},
+                                                      {0x80000010u, "Service not active"},
+                                                      {0x80000014u, "File not found"},
+                                                      {0x80000017u, "Unknown"},
+                                                      {0, "Unknown"}};
+    for (const auto& [code, word] : words)
+        EXPECT_EQ(AudioStatusWord(code), word) << std::hex << code;
 }
 
 TEST(AudioStatus, Show_PutsTheMessageInABoxTitledLikeItsParent) {

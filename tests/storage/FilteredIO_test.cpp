@@ -12,6 +12,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <tuple>
 
 using namespace tw;
 using namespace twtest;
@@ -151,14 +152,10 @@ TEST_F(FilteredIOTest, Read_ExactlyToTheEndSucceeds_OneByteMoreFails) {
 }
 
 TEST_F(FilteredIOTest, SpeakerMask_FollowsTheChannelCount) {
-    EXPECT_EQ(CFilteredOutput::SpeakerMask(1), 0x4u);
-    EXPECT_EQ(CFilteredOutput::SpeakerMask(2), 0x3u);
-    EXPECT_EQ(CFilteredOutput::SpeakerMask(4), 0x33u);
-    EXPECT_EQ(CFilteredOutput::SpeakerMask(5), 0x37u);
-    EXPECT_EQ(CFilteredOutput::SpeakerMask(6), 0x3Fu);
-    EXPECT_EQ(CFilteredOutput::SpeakerMask(7), 0x63Bu);
-    EXPECT_EQ(CFilteredOutput::SpeakerMask(8), 0x63Fu);
-    EXPECT_EQ(CFilteredOutput::SpeakerMask(0), 0u);
+    std::vector<uint32_t> masks;
+    for (int channels = 0; channels <= 8; ++channels)
+        masks.push_back(CFilteredOutput::SpeakerMask(channels));
+    EXPECT_EQ(masks, (std::vector<uint32_t>{0, 0x4, 0x3, 0x7, 0x33, 0x37, 0x3F, 0x63B, 0x63F}));
     std::unique_ptr<CFilteredOutput> three(manager_.CreateOutputForFile("a.wav", PcmFormat(3, 44100, 16)));
     ASSERT_TRUE(three);
     EXPECT_EQ(three->GetSpeakerMask(), 0x7u);
@@ -174,28 +171,21 @@ TEST_F(FilteredIOTest, SpeakerMask_FollowsTheChannelCount) {
     EXPECT_EQ(ReadAll(*in), bytes);
 }
 
-TEST_F(FilteredIOTest, CreateOutputForFile_ChoosesByExtensionAndFallsBackToWav) {
+TEST_F(FilteredIOTest, CreateOutput_ChoosesByExtensionFallingBackToWav_OrBySavePosition) {
     WAVEFORMATEX format = PcmFormat(2, 44100, 16);
-    std::unique_ptr<CFilteredOutput> unknown(manager_.CreateOutputForFile("/tmp/take.xyz", format));
-    ASSERT_TRUE(unknown);
-    EXPECT_EQ(unknown->GetPluginIndex(), manager_.FindFilter("wav", false));
-    std::unique_ptr<CFilteredOutput> none(manager_.CreateOutputForFile("/tmp/take", format));
-    ASSERT_TRUE(none);
-    EXPECT_EQ(none->GetPluginIndex(), manager_.FindFilter("wav", false));
-    std::unique_ptr<CFilteredOutput> upper(manager_.CreateOutputForFile("/tmp/Take.FLAC", format));
-    ASSERT_TRUE(upper);
-    EXPECT_EQ(upper->GetPluginIndex(), manager_.FindFilter("flac", false));
-    EXPECT_NE(upper->GetPluginIndex(), unknown->GetPluginIndex());
-    EXPECT_EQ(upper->GetTypeName(), "FilteredOutput");
-}
-
-TEST_F(FilteredIOTest, CreateOutputByIndex_MapsSavePositionsToPlugins) {
-    WAVEFORMATEX format = PcmFormat(2, 44100, 16);
+    const int32_t wav = manager_.FindFilter("wav", false);
+    for (const char* path : {"/tmp/take.xyz", "/tmp/take", "/tmp/Take.FLAC"}) {
+        std::unique_ptr<CFilteredOutput> out(manager_.CreateOutputForFile(path, format));
+        ASSERT_TRUE(out) << path;
+        EXPECT_EQ(out->GetPluginIndex(), path[10] == 'F' ? manager_.FindFilter("flac", false) : wav) << path;
+        EXPECT_EQ(out->GetTypeName(), "FilteredOutput");
+    }
+    EXPECT_NE(manager_.FindFilter("flac", false), wav);
     const std::string& filter = manager_.GetSaveFilter();
     ASSERT_EQ(filter.rfind("WAV(*.wav;*.wave)|*.wav;*.wave|", 0), 0u) << filter;
     std::unique_ptr<CFilteredOutput> first(manager_.CreateOutputByIndex(1, format));
     ASSERT_TRUE(first);
-    EXPECT_EQ(first->GetPluginIndex(), manager_.FindFilter("wav", false));
+    EXPECT_EQ(first->GetPluginIndex(), wav);
     EXPECT_EQ(manager_.CreateOutputByIndex(0, format), nullptr);
     EXPECT_EQ(manager_.CreateOutputByIndex(1000, format), nullptr);
     EXPECT_NE(manager_.GetOpenFilter().find("FLAC(*.flac)|*.flac|"), std::string::npos);
@@ -219,13 +209,10 @@ TEST_F(FilteredIOTest, Cues_WrittenFromLabels_ComeBackAsLabelsWithTheirTexts) {
     ASSERT_TRUE(in);
     CLabelList read;
     ASSERT_TRUE(in->ReadMetadata(read));
-    ASSERT_EQ(read.GetCount(), 2);
-    EXPECT_EQ(read.GetAt(0)->m_position, 1200);
-    EXPECT_EQ(read.GetAt(0)->m_firstText, "Band");
-    EXPECT_EQ(read.GetAt(0)->m_secondText, "Verse");
-    EXPECT_EQ(read.GetAt(1)->m_position, 8000);
-    EXPECT_EQ(read.GetAt(1)->m_firstText, "");
-    EXPECT_EQ(read.GetAt(1)->m_secondText, "Chorus \xc3\xa9");
+    std::vector<std::tuple<int64_t, std::string, std::string>> cues;
+    for (int32_t i = 0; i < read.GetCount(); ++i)
+        cues.emplace_back(read.GetAt(i)->m_position, read.GetAt(i)->m_firstText, read.GetAt(i)->m_secondText);
+    EXPECT_EQ(cues, (decltype(cues){{1200, "Band", "Verse"}, {8000, "", "Chorus \xc3\xa9"}}));
     EXPECT_EQ(ReadAll(*in), bytes);
 
     // A format without cues says so, and a file without them gives no labels.

@@ -8,6 +8,8 @@
 
 #include <cstdint>
 #include <initializer_list>
+#include <string>
+#include <tuple>
 #include <vector>
 
 namespace tw {
@@ -57,6 +59,16 @@ void Load(const std::vector<uint8_t>& bytes, CLabelList& labels) {
     SerializeLabels(archive, labels);
 }
 
+using Marker = std::tuple<int64_t, int32_t, std::string, std::string>;
+std::vector<Marker> Markers(const CLabelList& labels) {
+    std::vector<Marker> out;
+    for (int32_t i = 0; i < labels.GetCount(); ++i) {
+        const CLabelData* l = labels.GetAt(i);
+        out.emplace_back(l->m_position, l->m_type, l->m_firstText, l->m_secondText);
+    }
+    return out;
+}
+
 TEST(LabelArchive, Store_WritesCountThenTypePositionSecondAndFirstTextPerMarker) {
     CLabelList labels;
     labels.Add(0x1'0000'0002, 7, "A", "B\xc3\xa9");
@@ -86,13 +98,9 @@ TEST(LabelArchive, Load_ReplacesEveryMarkerAndRoundTripsByteForByte) {
     CLabelList loaded;
     loaded.Add(500, 0, "stale", "");
     Load(stored, loaded);
-    ASSERT_EQ(loaded.GetCount(), 3);
-    EXPECT_EQ(loaded.GetAt(0)->m_position, 1);
-    EXPECT_EQ(loaded.GetAt(0)->m_type, -1);
-    EXPECT_EQ(loaded.GetAt(0)->m_firstText, "first only");
-    EXPECT_EQ(loaded.GetAt(1)->m_firstText, "Artist");
-    EXPECT_EQ(loaded.GetAt(1)->m_secondText, "Title");
-    EXPECT_EQ(loaded.GetAt(2)->m_secondText, "second only");
+    EXPECT_EQ(Markers(loaded),
+              (std::vector<Marker>{
+                  {1, -1, "first only", ""}, {44100, 0, "Artist", "Title"}, {88200, 3, "", "second only"}}));
     EXPECT_EQ(Store(loaded), stored);
 }
 
@@ -101,9 +109,7 @@ TEST(LabelArchive, Load_TwoMarkersAtOnePosition_KeepsTheLaterOne) {
         Bytes().U32(2).U32(0).I64(10).Str({}).Str({u'x'}).U32(4).I64(10).Str({}).Str({u'y'}).data;
     CLabelList labels;
     Load(bytes, labels);
-    ASSERT_EQ(labels.GetCount(), 1);
-    EXPECT_EQ(labels.GetAt(0)->m_firstText, "y");
-    EXPECT_EQ(labels.GetAt(0)->m_type, 4);
+    EXPECT_EQ(Markers(labels), (std::vector<Marker>{{10, 4, "y", ""}}));
 }
 
 TEST(LabelArchive, Load_TruncatedOrHostileCount_ThrowsEndOfFileAndKeepsWhatWasRead) {
@@ -121,8 +127,7 @@ TEST(LabelArchive, Load_TruncatedOrHostileCount_ThrowsEndOfFileAndKeepsWhatWasRe
     } catch (const CArchiveException& e) {
         EXPECT_EQ(e.m_cause, CArchiveException::endOfFile);
     }
-    ASSERT_EQ(labels.GetCount(), 1);
-    EXPECT_EQ(labels.GetAt(0)->m_firstText, "one");
+    EXPECT_EQ(Markers(labels), (std::vector<Marker>{{100, 0, "one", ""}}));
 
     // A count of four billion with no markers behind it ends at the data, not in memory.
     CLabelList hostile;

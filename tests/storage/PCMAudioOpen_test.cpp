@@ -49,7 +49,7 @@ protected:
     std::shared_ptr<CHeadlessPresentation> presentation = std::make_shared<CHeadlessPresentation>();
 };
 
-TEST_F(PCMAudioOpenTest, OpenShared_SamePathTwice_GivesOneStreamWithTwoReferences) {
+TEST_F(PCMAudioOpenTest, OpenShared_SamePathTwiceGivesOneStream_AndAnUnreadableFileItsMessage) {
     const std::string path = Wav("shared.wav");
     CPCMAudio* first = CPCMAudio::OpenShared(path);
     ASSERT_NE(first, nullptr);
@@ -69,17 +69,14 @@ TEST_F(PCMAudioOpenTest, OpenShared_SamePathTwice_GivesOneStreamWithTwoReference
     ObjectPool().Release(first);
     EXPECT_EQ(ObjectPool().GetRefCount(first), 0);
     EXPECT_TRUE(presentation->Boxes().empty());
-}
 
-TEST_F(PCMAudioOpenTest, OpenShared_NoFilterReadsTheFile_ShowsTheReadMessage) {
-    const std::string path = home.root + "/notes.wav";
-    std::ofstream(path) << "not audio at all";
-    presentation->Clear();
-    EXPECT_EQ(CPCMAudio::OpenShared(path), nullptr);
-    const std::vector<std::string> boxes = presentation->Boxes();
-    ASSERT_FALSE(boxes.empty());
-    EXPECT_EQ(boxes.back(), "An error occurred while reading from the file " + path + ".");
-    EXPECT_TRUE(CFile::Exists(path));
+    // No filter reads it: the read message, and the file stays.
+    const std::string notes = home.root + "/notes.wav";
+    std::ofstream(notes) << "not audio at all";
+    EXPECT_EQ(CPCMAudio::OpenShared(notes), nullptr);
+    EXPECT_EQ(presentation->Boxes(),
+              std::vector<std::string>{"An error occurred while reading from the file " + notes + "."});
+    EXPECT_TRUE(CFile::Exists(notes));
 }
 
 TEST_F(PCMAudioOpenTest, LoadReference_FileMovedBesideTheProject_IsFoundInTheCurrentDirectory) {
@@ -113,7 +110,7 @@ TEST_F(PCMAudioOpenTest, LoadReference_FileMovedBesideTheProject_IsFoundInTheCur
     ObjectPool().Release(found);
 }
 
-TEST_F(PCMAudioOpenTest, MoveToTemporary_TheMovedBytesStayReadableAndGoWithTheReader) {
+TEST_F(PCMAudioOpenTest, MoveToTemporary_TheMovedBytesStayReadable_AndAFileNoFilterReadsIsPutBack) {
     const std::string path = Wav("overwrite.wav", 500);
     CTempFileManager temp;
     std::unique_ptr<IBasicIO> moved(temp.MoveToTemporary(path));
@@ -129,6 +126,13 @@ TEST_F(PCMAudioOpenTest, MoveToTemporary_TheMovedBytesStayReadableAndGoWithTheRe
     EXPECT_TRUE(stream.IsTemporary());
     std::unique_ptr<CMediaData> data(stream.ReadFrames(CSection(499, 500)));
     EXPECT_EQ(data->GetFloats()[0], static_cast<float>((499 * 11) % 20000 - 10000) / 32768.0f);
+
+    // A file no filter reads is put back.
+    const std::string text = home.root + "/plain.txt";
+    std::ofstream(text) << "keep me";
+    EXPECT_EQ(temp.MoveToTemporary(text), nullptr);
+    ASSERT_TRUE(CFile::Exists(text));
+    EXPECT_EQ(test::ReadWholeFile(text).size(), 7u);
 }
 
 TEST_F(PCMAudioOpenTest, Reopen_BeforeAnOverwrite_KeepsSamplesAndPeaksAndFreesThePath) {
@@ -156,15 +160,6 @@ TEST_F(PCMAudioOpenTest, Reopen_BeforeAnOverwrite_KeepsSamplesAndPeaksAndFreesTh
     const std::string temporary = stream->GetFileName();
     stream.reset();
     EXPECT_FALSE(CFile::Exists(temporary));
-}
-
-TEST_F(PCMAudioOpenTest, MoveToTemporary_NoFilterReadsIt_PutsTheFileBack) {
-    const std::string path = home.root + "/plain.txt";
-    std::ofstream(path) << "keep me";
-    CTempFileManager temp;
-    EXPECT_EQ(temp.MoveToTemporary(path), nullptr);
-    ASSERT_TRUE(CFile::Exists(path));
-    EXPECT_EQ(test::ReadWholeFile(path).size(), 7u);
 }
 
 } // namespace

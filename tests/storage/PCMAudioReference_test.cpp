@@ -30,12 +30,10 @@ TEST(Archive, ValuesComeBackAsTheyWereStored_LittleEndian) {
         out.WriteBytes("xyz", 3);
         EXPECT_EQ(out.GetPosition(), 1 + 4 + 8 + 4 + 8 + 3);
     }
-    const std::vector<uint8_t>& bytes = *block;
-    EXPECT_EQ(bytes[1], 0x04);
-    EXPECT_EQ(bytes[4], 0x01);
-    EXPECT_EQ(bytes[13], 8); // byte count of "Abé" with its terminator
-    EXPECT_EQ(bytes[17], 'A');
-    EXPECT_EQ(bytes[21], 0xE9);
+    // The U32 little-endian; the byte count of "Abé" with its terminator, then UTF-16 units.
+    const std::vector<uint8_t> head(block->begin() + 1, block->begin() + 25);
+    EXPECT_EQ(head, (std::vector<uint8_t>{4, 3, 2, 1, 0xFE, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
+                                          8, 0, 0, 0, 'A',  0,    'b',  0,    0xE9, 0,    0,    0}));
 
     CArchive in(io, CArchive::load);
     EXPECT_TRUE(in.IsLoading());
@@ -69,10 +67,7 @@ TEST(Archive, ShortOrDamagedData_Throws) {
     EXPECT_THROW(shortRead.ReadU32(), CArchiveException);
     EXPECT_EQ(shortRead.GetPosition(), 4); // nothing consumed by the failed read
 
-    (*block)[0] = 0xFF;
-    (*block)[1] = 0xFF;
-    (*block)[2] = 0xFF;
-    (*block)[3] = 0x7F;
+    *block = {0xFF, 0xFF, 0xFF, 0x7F, 0, 0};
     CArchive huge(io, CArchive::load);
     EXPECT_THROW(huge.ReadString(), CArchiveException);
     CArchive storing(io, CArchive::load);

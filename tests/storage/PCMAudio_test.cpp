@@ -9,7 +9,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <memory>
+#include <utility>
 
 namespace tw {
 namespace {
@@ -40,71 +42,50 @@ private:
 };
 
 TEST_F(PCMAudioTest, ReadFrames_EveryDepth_ScalesToFullScale) {
-    struct Case {
-        int bits;
-        std::vector<int64_t> raw;
-        std::vector<float> expected;
+    const std::pair<int, std::vector<int64_t>> cases[] = {
+        {8, {0, 128, 255, 64, 192, 1, 129, 127, 200, 20, 128}},
+        {16, {-32768, 32767, 0, 1, -1, 16384, -16384, 100, 200, -300, 12345}},
+        {24, {-8388608, 8388607, 0, 1, -1, 65536, -65536, 4194304, 77, -77, 123456}},
+        {32, {INT32_MIN, INT32_MAX, 0, 1, -1, 65536, -65536, 1 << 30, 77, -77, 123456789}},
     };
-    const std::vector<Case> cases = {
-        {8, {0, 128, 255, 64, 192, 1, 129, 127, 200, 20, 128}, {}},
-        {16, {-32768, 32767, 0, 1, -1, 16384, -16384, 100, 200, -300, 12345}, {}},
-        {24, {-8388608, 8388607, 0, 1, -1, 65536, -65536, 4194304, 77, -77, 123456}, {}},
-        {32, {INT32_MIN, INT32_MAX, 0, 1, -1, 65536, -65536, 1 << 30, 77, -77, 123456789}, {}},
-    };
-    for (const Case& c : cases) {
-        const int64_t frames = static_cast<int64_t>(c.raw.size()); // 11: one unrolled pass and a tail
-        auto stream =
-            Open(test::PcmFormat(1, 8000, c.bits), frames, [&](int64_t f, int) { return c.raw[f]; });
+    for (const auto& [bits, raw] : cases) {
+        const int64_t frames = static_cast<int64_t>(raw.size()); // 11: one unrolled pass and a tail
+        auto stream = Open(test::PcmFormat(1, 8000, bits), frames, [&](int64_t f, int) { return raw[f]; });
         std::unique_ptr<CMediaData> data(stream->ReadFrames(CSection(0, frames)));
         ASSERT_EQ(data->GetFrameCount(), frames);
         for (int64_t i = 0; i < frames; ++i) {
-            double expected = 0;
-            switch (c.bits) {
-            case 8:
-                expected = (c.raw[i] - 128) / 128.0;
-                break;
-            case 16:
-                expected = c.raw[i] / 32768.0;
-                break;
-            case 24:
-                expected = c.raw[i] / 8388608.0;
-                break;
-            case 32:
-                expected = c.raw[i] / 2147483648.0;
-                break;
-            }
-            EXPECT_EQ(data->GetFloats()[i], static_cast<float>(expected)) << c.bits << " bits, sample " << i;
+            const double expected =
+                static_cast<double>(raw[i] - (bits == 8 ? 128 : 0)) / std::ldexp(1.0, bits - 1);
+            EXPECT_EQ(data->GetFloats()[i], static_cast<float>(expected)) << bits << " bits, sample " << i;
         }
     }
 }
 
-TEST_F(PCMAudioTest, ReadFrames_StartingPastTheEnd_ReturnsSilenceWithoutReading) {
+TEST_F(PCMAudioTest, ReadFrames_OutsideTheStream_IsSilenceAndIsNeverRead) {
     auto stream = Open(test::PcmFormat(2, 44100, 16), 1000, Ramp16);
-    std::unique_ptr<CMediaData> data(stream->ReadFrames(CSection(1200, 1300)));
-    ASSERT_EQ(data->GetFrameCount(), 100);
-    EXPECT_EQ(data->GetFrameSize(), 8);
-    for (int i = 0; i < 200; ++i)
-        ASSERT_EQ(data->GetFloats()[i], 0.0f);
+    auto frames = [&](CSection section) {
+        std::unique_ptr<CMediaData> data(stream->ReadFrames(section));
+        EXPECT_EQ(data->GetFrameCount(), section.SectionLength());
+        EXPECT_EQ(data->GetFrameSize(), 8);
+        return std::vector<float>(data->GetFloats(), data->GetFloats() + 2 * data->GetFrameCount());
+    };
+    auto expected = [](int64_t from, int64_t to) {
+        std::vector<float> out;
+        for (int64_t f = from; f < to; ++f)
+            for (int c = 0; c < 2; ++c)
+                out.push_back(f >= 0 && f < 1000 ? static_cast<float>(Ramp16(f, c)) / 32768.0f : 0.0f);
+        return out;
+    };
+    EXPECT_EQ(frames(CSection(1200, 1300)), expected(1200, 1300));
     EXPECT_EQ(counter->reads, 0);
-}
-
-TEST_F(PCMAudioTest, ReadFrames_StraddlingTheEnd_GivesTheValidSamplesThenZeros) {
-    auto stream = Open(test::PcmFormat(2, 44100, 16), 1000, Ramp16);
-    std::unique_ptr<CMediaData> data(stream->ReadFrames(CSection(990, 1010)));
-    ASSERT_EQ(data->GetFrameCount(), 20);
-    for (int f = 0; f < 20; ++f) {
-        for (int c = 0; c < 2; ++c) {
-            const float expected = f < 10 ? Ramp16(990 + f, c) / 32768.0f : 0.0f;
-            EXPECT_EQ(data->GetFloats()[f * 2 + c], expected) << f;
-        }
-    }
+    EXPECT_EQ(frames(CSection(990, 1010)), expected(990, 1010));
     EXPECT_EQ(counter->bytesRead, 10 * 4);
-
     // The mark moved past the end, so coming back seeks again.
     const int seeks = counter->seeks;
     delete stream->ReadFrames(CSection(1010, 1020));
     delete stream->ReadFrames(CSection(0, 10));
     EXPECT_EQ(counter->seeks, seeks + 2);
+    EXPECT_EQ(frames(CSection(-4, 4)), expected(-4, 4));
 }
 
 TEST_F(PCMAudioTest, ReadFrames_AdjacentShortSections_SeekOnceAndReadAheadInOneGo) {
@@ -151,48 +132,7 @@ TEST_F(PCMAudioTest, ReadFrames_ShortRunsInAnyOrder_EqualOneWholeRead) {
     }
 }
 
-TEST_F(PCMAudioTest, ReadFrames_BeforeTheStart_IsSilenceThenSamples) {
-    auto stream = Open(test::PcmFormat(1, 44100, 16), 100, Ramp16);
-    std::unique_ptr<CMediaData> data(stream->ReadFrames(CSection(-4, 4)));
-    ASSERT_EQ(data->GetFrameCount(), 8);
-    for (int i = 0; i < 4; ++i)
-        EXPECT_EQ(data->GetFloats()[i], 0.0f);
-    EXPECT_EQ(data->GetFloats()[5], Ramp16(1, 0) / 32768.0f);
-}
-
-TEST_F(PCMAudioTest, ReadPeaks_FineMode_OneRowPerFrameWithTheSampleTwice) {
-    auto stream = Open(test::PcmFormat(2, 44100, 16), 300, Ramp16);
-    std::unique_ptr<CPeakData> peaks(stream->ReadPeaks(CSection(10, 20), false));
-    ASSERT_EQ(peaks->GetCount(), 10);
-    EXPECT_EQ(peaks->GetFramesPerRow(), 1);
-    EXPECT_EQ(peaks->Row(3)[1].minimum, Ramp16(13, 1) / 32768.0f);
-    EXPECT_EQ(peaks->Row(3)[1].maximum, Ramp16(13, 1) / 32768.0f);
-}
-
-TEST_F(PCMAudioTest, ReadPeaks_BlockMode_ReadsRowsFromThePeakSource) {
-    const std::string path = home.root + "/rows.wav";
-    const WAVEFORMATEX format = test::PcmFormat(2, 44100, 16);
-    test::WriteWav(path, format, 256 * 8, Ramp16);
-    IBasicIO* peak = peaks.CreatePeakFile("");
-    std::vector<float> rows(8 * 2 * 2);
-    for (size_t i = 0; i < rows.size(); ++i)
-        rows[i] = static_cast<float>(i);
-    ASSERT_TRUE(peak->Write(rows.data(), static_cast<uint32_t>(rows.size() * 4)));
-    CPCMAudio stream;
-    ASSERT_TRUE(stream.Attach(test::OpenWavSamples(path, format), peak));
-
-    std::unique_ptr<CPeakData> some(stream.ReadPeaks(CSection(256 * 3 + 10, 256 * 6), true));
-    ASSERT_EQ(some->GetCount(), 2); // (1536 - 778) / 256
-    EXPECT_EQ(some->GetFramesPerRow(), 256);
-    EXPECT_EQ(some->Row(0)[0].minimum, 12.0f); // row 3, channel 0
-    EXPECT_EQ(some->Row(1)[1].maximum, 19.0f); // row 4, channel 1
-
-    std::unique_ptr<CPeakData> small(stream.ReadPeaks(CSection(512, 600), true));
-    ASSERT_EQ(small->GetCount(), 1);
-    EXPECT_EQ(small->Row(0)[1].minimum, 10.0f);
-}
-
-TEST_F(PCMAudioTest, ReadPeaks_FineMode_EqualsTheSamplesAtEveryDepthAcrossSilenceAtBothEnds) {
+TEST_F(PCMAudioTest, ReadPeaks_FineMode_IsOneRowPerFrameWithTheSamplesAtEveryDepthAcrossSilence) {
     for (int bits : {8, 16, 24, 32}) {
         const int64_t range = bits == 8 ? 256 : int64_t{1} << (bits - 1);
         auto stream = Open(test::PcmFormat(2, 44100, bits), 3000, [&](int64_t f, int c) {
@@ -205,6 +145,7 @@ TEST_F(PCMAudioTest, ReadPeaks_FineMode_EqualsTheSamplesAtEveryDepthAcrossSilenc
         std::unique_ptr<CMediaData> samples(stream->ReadFrames(section));
         ASSERT_EQ(peaks->GetCount(), 3200) << bits;
         ASSERT_EQ(peaks->GetChannels(), 2);
+        EXPECT_EQ(peaks->GetFramesPerRow(), 1);
         for (int64_t i = 0; i < 3200 * 2; ++i) {
             ASSERT_EQ(peaks->GetData()[i].minimum, samples->GetFloats()[i]) << bits << " " << i;
             ASSERT_EQ(peaks->GetData()[i].maximum, samples->GetFloats()[i]) << bits << " " << i;
@@ -212,7 +153,7 @@ TEST_F(PCMAudioTest, ReadPeaks_FineMode_EqualsTheSamplesAtEveryDepthAcrossSilenc
     }
 }
 
-TEST_F(PCMAudioTest, ReadPeaks_BlockMode_RowsWrittenAfterAReadAreSeenByTheNext) {
+TEST_F(PCMAudioTest, ReadPeaks_BlockMode_ReadsRowsFromThePeakSource_AndSeesRowsWrittenSince) {
     const std::string path = home.root + "/growing.wav";
     const WAVEFORMATEX format = test::PcmFormat(2, 44100, 16);
     test::WriteWav(path, format, 256 * 8, Ramp16);
@@ -226,8 +167,12 @@ TEST_F(PCMAudioTest, ReadPeaks_BlockMode_RowsWrittenAfterAReadAreSeenByTheNext) 
 
     std::unique_ptr<CPeakData> early(stream.ReadPeaks(CSection(0, 256 * 8), true));
     ASSERT_EQ(early->GetCount(), 8);
+    EXPECT_EQ(early->GetFramesPerRow(), 256);
     EXPECT_EQ(early->Row(3)[1].maximum, 16.0f);
     EXPECT_EQ(early->Row(5)[0].minimum, 0.0f); // not written yet
+    std::unique_ptr<CPeakData> small(stream.ReadPeaks(CSection(512, 600), true));
+    ASSERT_EQ(small->GetCount(), 1);
+    EXPECT_EQ(small->Row(0)[1].minimum, 11.0f);
 
     // The scan goes on, as it writes: lock, seek, write.
     peak->Lock();
@@ -239,6 +184,10 @@ TEST_F(PCMAudioTest, ReadPeaks_BlockMode_RowsWrittenAfterAReadAreSeenByTheNext) 
     EXPECT_EQ(later->Row(0)[0].minimum, 9.0f);  // row 2, from before
     EXPECT_EQ(later->Row(3)[0].minimum, 21.0f); // row 5, written since
     EXPECT_EQ(later->Row(5)[1].maximum, 32.0f);
+    std::unique_ptr<CPeakData> some(stream.ReadPeaks(CSection(256 * 3 + 10, 256 * 6), true));
+    ASSERT_EQ(some->GetCount(), 2);            // (1536 - 778) / 256
+    EXPECT_EQ(some->Row(0)[0].minimum, 13.0f); // row 3, channel 0
+    EXPECT_EQ(some->Row(1)[1].maximum, 20.0f); // row 4, channel 1
 }
 
 TEST_F(PCMAudioTest, Attach_UnusableFormat_IsRefused) {

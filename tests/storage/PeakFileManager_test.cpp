@@ -63,44 +63,23 @@ TEST_F(PeakFileManagerTest, CreatePeakFile_WritesTheHeaderFieldByField) {
     EXPECT_FALSE(peak->DeleteOnClose);
     peak.reset();
 
-    const std::vector<uint8_t> bytes = test::ReadWholeFile(name);
-    const std::u16string wide = ToUtf16(path);
-    ASSERT_EQ(bytes.size(), 64 + 2 * wide.size());
-    const char16_t magic[] = u"VondAudio - Peak files 3";
-    for (size_t i = 0; i < 25; ++i)
-        EXPECT_EQ(bytes[2 * i] | (bytes[2 * i + 1] << 8), magic[i]) << i;
-    uint32_t storedSize;
-    int64_t storedTime;
-    std::memcpy(&storedSize, &bytes[50], 4);
-    std::memcpy(&storedTime, &bytes[54], 8);
-    EXPECT_EQ(storedSize, static_cast<uint32_t>(size));
-    EXPECT_EQ(storedTime, time);
-    for (size_t i = 0; i < wide.size(); ++i)
-        EXPECT_EQ(bytes[62 + 2 * i] | (bytes[63 + 2 * i] << 8), wide[i]);
-    EXPECT_EQ(bytes[62 + 2 * wide.size()], 0);
-    EXPECT_EQ(bytes[63 + 2 * wide.size()], 0);
+    // The magic in UTF-16 with its terminator, the source's size (32 bits) and time (64 bits), and
+    // its path in UTF-16 with a terminator, all little-endian.
+    std::vector<uint8_t> expected;
+    auto put = [&](uint64_t value, int bytes) {
+        for (int i = 0; i < bytes; ++i)
+            expected.push_back(static_cast<uint8_t>(value >> (8 * i)));
+    };
+    for (char16_t unit : std::u16string(u"VondAudio - Peak files 3") + u'\0')
+        put(unit, 2);
+    put(size, 4);
+    put(static_cast<uint64_t>(time), 8);
+    for (char16_t unit : ToUtf16(path) + u'\0')
+        put(unit, 2);
+    EXPECT_EQ(test::ReadWholeFile(name), expected);
 }
 
-TEST_F(PeakFileManagerTest, FindPeakFile_ValidFile_StartsAtTheFirstRow) {
-    const std::string path = Source("found.wav");
-    {
-        std::unique_ptr<IBasicIO> peak(peaks.CreatePeakFile(path));
-        ASSERT_TRUE(peak);
-        const float row[2] = {-0.5f, 0.25f};
-        ASSERT_TRUE(peak->Write(row, sizeof row));
-    }
-    uint32_t slot = 0;
-    std::unique_ptr<IBasicIO> found(peaks.FindPeakFile(path, slot, false));
-    ASSERT_TRUE(found);
-    EXPECT_EQ(slot, CPeakFileManager::Hash(path));
-    float row[2] = {};
-    found->Seek(0);
-    ASSERT_TRUE(found->Read(row, sizeof row));
-    EXPECT_EQ(row[0], -0.5f);
-    EXPECT_EQ(row[1], 0.25f);
-}
-
-TEST_F(PeakFileManagerTest, SameHash_TwoPaths_TakeConsecutiveSlotsAndAreBothFoundAgain) {
+TEST_F(PeakFileManagerTest, SameHash_TwoPaths_TakeConsecutiveSlotsAndAreBothFoundAtTheirFirstRow) {
     // 'a' * 197 + U+00E5 == 'b' * 197 + ' ', so both names hash alike.
     const std::string first = Source("clip_a\xC3\xA5.wav");
     const std::string second = Source("clip_b .wav");
@@ -110,6 +89,8 @@ TEST_F(PeakFileManagerTest, SameHash_TwoPaths_TakeConsecutiveSlotsAndAreBothFoun
     std::unique_ptr<IBasicIO> a(peaks.CreatePeakFile(first));
     std::unique_ptr<IBasicIO> b(peaks.CreatePeakFile(second));
     ASSERT_TRUE(a && b);
+    const float row[2] = {-0.5f, 0.25f};
+    ASSERT_TRUE(b->Write(row, sizeof row));
     EXPECT_EQ(a->GetFileName(), peaks.SlotName(hash));
     EXPECT_EQ(b->GetFileName(), peaks.SlotName(hash + 1));
     a.reset();
@@ -120,8 +101,13 @@ TEST_F(PeakFileManagerTest, SameHash_TwoPaths_TakeConsecutiveSlotsAndAreBothFoun
     EXPECT_TRUE(foundA);
     EXPECT_EQ(slot, hash);
     std::unique_ptr<IBasicIO> foundB(peaks.FindPeakFile(second, slot, false));
-    EXPECT_TRUE(foundB);
+    ASSERT_TRUE(foundB);
     EXPECT_EQ(slot, hash + 1);
+    // A valid file starts at its first row.
+    float back[2] = {};
+    foundB->Seek(0);
+    ASSERT_TRUE(foundB->Read(back, sizeof back));
+    EXPECT_EQ(std::vector<float>(back, back + 2), std::vector<float>(row, row + 2));
 }
 
 TEST_F(PeakFileManagerTest, CheckPeakFile_SourceTouched_IsStaleAndTheNextSlotIsUsed) {
@@ -190,7 +176,7 @@ TEST_F(PeakFileManagerTest, CheckPeakFile_DamagedOrForeignFiles_AreSkippedNotDel
     EXPECT_EQ(test::ReadWholeFile(peaks.SlotName(hash)).size(), 5u);
 }
 
-TEST_F(PeakFileManagerTest, FindPeakFile_AlwaysRecreateSet_DeletesTheValidFile) {
+TEST_F(PeakFileManagerTest, FindPeakFile_AlwaysRecreateSet_DeletesTheValidFile_AndNoDirectoryGivesNull) {
     const std::string path = Source("recreate.wav");
     delete peaks.CreatePeakFile(path);
     const std::string name = peaks.SlotName(CPeakFileManager::Hash(path));
@@ -200,21 +186,16 @@ TEST_F(PeakFileManagerTest, FindPeakFile_AlwaysRecreateSet_DeletesTheValidFile) 
     EXPECT_EQ(peaks.FindPeakFile(path, slot, false), nullptr);
     EXPECT_EQ(slot, CPeakFileManager::Hash(path));
     EXPECT_FALSE(CFile::Exists(name));
+
+    // No usable directory: no file at all.
+    std::ofstream(home.root + "/file") << "x";
+    PutSettingString("Directories", "PeakFiles", home.root + "/file/peaks");
+    CPeakFileManager broken;
+    EXPECT_EQ(broken.CreatePeakFile(Source("any.wav")), nullptr);
+    EXPECT_EQ(broken.CreatePeakFile(""), nullptr);
 }
 
-TEST_F(PeakFileManagerTest, AnonymousFiles_HaveAnEmptyPathAndGoWhenClosed) {
-    std::unique_ptr<IBasicIO> first(peaks.CreatePeakFile(""));
-    std::unique_ptr<IBasicIO> second(peaks.CreatePeakFile(""));
-    ASSERT_TRUE(first && second);
-    EXPECT_TRUE(first->DeleteOnClose);
-    EXPECT_NE(first->GetFileName(), second->GetFileName());
-    EXPECT_EQ(test::ReadWholeFile(first->GetFileName()).size(), 64u);
-    const std::string name = first->GetFileName();
-    first.reset();
-    EXPECT_FALSE(CFile::Exists(name));
-}
-
-TEST_F(PeakFileManagerTest, AnonymousFiles_MadeOnSeveralThreadsAtOnce_NeverShareAName) {
+TEST_F(PeakFileManagerTest, AnonymousFiles_MadeOnSeveralThreadsAtOnce_NeverShareANameAndGoWhenClosed) {
     std::vector<std::unique_ptr<IBasicIO>> made[4];
     std::vector<std::thread> threads;
     for (auto& list : made)
@@ -232,6 +213,13 @@ TEST_F(PeakFileManagerTest, AnonymousFiles_MadeOnSeveralThreadsAtOnce_NeverShare
             names.insert(io->GetFileName());
         }
     EXPECT_EQ(names.size(), 100u);
+    // Each has a bare header and goes when closed.
+    std::unique_ptr<IBasicIO>& first = made[0][0];
+    EXPECT_TRUE(first->DeleteOnClose);
+    EXPECT_EQ(test::ReadWholeFile(first->GetFileName()).size(), 64u);
+    const std::string name = first->GetFileName();
+    first.reset();
+    EXPECT_FALSE(CFile::Exists(name));
 }
 
 TEST_F(PeakFileManagerTest, CopyToAnonymous_CopiesEveryRowThroughSeveralBuffers) {
@@ -266,8 +254,7 @@ TEST_F(PeakFileManagerTest, UpdateHeader_AfterTheSourceChanged_MakesTheFileValid
     float back[2] = {};
     peak->Seek(0);
     ASSERT_TRUE(peak->Read(back, sizeof back));
-    EXPECT_EQ(back[0], -1.0f);
-    EXPECT_EQ(back[1], 1.0f);
+    EXPECT_EQ(std::vector<float>(back, back + 2), std::vector<float>(row, row + 2));
 
     // A path of another length would move the rows: refused, nothing written.
     EXPECT_FALSE(peaks.UpdateHeader(peak.get(), path + ".longer"));
@@ -293,14 +280,6 @@ TEST_F(PeakFileManagerTest, Finish_KeepsPeaksOnlyForAFileWrittenAtTheirRate) {
         EXPECT_EQ(CFile::Exists(name), c.kept);
         EXPECT_EQ(peaks.CheckPeakFile(path, CPeakFileManager::Hash(path), false) == 2, c.kept);
     }
-}
-
-TEST_F(PeakFileManagerTest, CreatePeakFile_NoUsableDirectory_GivesNull) {
-    std::ofstream(home.root + "/file") << "x";
-    PutSettingString("Directories", "PeakFiles", home.root + "/file/peaks");
-    CPeakFileManager broken;
-    EXPECT_EQ(broken.CreatePeakFile(Source("any.wav")), nullptr);
-    EXPECT_EQ(broken.CreatePeakFile(""), nullptr);
 }
 
 } // namespace

@@ -11,6 +11,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cmath>
 #include <cstring>
 #include <memory>
@@ -158,37 +160,53 @@ TEST_F(PeakScanTest, Run_WhileTheDisplayReadsRows_BothSeeConsistentRows) {
     EXPECT_EQ(rows->Row(1234)[0].maximum, mx);
 }
 
-TEST_F(PeakScanTest, Run_StreamUnderOneBlock_LeavesTheHeaderAlone) {
+TEST_F(PeakScanTest, UnderOneBlockLeavesTheHeaderAlone_AndACancelRemovesThePeakFile) {
     IBasicIO* peak = nullptr;
     auto stream = MakeStream(255, 1, peak);
     CScanThread scan(stream.get(), peak, peak->GetFileName());
     EXPECT_EQ(scan.Execute(), 0);
     EXPECT_EQ(test::ReadWholeFile(peak->GetFileName()).size(),
               static_cast<size_t>(CPeakFileManager::HeaderSize(home.root + "/scan.wav")));
-}
-
-TEST_F(PeakScanTest, Cancel_BeforeTheNextBlock_ClosesAndRemovesThePeakFile) {
-    IBasicIO* peak = nullptr;
-    auto stream = MakeStream(256 * 10, 2, peak);
+    auto longer = MakeStream(256 * 10, 2, peak);
     const std::string name = peak->GetFileName();
-    CScanThread scan(stream.get(), peak, name);
-    EXPECT_TRUE(scan.Cancel());
-    EXPECT_EQ(scan.Execute(), 2);
+    CScanThread cancelled(longer.get(), peak, name);
+    EXPECT_TRUE(cancelled.Cancel());
+    EXPECT_EQ(cancelled.Execute(), 2);
     EXPECT_FALSE(CFile::Exists(name));
 }
+
+// Holds every read of the samples until the gate opens: the scan cannot finish before the person
+// has answered the progress dialog, however the threads are scheduled.
+class GatedIO : public test::CountingIO {
+public:
+    GatedIO(IBasicIO* inner, const std::atomic<bool>& gate) : CountingIO(inner), m_gate(gate) {}
+    bool Read(void* target, uint32_t count) override {
+        while (!m_gate.load())
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        return CountingIO::Read(target, count);
+    }
+
+private:
+    const std::atomic<bool>& m_gate;
+};
 
 TEST_F(PeakScanTest, BuildModal_UserCancels_GivesNullAndNoFile) {
     const std::string path = home.root + "/modal.wav";
     const WAVEFORMATEX format = test::PcmFormat(2, 44100, 16);
-    test::WriteWav(path, format, 44100 * 60, Sample);
+    test::WriteWav(path, format, 44100 * 10, Sample);
+    std::atomic<bool> answered{false};
     auto presentation = std::make_shared<CHeadlessPresentation>();
-    presentation->OnDialog("Progress", [](CModalDialog& dialog) { dialog.OnCancel(); });
+    presentation->OnDialog("Progress", [&answered](CModalDialog& dialog) {
+        dialog.OnCancel();
+        answered = true;
+    });
     SetPresentation(presentation);
 
     auto stream = std::make_unique<CPCMAudio>();
     stream->SetFileName(path);
-    EXPECT_FALSE(stream->Attach(test::OpenWavSamples(path, format)));
+    EXPECT_FALSE(stream->Attach(new GatedIO(test::OpenWavSamples(path, format), answered)));
     SetPresentation(std::make_shared<CHeadlessPresentation>());
+    EXPECT_TRUE(answered.load());
 
     uint32_t slot = 0;
     EXPECT_EQ(peaks.FindPeakFile(path, slot, false), nullptr);

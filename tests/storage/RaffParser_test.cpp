@@ -126,16 +126,13 @@ TEST_F(RaffParserTest, ANewEmptyDocument_IsAHeaderAndEmptyCounts_AndReopensEmpty
     CEditedMedia media;
     ASSERT_TRUE(parser.SaveState(media, nullptr, CSection(5, 6), CSection(7, 8)));
     const std::vector<uint8_t> bytes = test::ReadWholeFile(path);
-    ASSERT_EQ(bytes.size(), 34u + 6 * 4);
-    EXPECT_EQ(std::string(bytes.begin(), bytes.begin() + 4), "RAFF");
-    EXPECT_EQ(bytes[4], 3);
-    EXPECT_EQ(bytes[6], 34);  // stream start
-    EXPECT_EQ(bytes[10], 34); // state offset
-    EXPECT_EQ(bytes[14], 34); // state end
-    EXPECT_EQ(bytes[18], 5);
-    EXPECT_EQ(bytes[22], 6);
-    EXPECT_EQ(bytes[26], 7);
-    EXPECT_EQ(bytes[30], 8);
+    // "RAFF", version 3 (16 bits), stream start, state offset and state end, view and selection
+    // (32 bits each, little-endian), then the state: six empty counts.
+    std::vector<uint8_t> expected{'R', 'A', 'F', 'F', 3, 0};
+    for (uint8_t field : {34, 34, 34, 5, 6, 7, 8})
+        expected.insert(expected.end(), {field, 0, 0, 0});
+    expected.resize(34 + 6 * 4, 0);
+    EXPECT_EQ(bytes, expected);
 
     // Held by this parser: nobody else opens it in place.
     CRaffParser other;
@@ -299,10 +296,7 @@ TEST_F(RaffParserTest, VersionOneContainers_ReadTransformsWithoutTheSecondId) {
             out.WriteU32(v);
         out.WriteU32(0); // streams
         out.WriteU32(1); // transforms
-        out.WriteU32(test::kScaleClass.Data1);
-        out.WriteU16(test::kScaleClass.Data2);
-        out.WriteU16(test::kScaleClass.Data3);
-        out.WriteBytes(test::kScaleClass.Data4, 8);
+        test::WriteScaleClassId(out);
         out.WriteU32(0);
         out.WriteU8(0);
         for (int i = 0; i < 4; ++i)

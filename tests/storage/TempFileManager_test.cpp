@@ -50,9 +50,6 @@ TEST_F(TempFileManagerTest, CreateFile_TwoInARow_GetDistinctFilesThatGoWhenClose
     second.reset();
     EXPECT_FALSE(CFile::Exists(firstName));
     EXPECT_FALSE(CFile::Exists(secondName));
-}
-
-TEST_F(TempFileManagerTest, MoveToTemporary_MissingFile_GivesNull) {
     EXPECT_EQ(temp.MoveToTemporary(home.root + "/absent.wav"), nullptr);
 }
 
