@@ -35,13 +35,19 @@ private:
 
 } // namespace
 
-TEST(Paths, XdgFolders_FollowTheEnvironmentElseHome) {
+TEST(Paths, XdgFoldersFollowTheEnvironmentElseHome_AndADisplayIsX11OrWayland) {
     EXPECT_EQ(XdgConfigHome(), test::ScratchFolder() + "config");
     EXPECT_EQ(XdgStateHome(), test::ScratchFolder() + "state");
     ScopedEnv relative("XDG_CACHE_HOME", "relative/ignored");
     EXPECT_EQ(XdgCacheHome(), HomeFolder() + "/.cache");
     ScopedEnv unset("XDG_DATA_HOME", nullptr);
     EXPECT_EQ(XdgDataHome(), HomeFolder() + "/.local/share");
+    // A display is X11's or Wayland's.
+    ScopedEnv x("DISPLAY", nullptr);
+    ScopedEnv w("WAYLAND_DISPLAY", nullptr);
+    EXPECT_FALSE(HasDisplay());
+    ScopedEnv wayland("WAYLAND_DISPLAY", "wayland-0");
+    EXPECT_TRUE(HasDisplay());
 }
 
 TEST(Paths, MusicFolder_ComesFromUserDirsElseHome) {
@@ -55,14 +61,6 @@ TEST(Paths, MusicFolder_ComesFromUserDirsElseHome) {
     EXPECT_EQ(MusicFolder(), HomeFolder());
     ::unlink(dirs.c_str());
     EXPECT_EQ(MusicFolder(), HomeFolder());
-}
-
-TEST(Paths, HasDisplay_LooksForX11OrWayland) {
-    ScopedEnv x("DISPLAY", nullptr);
-    ScopedEnv w("WAYLAND_DISPLAY", nullptr);
-    EXPECT_FALSE(HasDisplay());
-    ScopedEnv wayland("WAYLAND_DISPLAY", "wayland-0");
-    EXPECT_TRUE(HasDisplay());
 }
 
 TEST(Paths, ModuleFolder_IsTheFolderOfTheCode) {

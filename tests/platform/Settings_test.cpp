@@ -22,13 +22,10 @@ protected:
 
 } // namespace
 
-TEST_F(Settings, MissingValue_GivesTheDefaultAndWritesNothing) {
+TEST_F(Settings, MissingValueGivesTheDefaultAndWritesNothing_AWriteCreatesTheSection) {
     EXPECT_EQ(GetSettingInt("AudioOutput", "RestoreVolume", 1), 1);
     EXPECT_EQ(GetSettingString("General", "Language", "en-US"), "en-US");
     EXPECT_EQ(::access(m_path.c_str(), F_OK), -1);
-}
-
-TEST_F(Settings, Write_CreatesTheSectionAndReadsBack) {
     ASSERT_TRUE(PutSettingInt("AudioOutput", "OriginalVolume", -1));
     EXPECT_EQ(GetSettingInt("AudioOutput", "OriginalVolume", 7), -1);
     EXPECT_EQ(test::ReadWholeFile(m_path), "[AudioOutput]\nOriginalVolume=-1\n");
@@ -84,7 +81,7 @@ TEST_F(Settings, ChangeByAnotherWriter_IsSeenAtTheNextRead) {
     EXPECT_EQ(GetSettingInt("General", "Count", 0), 0);
 }
 
-TEST_F(Settings, AwkwardValues_RoundTrip) {
+TEST_F(Settings, AwkwardValuesRoundTrip_AndNamesThatCannotBeStoredAreRefused) {
     const std::string values[] = {"  padded  ", "line\nbreak\r\n", "\"quoted\"",     "back\\slash\\n",
                                   "",           "a=b=c",           "[not a section]"};
     int i = 0;
@@ -94,9 +91,7 @@ TEST_F(Settings, AwkwardValues_RoundTrip) {
     for (const std::string& value : values)
         EXPECT_EQ(GetSettingString("Odd", "Key" + std::to_string(i++), "default"), value);
     EXPECT_EQ(test::ReadWholeFile(m_path).find("\nbreak"), std::string::npos);
-}
-
-TEST_F(Settings, NamesThatCannotBeStored_AreRefused) {
+    // Names that cannot be stored are refused.
     EXPECT_FALSE(PutSettingString("Sec]tion", "Key", "v"));
     EXPECT_FALSE(PutSettingString("Section", "Ke=y", "v"));
     EXPECT_FALSE(PutSettingString("Section", "Key\nInjected", "v"));
@@ -140,18 +135,16 @@ TEST_F(Settings, UnwritableFolder_FailsTheWriteAndKeepsTheFile) {
     EXPECT_EQ(GetSettingInt("S", "A", 0), 1);
 }
 
-TEST(SettingsPath, Default_IsUnderTheXdgConfigFolder) {
+TEST(SettingsPath, DefaultIsUnderTheXdgConfigFolder_AndAFolderBlockedByAFileFailsTheWrite) {
     SetSettingsFilePath("");
     EXPECT_EQ(GetSettingsFilePath(), XdgConfigHome() + "/VondTidewright/VondTidewright.ini");
     ASSERT_TRUE(PutSettingInt("General", "Probe", 5)); // makes the folders as needed
     EXPECT_EQ(GetSettingInt("General", "Probe", 0), 5);
-}
-
-TEST(SettingsPath, FolderBlockedByAFile_FailsTheWrite) {
+    // A folder blocked by a file fails the write.
     const std::string blocker = test::FreshFolder("settings") + "blocker";
     test::WriteWholeFile(blocker, "not a folder");
     SetSettingsFilePath(blocker + "/sub/VondTidewright.ini");
-    EXPECT_FALSE(PutSettingInt("General", "Probe", 5));
+    EXPECT_FALSE(PutSettingInt("General", "Probe", 6));
     EXPECT_EQ(GetSettingInt("General", "Probe", 0), 0);
     EXPECT_EQ(test::ReadWholeFile(blocker), "not a folder");
 }

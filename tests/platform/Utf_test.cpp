@@ -12,7 +12,7 @@ TEST(Utf, RoundTrip_KeepsEveryPlaneIntact) {
     EXPECT_EQ(ToUtf16(std::string("a\0b", 3)).size(), 3u) << "an embedded zero is kept";
 }
 
-TEST(Utf, ToUtf16_InvalidBytes_BecomeReplacementCharacters) {
+TEST(Utf, InvalidBytesAndLoneSurrogates_BecomeReplacementCharacters) {
     EXPECT_EQ(ToUtf16("a\xFF"
                       "b"),
               u"a\uFFFDb");
@@ -25,9 +25,7 @@ TEST(Utf, ToUtf16_InvalidBytes_BecomeReplacementCharacters) {
                       "A"),
               u"\uFFFD"
               u"A"); // truncated, decoding resumes at 'A'
-}
-
-TEST(Utf, ToUtf8_LoneSurrogates_BecomeReplacementCharacters) {
+    // Lone surrogates on the way back, too.
     const char16_t lonelyHigh[] = {u'a', 0xD800, u'b', 0};
     const char16_t lonelyLow[] = {0xDC00, 0};
     EXPECT_EQ(ToUtf8(lonelyHigh), "a\xEF\xBF\xBD"
