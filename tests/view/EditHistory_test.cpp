@@ -39,6 +39,14 @@ protected:
             out.push_back(row.command);
         return out;
     }
+    // Whether Change Settings, Bypass and Delete are enabled in `menu`.
+    static std::vector<bool> StageEntries(const std::vector<CMenuItem>& menu) {
+        std::vector<bool> out;
+        for (uint32_t id :
+             {CChildView::kChangeStageSettings, CChildView::kBypassStage, CChildView::kDeleteStage})
+            out.push_back(Item(menu, id)->enabled);
+        return out;
+    }
     static const CMenuItem* Item(const std::vector<CMenuItem>& menu, uint32_t id) {
         for (const CMenuItem& item : menu)
             if (item.id == id)
@@ -50,13 +58,6 @@ protected:
 };
 
 TEST_F(EditHistoryTest, RowsShowTheUndoListNewestFirstAboveTheOriginal) {
-    const auto columns = CEditHistory::Columns();
-    ASSERT_EQ(columns.size(), 2u);
-    EXPECT_EQ(columns[0].title, "Command");
-    EXPECT_EQ(columns[0].width, 90);
-    EXPECT_EQ(columns[1].title, "Section");
-    EXPECT_EQ(columns[1].width, 148);
-
     // Without a document the only row is the original.
     ASSERT_EQ(bar->Rows().size(), 1u);
     EXPECT_EQ(bar->Rows()[0], (CHistoryRow{"Original", "", CHistoryRow::originalImage}));
@@ -69,7 +70,6 @@ TEST_F(EditHistoryTest, RowsShowTheUndoListNewestFirstAboveTheOriginal) {
     EXPECT_EQ(Commands(), (std::vector<std::string>{"Delete", "Cut", "Original"}));
     EXPECT_EQ(bar->GetStageCount(), 2);
     EXPECT_EQ(bar->Rows()[0].section, "00:00:00:000 - 00:00:00:010");
-    EXPECT_EQ(bar->Rows()[1].section, FormatTime(44100, 44100) + " - " + FormatTime(66150, 44100));
     EXPECT_EQ(bar->Rows()[1].section, "00:00:01:000 - 00:00:01:500");
     EXPECT_EQ(bar->Rows()[1].image, CHistoryRow::stageImage);
     EXPECT_EQ(bar->StageIndexOfRow(0), 1);
@@ -137,14 +137,12 @@ TEST_F(EditHistoryTest, PopupOffersStageEntriesOnlyForEffectStages) {
     EXPECT_EQ(menu.size(), 5u);
     EXPECT_TRUE(Item(menu, CChildView::kGoToStage)->enabled);
     EXPECT_EQ(Item(menu, CChildView::kGoToStage)->text, "Go To this Editing Stage");
-    for (uint32_t id : {CChildView::kChangeStageSettings, CChildView::kBypassStage, CChildView::kDeleteStage})
-        EXPECT_FALSE(Item(menu, id)->enabled) << id;
+    EXPECT_EQ(StageEntries(menu), std::vector<bool>(3, false));
 
     // The effect's stage offers everything, and Bypass shows the flag.
     bar->SetMarkedRow(1);
     menu = bar->PopupMenu();
-    for (uint32_t id : {CChildView::kChangeStageSettings, CChildView::kBypassStage, CChildView::kDeleteStage})
-        EXPECT_TRUE(Item(menu, id)->enabled) << id;
+    EXPECT_EQ(StageEntries(menu), std::vector<bool>(3, true));
     EXPECT_FALSE(Item(menu, CChildView::kBypassStage)->checked);
     EXPECT_EQ(Item(menu, CChildView::kChangeStageSettings)->text, "Change Transform Settings...");
 
@@ -162,8 +160,7 @@ TEST_F(EditHistoryTest, PopupOffersStageEntriesOnlyForEffectStages) {
     ASSERT_NE(halving, nullptr);
     bar->SetMarkedRow(0);
     menu = bar->PopupMenu();
-    for (uint32_t id : {CChildView::kChangeStageSettings, CChildView::kBypassStage, CChildView::kDeleteStage})
-        EXPECT_FALSE(Item(menu, id)->enabled) << id;
+    EXPECT_EQ(StageEntries(menu), std::vector<bool>(3, false));
     Choose(0, CChildView::kBypassStage);
     EXPECT_FALSE(halving->GetBypass());
     Choose(0, CChildView::kDeleteStage);

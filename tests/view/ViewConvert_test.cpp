@@ -7,6 +7,9 @@
 #include "storage/FilteredOutput.h"
 #include "view/ConvertDialog.h"
 
+#include <tuple>
+#include <utility>
+
 namespace tw::test {
 namespace {
 
@@ -38,9 +41,9 @@ TEST_F(ViewConvertTest, TheDocumentBecomesTheConvertedAudioAndItsPositionsFollow
         Command(CChildView::kConvertSampleFormat);
         const WAVEFORMATEX* format = view->GetMedia().GetNativeFormat();
         ASSERT_NE(format, nullptr);
-        EXPECT_EQ(format->nSamplesPerSec, c.newRate);
-        EXPECT_EQ(format->nChannels, c.newChannels);
-        EXPECT_EQ(format->wBitsPerSample, c.newBits);
+        EXPECT_EQ(
+            std::make_tuple(format->nSamplesPerSec, int{format->nChannels}, int{format->wBitsPerSample}),
+            std::make_tuple(c.newRate, c.newChannels, c.newBits));
         // Only whole input blocks are converted (73,728 bytes of float frames of the target's
         // channels): the end may be short by less than one block's output.
         const int64_t expected = oldLength * c.newRate / oldRate;
@@ -84,8 +87,7 @@ TEST_F(ViewConvertTest, AFileOfAnotherRateAndLayoutIsConvertedOnItsWay) {
     // The document is the saved file now.
     const WAVEFORMATEX* saved = view->GetMedia().GetNativeFormat();
     ASSERT_NE(saved, nullptr);
-    EXPECT_EQ(saved->nSamplesPerSec, 22050u);
-    EXPECT_EQ(saved->nChannels, 1);
+    EXPECT_EQ(std::make_pair(saved->nSamplesPerSec, int{saved->nChannels}), std::make_pair(22050u, 1));
     EXPECT_LE(view->GetMedia().GetLength(), 44100);
     EXPECT_GT(view->GetMedia().GetLength(), 44100 - 73728 / 4 / 2 - 1);
 }

@@ -141,9 +141,7 @@ TEST_F(ViewDialogsTest, TheFormatDialogsRecordFollowsItsEntries_AndItsPresetsAre
     // With nobody to ask, the presets stand.
     CFormatDialog preset;
     ASSERT_EQ(preset.DoModal(view->GetSafeHandle()), IDOK);
-    EXPECT_EQ(preset.m_format.nSamplesPerSec, 44100u);
-    EXPECT_EQ(preset.m_format.nChannels, 2);
-    EXPECT_EQ(preset.m_format.wBitsPerSample, 16);
+    EXPECT_TRUE(SameFormat(preset.m_format, PcmFormat(2, 44100, 16)));
 
     // The bits are the leading number of the entry; a mono 24-bit record packs three bytes.
     presentation->OnDialog("Format", [](CModalDialog& d) {

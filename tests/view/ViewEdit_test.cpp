@@ -12,20 +12,18 @@ namespace {
 using ViewEditTest = ViewTest;
 
 TEST_F(ViewEditTest, EnableRulesFollowAudioSelectionAndTheirAsymmetries) {
-    EXPECT_FALSE(State(CChildView::kCut).enabled);
-    EXPECT_FALSE(State(CChildView::kDelete).enabled);
-    EXPECT_TRUE(State(CChildView::kInsertFile).enabled);
+    EXPECT_EQ(Enabled({CChildView::kCut, CChildView::kDelete, CChildView::kInsertFile}),
+              (std::vector<bool>{false, false, true}));
     LoadWav(1000);
     // Delete is offered without a selection, and then does nothing.
-    EXPECT_TRUE(State(CChildView::kDelete).enabled);
-    EXPECT_FALSE(State(CChildView::kCut).enabled);
-    EXPECT_FALSE(State(CChildView::kInsertTestSignal).enabled);
+    EXPECT_EQ(Enabled({CChildView::kDelete, CChildView::kCut, CChildView::kInsertTestSignal}),
+              (std::vector<bool>{true, false, false}));
     Command(CChildView::kDelete);
     EXPECT_TRUE(view->GetUndoList().empty());
     Select(10, 20);
-    for (uint32_t id : {CChildView::kCut, CChildView::kCopy, CChildView::kCrop, CChildView::kReverse,
-                        CChildView::kCopyToClipboard, CChildView::kInsertTestSignal})
-        EXPECT_TRUE(State(id).enabled) << id;
+    EXPECT_EQ(Enabled({CChildView::kCut, CChildView::kCopy, CChildView::kCrop, CChildView::kReverse,
+                       CChildView::kCopyToClipboard, CChildView::kInsertTestSignal}),
+              std::vector<bool>(6, true));
 }
 
 TEST_F(ViewEditTest, CutAndPasteMoveAudioAndLeaveTheSelectionOnThePastedPart) {

@@ -291,15 +291,11 @@ TEST_F(ViewFilesTest, DroppedFilesOpenTheFirstHereAndHandTheRestOnWhileTheHostHe
 }
 
 TEST_F(ViewFilesTest, TheFileCommandsFollowTheDocument) {
-    EXPECT_TRUE(State(CChildView::kNew).enabled);
-    EXPECT_TRUE(State(CChildView::kOpen).enabled);
-    EXPECT_FALSE(State(CChildView::kSave).enabled);
-    EXPECT_FALSE(State(CChildView::kSaveAs).enabled);
-    EXPECT_FALSE(State(CChildView::kClose).enabled);
+    const std::initializer_list<uint32_t> commands = {CChildView::kNew, CChildView::kOpen, CChildView::kSave,
+                                                      CChildView::kSaveAs, CChildView::kClose};
+    EXPECT_EQ(Enabled(commands), (std::vector<bool>{true, true, false, false, false}));
     LoadWav(1000);
-    EXPECT_TRUE(State(CChildView::kSave).enabled);
-    EXPECT_TRUE(State(CChildView::kSaveAs).enabled);
-    EXPECT_TRUE(State(CChildView::kClose).enabled);
+    EXPECT_EQ(Enabled(commands), (std::vector<bool>{true, true, true, true, true}));
 
     // Open from the menu puts the chosen file in a window of its own and remembers its folder.
     RecordingHost host;

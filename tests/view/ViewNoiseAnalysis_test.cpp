@@ -16,6 +16,7 @@
 #include <filesystem>
 #include <functional>
 #include <random>
+#include <utility>
 
 namespace tw::test {
 namespace {
@@ -134,12 +135,10 @@ TEST_F(NoiseAnalysisTest, BlobCarriesHeaderProfilePaddingAndTrailer) {
         Analyse(0, 20000);
         const std::vector<uint8_t> blob = ReadPresets().last.GetData();
         ASSERT_EQ(blob.size(), 37124u);
-        EXPECT_EQ(I16(blob, 0), -100);
-        EXPECT_EQ(I16(blob, 2), 50);
-        EXPECT_EQ(I16(blob, 4), 2);
-        EXPECT_EQ(I16(blob, 6), channels);
-        EXPECT_EQ(I32(blob, 8), 1);
-        EXPECT_EQ(I32(blob, 12), kBins);
+        // Header: -100, 50, 2 and the channel count (16 bits), 1 and the bin count (32 bits).
+        EXPECT_EQ(std::vector<int>(
+                      {I16(blob, 0), I16(blob, 2), I16(blob, 4), I16(blob, 6), I32(blob, 8), I32(blob, 12)}),
+                  std::vector<int>({-100, 50, 2, channels, 1, kBins}));
         for (int ch = 0; ch < 8; ++ch) {
             double sum = 0;
             for (int k = 0; k < kBins; ++k)
@@ -150,22 +149,19 @@ TEST_F(NoiseAnalysisTest, BlobCarriesHeaderProfilePaddingAndTrailer) {
                 EXPECT_EQ(sum, 0.0) << "padding channel " << ch;
         }
         size_t at = 16 + 4 * 8 * kBins;
-        EXPECT_EQ(I32(blob, at), 0);
-        EXPECT_EQ(I32(blob, at + 4), 1);
+        EXPECT_EQ(std::make_pair(I32(blob, at), I32(blob, at + 4)), std::make_pair(0, 1));
         at += 8;
         for (int k = 0; k < kBins; ++k)
             ASSERT_EQ(F32(blob, at + 4 * k), 0.0f);
         at += 4 * kBins;
         EXPECT_EQ(I32(blob, at), 0);
-        EXPECT_EQ(F32(blob, at + 4), 0.5f);
-        EXPECT_EQ(F32(blob, at + 8), 1.0f);
-        EXPECT_EQ(F32(blob, at + 12), 0.5f);
+        EXPECT_EQ(std::vector<float>({F32(blob, at + 4), F32(blob, at + 8), F32(blob, at + 12)}),
+                  std::vector<float>({0.5f, 1.0f, 0.5f}));
         at += 16;
         for (int w = 0; w < 44; ++w)
             ASSERT_EQ(I32(blob, at + 4 * w), 0);
         at += 44 * 4;
-        EXPECT_EQ(I32(blob, at), 2);
-        EXPECT_EQ(I32(blob, at + 4), kBins);
+        EXPECT_EQ(std::make_pair(I32(blob, at), I32(blob, at + 4)), std::make_pair(2, kBins));
     }
 }
 

@@ -6,6 +6,8 @@
 #include "view/PauseDetectionDlg.h"
 #include "view/UndoEntry.h"
 
+#include <tuple>
+
 namespace tw::test {
 namespace {
 
@@ -33,6 +35,12 @@ protected:
             d.OnOK();
         });
     }
+    // Action, threshold and both lengths as the dialog shows them.
+    static std::tuple<int32_t, int, std::string, std::string> Fields(CPauseDetectionDlg& dialog) {
+        return {dialog.GetSettings().action, dialog.GetSettings().thresholdDb,
+                dialog.GetLengthText(CPauseDetectionDlg::minPause),
+                dialog.GetLengthText(CPauseDetectionDlg::minSong)};
+    }
     std::vector<int64_t> Splits() const {
         std::vector<int64_t> out;
         const CLabelList& labels = view->GetMedia().GetLabels();
@@ -45,10 +53,7 @@ protected:
 TEST_F(ViewPauseDetectionTest, TheDialogStoresItsFieldsAsTheyWereLeftWithOrWithoutOK) {
     {
         CPauseDetectionDlg dialog;
-        EXPECT_EQ(dialog.GetSettings().action, insertSplits);
-        EXPECT_EQ(dialog.GetSettings().thresholdDb, -50);
-        EXPECT_EQ(dialog.GetLengthText(CPauseDetectionDlg::minPause), "2.0");
-        EXPECT_EQ(dialog.GetLengthText(CPauseDetectionDlg::minSong), "20.0");
+        EXPECT_EQ(Fields(dialog), std::make_tuple(int32_t{insertSplits}, -50, "2.0", "20.0"));
         dialog.Spin(CPauseDetectionDlg::minPause, 5);
         dialog.Spin(CPauseDetectionDlg::minSong, -250); // not below nothing
         EXPECT_FALSE(dialog.SetLengthText(CPauseDetectionDlg::minPause, "two"));
@@ -58,10 +63,7 @@ TEST_F(ViewPauseDetectionTest, TheDialogStoresItsFieldsAsTheyWereLeftWithOrWitho
         dialog.SetThreshold(-62);
     }
     CPauseDetectionDlg again;
-    EXPECT_EQ(again.GetSettings().action, deletePauses);
-    EXPECT_EQ(again.GetSettings().thresholdDb, -62);
-    EXPECT_EQ(again.GetLengthText(CPauseDetectionDlg::minPause), "2.5");
-    EXPECT_EQ(again.GetLengthText(CPauseDetectionDlg::minSong), "0.0");
+    EXPECT_EQ(Fields(again), std::make_tuple(int32_t{deletePauses}, -62, "2.5", "0.0"));
 }
 
 TEST_F(ViewPauseDetectionTest, SplitsFallOnTheFirstLoudRecordAndAStageTakesThemBack) {

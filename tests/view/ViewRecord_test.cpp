@@ -23,6 +23,8 @@
 #include <condition_variable>
 #include <functional>
 #include <thread>
+#include <tuple>
+#include <utility>
 
 namespace tw::test {
 namespace {
@@ -133,17 +135,18 @@ TEST_F(ViewRecordTest, ATakeIntoAnEmptyDocumentUsesTheAskedFormatAndBecomesTheDo
     EXPECT_TRUE(State(CChildView::kRecord).enabled);
     Command(CChildView::kRecord);
 
-    EXPECT_EQ(recordingFields.recordTooltip, "Pause");
-    EXPECT_TRUE(recordingFields.recording);
-    EXPECT_EQ(pausedFields.recordTooltip, "Record");
-    EXPECT_FALSE(pausedFields.recording);
+    EXPECT_EQ(std::make_pair(recordingFields.recordTooltip, recordingFields.recording),
+              std::make_pair(std::string("Pause"), true));
+    EXPECT_EQ(std::make_pair(pausedFields.recordTooltip, pausedFields.recording),
+              std::make_pair(std::string("Record"), false));
     EXPECT_NE(pausedFields.position, "00:00:00:000");
     EXPECT_EQ(pausedFields.meter0, pausedFields.meter1); // mono shows channel 0 on both
 
     CEditedMedia& media = view->GetMedia();
     ASSERT_NE(media.GetNativeFormat(), nullptr);
-    EXPECT_EQ(media.GetNativeFormat()->nSamplesPerSec, 8000u);
-    EXPECT_EQ(media.GetNativeFormat()->nChannels, 1);
+    EXPECT_EQ(
+        std::make_pair(media.GetNativeFormat()->nSamplesPerSec, int{media.GetNativeFormat()->nChannels}),
+        std::make_pair(8000u, 1));
     const int64_t length = media.GetLength();
     EXPECT_GE(length, 3 * 768);
     EXPECT_EQ(length % 768, 0);
@@ -270,11 +273,11 @@ protected:
 };
 
 TEST_F(RecordConsoleTest, MeterPositionsFollowTheDecibelRule) {
-    EXPECT_EQ(CRecordDialog::MeterPosition(1.0f), 100);
-    EXPECT_EQ(CRecordDialog::MeterPosition(0.5f), 93);   // -6.02 dB
-    EXPECT_EQ(CRecordDialog::MeterPosition(0.1f), 75);   // -20 dB
-    EXPECT_EQ(CRecordDialog::MeterPosition(0.0001f), 0); // -80 dB
-    EXPECT_EQ(CRecordDialog::MeterPosition(0.0f), -80);  // -144 dB, which the meter shows as 0
+    // 0, -6.02, -20 and -80 dB; silence is -144 dB, which the meter shows as 0.
+    EXPECT_EQ(std::vector<int>({CRecordDialog::MeterPosition(1.0f), CRecordDialog::MeterPosition(0.5f),
+                                CRecordDialog::MeterPosition(0.1f), CRecordDialog::MeterPosition(0.0001f),
+                                CRecordDialog::MeterPosition(0.0f)}),
+              std::vector<int>({100, 93, 75, 0, -80}));
 }
 
 TEST_F(RecordConsoleTest, GoToBeginRecordsOverTheStartAndGoToEndContinuesAtTheGreatestPosition) {
@@ -334,9 +337,8 @@ TEST_F(RecordConsoleTest, TheLineBoxLevelMonitoringAndRadioArePublishedAsTheyCha
     int changes = 0;
     presentation->OnDialog("Record", [&](CModalDialog& d) {
         const RecordConsoleFields first = console.GetFields();
-        EXPECT_EQ(first.level, 100);
-        EXPECT_EQ(first.recordTooltip, "Record");
-        EXPECT_FALSE(first.overwrite);
+        EXPECT_EQ(std::make_tuple(first.level, first.recordTooltip, first.overwrite),
+                  std::make_tuple(100, std::string("Record"), false));
         for (const auto& h : presentation->History())
             changes += h.kind == "changed";
         console.SetLevel(140);
@@ -352,9 +354,8 @@ TEST_F(RecordConsoleTest, TheLineBoxLevelMonitoringAndRadioArePublishedAsTheyCha
     });
     EXPECT_EQ(console.DoModal(view->GetSafeHandle()), IDCANCEL);
     EXPECT_EQ(changes, 0); // nothing was told before the window opened
-    EXPECT_EQ(shown.level, 100);
-    EXPECT_TRUE(shown.monitoring);
-    EXPECT_TRUE(shown.overwrite);
+    EXPECT_EQ(std::make_tuple(shown.level, shown.monitoring, shown.overwrite),
+              std::make_tuple(100, true, true));
     EXPECT_GT(shown.meter0, 50); // the input swings to about -8.7 dB
     EXPECT_EQ(pcm.Writes(), 0);
     int changed = 0;

@@ -17,6 +17,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <vector>
@@ -57,6 +58,12 @@ protected:
         CCmdUI ui(id);
         view->OnUpdateCmd(ui);
         return ui.State();
+    }
+    std::vector<bool> Enabled(std::initializer_list<uint32_t> ids) {
+        std::vector<bool> out;
+        for (uint32_t id : ids)
+            out.push_back(State(id).enabled);
+        return out;
     }
     void SendWheel(int delta) {
         CWindow::SendMessage(view->GetSafeHandle(), WM_MOUSEWHEEL,

@@ -6,6 +6,9 @@
 #include "view/DefineMarkersDlg.h"
 #include "view/PropertiesDialog.h"
 
+#include <tuple>
+#include <utility>
+
 namespace tw::test {
 namespace {
 
@@ -40,10 +43,9 @@ TEST_F(ViewZoomTest, SelectionByTimeShowsTheSelectionAndSetsItNormalisedAndClamp
         {{startSeconds, "2"}, {startMilliseconds, "500"}, {endSeconds, "1"}, {endMilliseconds, "0"}});
     Command(CChildView::kDefineMarkers);
     EXPECT_EQ(seenRate, 44100u);
-    EXPECT_EQ(seenTexts[startSeconds], "1");
-    EXPECT_EQ(seenTexts[startMilliseconds], "500");
-    EXPECT_EQ(seenTexts[endSeconds], "2");
-    EXPECT_EQ(seenTexts[endMilliseconds], "250");
+    EXPECT_EQ(std::make_tuple(seenTexts[startSeconds], seenTexts[startMilliseconds], seenTexts[endSeconds],
+                              seenTexts[endMilliseconds]),
+              std::make_tuple("1", "500", "2", "250"));
     EXPECT_EQ(view->GetSelection(), CSection(44100, 110250));
 
     // A selection reaching behind the end is slid back into the document, keeping its length.
@@ -59,9 +61,9 @@ TEST_F(ViewZoomTest, SelectionByTimeShowsTheSelectionAndSetsItNormalisedAndClamp
 
 TEST_F(ViewZoomTest, SelectionByTimeRefusesOverlongAndEmptyFields) {
     CDefineMarkersDlg dialog(1000, CSection(1500, 62250));
-    EXPECT_EQ(dialog.GetTexts()[endMinutes], "1");
-    EXPECT_EQ(dialog.GetTexts()[endSeconds], "2");
-    EXPECT_EQ(dialog.GetTexts()[endMilliseconds], "250");
+    EXPECT_EQ(std::make_tuple(dialog.GetTexts()[endMinutes], dialog.GetTexts()[endSeconds],
+                              dialog.GetTexts()[endMilliseconds]),
+              std::make_tuple("1", "2", "250"));
     // Four digits of milliseconds are refused by length: the field keeps the focus and shows its
     // last good value again.
     EXPECT_EQ(dialog.EditField(startMilliseconds, "1000"), startMilliseconds);
@@ -134,34 +136,30 @@ TEST_F(ViewZoomTest, DisplayKindsAreRadioItemsAndKeepTheChannelSumAndTheVertical
     EXPECT_FALSE(view->GetVisualizer()->GetMergeChannels());
 }
 
-TEST_F(ViewZoomTest, ZoomInAtNinetyNineSamplesIsOffAndDoesNothing) {
-    LoadWav(100000);
-    view->SetViewSection(CSection(500, 599));
-    EXPECT_FALSE(State(CChildView::kZoomIn).enabled);
-    Command(CChildView::kZoomIn);
-    EXPECT_EQ(view->GetViewSection(), CSection(500, 599));
-    // Zooming out stops at twice the media.
-    view->SetViewSection(CSection(0, 200000));
-    EXPECT_FALSE(State(CChildView::kZoomOut).enabled);
-    view->SetViewSection(CSection(0, 199999));
-    EXPECT_TRUE(State(CChildView::kZoomOut).enabled);
-}
-
-TEST_F(ViewZoomTest, AnEmptyDocumentLeavesAViewOfTwoAndAPublishedBar) {
+TEST_F(ViewZoomTest, AnEmptyDocumentLeavesAViewOfTwo_AndZoomStopsAtNinetyNineSamplesAndTwiceTheMedia) {
     view->SetViewSection(CSection(0, 0));
     EXPECT_FALSE(State(CChildView::kViewAll).enabled);
     EXPECT_FALSE(State(CChildView::kSelectAll).enabled);
     view->UpdateScrollBar();
     EXPECT_EQ(view->GetViewSection(), CSection(0, 2));
     const CScrollBarState bar = presentation->LastScrollBar(view->GetSafeHandle());
-    EXPECT_EQ(bar.maximum, 2);
-    EXPECT_EQ(bar.page, 2);
-    EXPECT_EQ(bar.position, 0);
+    EXPECT_EQ(std::make_tuple(bar.maximum, bar.page, bar.position), std::make_tuple(2, 2, 0));
     // Every code keeps the view inside 0 .. media + view.
     for (int code : {SB_LINELEFT, SB_PAGELEFT, SB_LINERIGHT, SB_PAGERIGHT, SB_BOTTOM, SB_TOP, 99}) {
         view->OnHScroll(code, 0);
         EXPECT_EQ(view->GetViewSection(), CSection(0, 2)) << code;
     }
+
+    // Zoom in at 99 samples is off and does nothing; zooming out stops at twice the media.
+    LoadWav(100000);
+    view->SetViewSection(CSection(500, 599));
+    EXPECT_FALSE(State(CChildView::kZoomIn).enabled);
+    Command(CChildView::kZoomIn);
+    EXPECT_EQ(view->GetViewSection(), CSection(500, 599));
+    view->SetViewSection(CSection(0, 200000));
+    EXPECT_FALSE(State(CChildView::kZoomOut).enabled);
+    view->SetViewSection(CSection(0, 199999));
+    EXPECT_TRUE(State(CChildView::kZoomOut).enabled);
 }
 
 TEST_F(ViewZoomTest, ThePlotLeavesRoomForRulerAndAxisOnlyWhenTheyAreShown) {
@@ -170,31 +168,27 @@ TEST_F(ViewZoomTest, ThePlotLeavesRoomForRulerAndAxisOnlyWhenTheyAreShown) {
     const PixelRect withBoth = view->GetPlot();
     EXPECT_GT(withBoth.left, 0);
     EXPECT_GT(withBoth.top, 0);
-    EXPECT_EQ(withBoth.right, kWidth);
-    EXPECT_EQ(withBoth.bottom, kHeight);
+    EXPECT_EQ(std::make_pair(withBoth.right, withBoth.bottom), std::make_pair(kWidth, kHeight));
 
     ASSERT_TRUE(PutSettingInt("View", "Show Axis", 0));
     ASSERT_TRUE(PutSettingInt("View", "Show Ruler", 0));
     view->Paint();
-    EXPECT_EQ(view->GetPlot().left, 0);
-    EXPECT_EQ(view->GetPlot().top, 0);
+    EXPECT_EQ(std::make_pair(view->GetPlot().left, view->GetPlot().top), std::make_pair(0, 0));
     // The mapping follows the new plot at both edges.
     view->SetViewSection(CSection(1000, 2000));
-    EXPECT_EQ(view->SampleFromX(0), 1000);
-    EXPECT_EQ(view->SampleFromX(kWidth), 1999);
-    EXPECT_EQ(view->XFromSample(1000), 0);
-    EXPECT_EQ(view->XFromSample(1999), kWidth);
-    EXPECT_EQ(view->XFromSample(0), 0);
-    EXPECT_EQ(view->SampleFromX(-50), 940); // -60.4 rounds toward zero, not down
+    // -60.4 rounds toward zero, not down.
+    EXPECT_EQ(std::vector<int64_t>({view->SampleFromX(0), view->SampleFromX(kWidth), view->SampleFromX(-50)}),
+              std::vector<int64_t>({1000, 1999, 940}));
+    EXPECT_EQ(std::vector<int>({view->XFromSample(1000), view->XFromSample(1999), view->XFromSample(0)}),
+              std::vector<int>({0, kWidth, 0}));
 
     // A resize lays the next paint out anew.
     view->OnSize(400, 120);
     view->UpdateWindow();
     auto image = presentation->LastViewImage(view->GetSafeHandle());
     ASSERT_NE(image, nullptr);
-    EXPECT_EQ(image->width, 400);
-    EXPECT_EQ(image->height, 120);
-    EXPECT_EQ(image->pixels.size(), 400u * 120u);
+    EXPECT_EQ(std::make_tuple(image->width, image->height, image->pixels.size()),
+              std::make_tuple(400, 120, 400u * 120u));
     EXPECT_EQ(view->GetPlot().right, 400);
 }
 
