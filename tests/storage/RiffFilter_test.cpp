@@ -99,6 +99,13 @@ TEST(RiffFilter, FindChunk_WalksChunksByTheirSizeWithoutPaddingForAtMostAHundred
     Finish(padded);
     EXPECT_EQ(Image(padded).riff.FindChunk("data"), -1);
 
+    // A chunk of 64 KiB or more is stepped over by its whole 32-bit size.
+    auto big = Begin();
+    AppendChunk(big, "LIST", std::vector<uint8_t>(70000, 7));
+    AppendChunk(big, "data", {1, 2});
+    Finish(big);
+    EXPECT_EQ(Image(big).riff.FindChunk("data"), 12 + 8 + 70000 + 4);
+
     // The walk gives up after one hundred chunks.
     for (int before : {99, 100}) {
         auto many = Begin();

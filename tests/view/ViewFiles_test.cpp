@@ -5,10 +5,13 @@
 #include "platform/File.h"
 #include "platform/Settings.h"
 #include "platform/StringTable.h"
+#include "platform/Utf.h"
 #include "storage/DirectoryManager.h"
 #include "view/DocumentHost.h"
 #include "view/SaveDialogs.h"
 #include "view/UndoEntry.h"
+
+#include "core/MediaListener.h"
 
 #include <algorithm>
 #include <cmath>
@@ -402,9 +405,24 @@ TEST_F(ViewFilesTest, ARecoveredContainerIsWorkedOnInPlaceAndHasNoName) {
                             [](const auto& s) { return s.kind == "dialog" && s.text == "FileSave"; }));
 }
 
+// Stands for the host's clip object: hears what the document tells its clip.
+class ClipListener : public IMediaListener {
+public:
+    uint32_t AddRef() override { return 1; }
+    uint32_t Release() override { return 1; }
+    int32_t OnMediaChanged(const char16_t* path, int64_t) override {
+        told.push_back(path != nullptr ? path : u"");
+        return 0;
+    }
+    int32_t QueryKeepChanges() override { return 0; }
+    std::vector<std::u16string> told;
+};
+
 TEST_F(ViewFilesTest, AHostClipKeepsTheChangesOnlyWhenAskedTo) {
     LoadWav(3000);
+    ClipListener listener;
     CEditedMedia clip;
+    clip.AddListener(&listener);
     view->SetHostClip(&clip);
     Select(0, 1000);
     Command(CChildView::kDelete);
@@ -416,6 +434,7 @@ TEST_F(ViewFilesTest, AHostClipKeepsTheChangesOnlyWhenAskedTo) {
     presentation->QueueBoxAnswer(IDNO);
     EXPECT_TRUE(view->QuerySave());
     EXPECT_TRUE(clip.IsEmpty());
+    EXPECT_TRUE(listener.told.empty());
 
     // Yes: the clip gets the edited document, which itself stays as it is.
     presentation->QueueBoxAnswer(IDYES);
@@ -423,7 +442,10 @@ TEST_F(ViewFilesTest, AHostClipKeepsTheChangesOnlyWhenAskedTo) {
     EXPECT_EQ(clip.GetLength(), 2000);
     EXPECT_EQ(Channel0(clip)[0], Written(1000));
     EXPECT_EQ(view->GetMedia().GetLength(), 2000);
+    // The clip's owner hears of the kept changes, with the file they came from.
+    EXPECT_EQ(listener.told, std::vector<std::u16string>{ToUtf16(view->GetFileName())});
     view->SetHostClip(nullptr);
+    clip.RemoveListener(&listener);
 }
 
 } // namespace
