@@ -48,9 +48,15 @@ TEST_F(TransportTest, TheTimerMovesTheCursorTellsTheTimeAndFeedsTheMeters) {
     EXPECT_LT(x, view->XFromSample(44100 * 6 / 10));
     const std::string status = StatusTexts().back();
     EXPECT_EQ(status.rfind("Playing - 00:00:00:", 0), 0u) << status;
-    // The document peaks near 0.46 (-6.8 dB): (80 - 6.8) * 1.25 is 91.
-    const std::vector<int> levels = presentation->LastMeterLevels(frame.GetSafeHandle());
-    ASSERT_EQ(levels.size(), 2u);
+    // The document peaks near 0.46 (-6.8 dB): (80 - 6.8) * 1.25 is 91. A reading of a tick in which
+    // a busy machine let the card play nothing shows silence; the next one that heard sound counts.
+    std::vector<int> levels;
+    ASSERT_TRUE(PumpUntil(
+        [&] {
+            levels = presentation->LastMeterLevels(frame.GetSafeHandle());
+            return levels.size() == 2 && levels[0] > 0;
+        },
+        1.0));
     for (int level : levels) {
         EXPECT_GE(level, 80);
         EXPECT_LE(level, 92);
