@@ -21,7 +21,7 @@
 #include "BenchStats.h"
 #include "core/EditedMedia.h"
 #include "display/DrawContext.h"
-#include "display/SpectrogramVisualizer.h"
+#include "display/TimeFrequencyVisualizer.h"
 #include "display/WaveletDot.h"
 
 #include "BenchDocument.h"

@@ -1,7 +1,7 @@
 #include "display/Visualizers.h"
 
 #include "display/PCMVisualizer.h"
-#include "display/SpectrogramVisualizer.h"
+#include "display/TimeFrequencyVisualizer.h"
 
 namespace tw {
 

@@ -85,8 +85,8 @@ std::vector<float> OnChannel(int channels, int channel, int64_t frames, float le
     return s;
 }
 
-std::vector<float> Noise(int channels, int64_t frames, float amplitude, unsigned seed) {
-    std::mt19937 gen(seed);
+std::vector<float> Noise(int channels, int64_t frames, float amplitude, unsigned start) {
+    std::mt19937 gen(start);
     std::uniform_real_distribution<float> d(-amplitude, amplitude);
     std::vector<float> s(static_cast<size_t>(frames * channels));
     for (float& v : s)

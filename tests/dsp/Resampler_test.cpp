@@ -32,8 +32,8 @@ std::vector<float> Convert(CResampler& r, const std::vector<float>& in, int32_t 
     return out;
 }
 
-std::vector<float> Noise(size_t count, unsigned seed, float amplitude = 1.0f) {
-    std::mt19937 random(seed);
+std::vector<float> Noise(size_t count, unsigned start, float amplitude = 1.0f) {
+    std::mt19937 random(start);
     std::uniform_real_distribution<float> sample(-amplitude, amplitude);
     std::vector<float> v(count);
     for (float& x : v)

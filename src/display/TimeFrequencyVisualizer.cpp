@@ -1,4 +1,4 @@
-#include "display/SpectrogramVisualizer.h"
+#include "display/TimeFrequencyVisualizer.h"
 #include "display/DrawContext.h"
 
 #include "core/EditedMedia.h"

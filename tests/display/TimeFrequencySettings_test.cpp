@@ -1,7 +1,7 @@
 // The time-frequency display's tables, sizes, axis values and status texts.
 #include "display/LevelIndex.h"
 #include "display/SpectrogramPalette.h"
-#include "display/SpectrogramVisualizer.h"
+#include "display/TimeFrequencyVisualizer.h"
 #include "display/WaveletDot.h"
 
 #include "SpectrogramDocument.h"

@@ -3,7 +3,7 @@
 #include "core/Transform.h"
 #include "display/DrawContext.h"
 #include "display/SpectrogramPalette.h"
-#include "display/SpectrogramVisualizer.h"
+#include "display/TimeFrequencyVisualizer.h"
 
 #include "SpectrogramDocument.h"
 

@@ -4,7 +4,7 @@
 #include "core/ReadCursor.h"
 #include "display/DrawContext.h"
 #include "display/LevelIndex.h"
-#include "display/SpectrogramVisualizer.h"
+#include "display/TimeFrequencyVisualizer.h"
 #include "display/WaveletDot.h"
 
 #include <algorithm>
