@@ -10,7 +10,7 @@ namespace fh {
 class CSettingsObject : public IFormatLog, public IFormatConfig, public CRefCount {
 public:
     HRESULT QueryInterface(const GUID& iid, void** out) override;
-    FH_IUNKNOWN_REFCOUNT
+    TWC_IUNKNOWN_REFCOUNT
     HRESULT SetPath(const char16_t* path) override;
     HRESULT SetWindow(uint32_t window) override;
 
@@ -25,7 +25,7 @@ public:
     ~CFormatHost() override;
 
     HRESULT QueryInterface(const GUID& iid, void** out) override;
-    FH_IUNKNOWN_REFCOUNT
+    TWC_IUNKNOWN_REFCOUNT
     HRESULT Initialise(const char16_t* directory, uint32_t window) override;
     HRESULT CreateLog(IFormatLog** out) override;
     HRESULT CreateConfig(IFormatConfig** out) override;

@@ -16,7 +16,7 @@ public:
     CPlugin(const FormatInfo& format, bool writer);
 
     HRESULT QueryInterface(const GUID& iid, void** out) override;
-    FH_IUNKNOWN_REFCOUNT
+    TWC_IUNKNOWN_REFCOUNT
     int32_t GetType() override { return m_writer ? FH_PLUGIN_WRITER : FH_PLUGIN_READER; }
     const char16_t* GetName() override { return m_name.c_str(); }
     int32_t GetExtensionCount() override { return static_cast<int32_t>(m_extensions.size()); }
@@ -40,7 +40,7 @@ public:
     ~CPluginList() override;
 
     HRESULT QueryInterface(const GUID& iid, void** out) override;
-    FH_IUNKNOWN_REFCOUNT
+    TWC_IUNKNOWN_REFCOUNT
     int32_t GetCount() override { return static_cast<int32_t>(m_plugins.size()); }
     HRESULT GetItem(int32_t index, IFormatPlugin** out) override;
 

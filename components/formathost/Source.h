@@ -25,7 +25,7 @@ public:
     ~CSource() override;
 
     HRESULT QueryInterface(const GUID& iid, void** out) override;
-    FH_IUNKNOWN_REFCOUNT
+    TWC_IUNKNOWN_REFCOUNT
 
     bool Open(int32_t index, IFormatStatus** status) override;
     HRESULT GetDescription(uint32_t* sampleRate, uint32_t* bits, uint32_t* channels,

@@ -10,7 +10,7 @@ public:
     CStatus(uint32_t code, std::string text, int systemError = 0);
 
     HRESULT QueryInterface(const GUID& iid, void** out) override;
-    FH_IUNKNOWN_REFCOUNT
+    TWC_IUNKNOWN_REFCOUNT
     uint32_t GetCode() override { return m_code; }
     bool IsSystemError() override { return m_systemError != 0; }
     int32_t GetSystemError() override { return m_systemError; }

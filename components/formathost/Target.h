@@ -26,7 +26,7 @@ public:
     ~CTarget() override;
 
     HRESULT QueryInterface(const GUID& iid, void** out) override;
-    FH_IUNKNOWN_REFCOUNT
+    TWC_IUNKNOWN_REFCOUNT
 
     bool SetPath(const char16_t* path) override;
     bool Open(IFormatStatus** status) override;

@@ -16,14 +16,14 @@ class FileRef;
 
 namespace vmd {
 
-class CMetaDataHandler final : public IMetaDataHandler, public CRefCounted {
+class CMetaDataHandler final : public IMetaDataHandler, public CRefCount {
 public:
     // Opens `path`: VMDS_E_FILE_NOT_FOUND when it is no regular file, VMDS_E_UNKNOWN_FORMAT when
     // TagLib knows no reader for it or finds it damaged. On success `out` has one reference.
     static HRESULT Open(const std::string& path, CMetaDataHandler** out);
 
     HRESULT QueryInterface(const GUID& iid, void** out) override;
-    VMD_IUNKNOWN_REFCOUNT
+    TWC_IUNKNOWN_REFCOUNT
 
     HRESULT GetProperties(IMetaDataReceiver* receiver) override;
     HRESULT GetWriter(IMetaDataWriter** writer) override;

@@ -13,12 +13,12 @@ namespace vmd {
 
 class CMetaDataHandler;
 
-class CMetaDataWriter final : public IMetaDataWriter, public CRefCounted {
+class CMetaDataWriter final : public IMetaDataWriter, public CRefCount {
 public:
     explicit CMetaDataWriter(CMetaDataHandler* handler);
 
     HRESULT QueryInterface(const GUID& iid, void** out) override;
-    VMD_IUNKNOWN_REFCOUNT
+    TWC_IUNKNOWN_REFCOUNT
 
     HRESULT SetString(const char16_t* key, const char16_t* value) override;
     HRESULT SetNumber(const char16_t* key, int32_t value) override;

@@ -27,7 +27,7 @@ struct MapperFormat {
 class CMapperBase : public CRefCount, public ISurroundRenderer {
 public:
     HRESULT QueryInterface(const GUID& iid, void** out) override;
-    SR_IUNKNOWN_REFCOUNT
+    TWC_IUNKNOWN_REFCOUNT
 
     HRESULT Process(SAFEARRAY* input, SAFEARRAY** output) override;
     HRESULT Flush(SAFEARRAY** output) override;

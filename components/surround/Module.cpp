@@ -1,16 +1,11 @@
 // The module's two entry points: class factories by class id, and whether it may be unloaded.
-#include "ClassFactory.h"
+#include "ComBase.h"
 #include "SurroundRenderer.h"
 #include "UpMix.h"
 
 #include <new>
 
 namespace sr {
-
-std::atomic<int32_t>& ModuleCount() {
-    static std::atomic<int32_t> count{0};
-    return count;
-}
 
 namespace {
 
@@ -27,24 +22,14 @@ IUnknown* MakeUpMix(const CLSID&) {
 } // namespace sr
 
 TW_EXPORT HRESULT DllGetClassObject(const GUID* clsid, const GUID* iid, void** out) {
-    if (clsid == nullptr || iid == nullptr || out == nullptr)
-        return E_POINTER;
-    *out = nullptr;
-    IUnknown* (*make)(const CLSID&) = nullptr;
-    if (*clsid == CLSID_SurroundRenderer)
+    twc::MakeObject make = nullptr;
+    if (clsid != nullptr && *clsid == CLSID_SurroundRenderer)
         make = sr::MakeRenderer;
-    else if (*clsid == CLSID_UpMix)
+    else if (clsid != nullptr && *clsid == CLSID_UpMix)
         make = sr::MakeUpMix;
-    else
-        return CLASS_E_CLASSNOTAVAILABLE;
-    auto* factory = new (std::nothrow) sr::CClassFactory(make, *clsid);
-    if (factory == nullptr)
-        return E_OUTOFMEMORY;
-    const HRESULT hr = factory->QueryInterface(*iid, out);
-    factory->Release();
-    return hr;
+    return twc::GetClassObject<sr::g_liveObjects>(make, clsid, iid, out);
 }
 
 TW_EXPORT HRESULT DllCanUnloadNow(void) {
-    return sr::ModuleCount().load() == 0 ? S_OK : S_FALSE;
+    return sr::g_liveObjects.load() == 0 ? S_OK : S_FALSE;
 }

@@ -15,7 +15,7 @@ namespace sr {
 class CSurroundRenderer : public CMapperBase, public ISurroundMode {
 public:
     HRESULT QueryInterface(const GUID& iid, void** out) override;
-    SR_IUNKNOWN_REFCOUNT
+    TWC_IUNKNOWN_REFCOUNT
 
     HRESULT GetMode(int32_t* mode) override;
     HRESULT GetModeCount(int32_t* count) override;

@@ -61,7 +61,7 @@ public:
     ~CEffect() override;
 
     HRESULT QueryInterface(const GUID& iid, void** out) override;
-    BT_IUNKNOWN_REFCOUNT
+    TWC_IUNKNOWN_REFCOUNT
 
     // ITransform
     HRESULT Initialise(GUID subId) override;

@@ -1,16 +1,11 @@
 // The module's two entry points: class factories by class id, and whether it may be unloaded.
 #include "Catalogue.h"
-#include "ClassFactory.h"
+#include "ComBase.h"
 #include "PluginManager.h"
 
 #include <new>
 
 namespace bt {
-
-std::atomic<int32_t>& ModuleCount() {
-    static std::atomic<int32_t> count{0};
-    return count;
-}
 
 namespace {
 
@@ -28,24 +23,14 @@ IUnknown* MakeEffect(const CLSID& classId) {
 } // namespace bt
 
 TW_EXPORT HRESULT DllGetClassObject(const GUID* clsid, const GUID* iid, void** out) {
-    if (clsid == nullptr || iid == nullptr || out == nullptr)
-        return E_POINTER;
-    *out = nullptr;
-    IUnknown* (*make)(const CLSID&) = nullptr;
-    if (*clsid == CLSID_BuiltinPluginManager)
+    twc::MakeObject make = nullptr;
+    if (clsid != nullptr && *clsid == CLSID_BuiltinPluginManager)
         make = bt::MakeManager;
-    else if (bt::FindEntry(*clsid) != nullptr)
+    else if (clsid != nullptr && bt::FindEntry(*clsid) != nullptr)
         make = bt::MakeEffect;
-    else
-        return CLASS_E_CLASSNOTAVAILABLE;
-    auto* factory = new (std::nothrow) bt::CClassFactory(make, *clsid);
-    if (factory == nullptr)
-        return E_OUTOFMEMORY;
-    const HRESULT hr = factory->QueryInterface(*iid, out);
-    factory->Release();
-    return hr;
+    return twc::GetClassObject<bt::g_liveObjects>(make, clsid, iid, out);
 }
 
 TW_EXPORT HRESULT DllCanUnloadNow(void) {
-    return bt::ModuleCount().load() == 0 ? S_OK : S_FALSE;
+    return bt::g_liveObjects.load() == 0 ? S_OK : S_FALSE;
 }

@@ -19,7 +19,7 @@ namespace bt {
 class CPluginManager : public CRefCount, public IPluginManager, public IPluginManagerControl {
 public:
     HRESULT QueryInterface(const GUID& iid, void** out) override;
-    BT_IUNKNOWN_REFCOUNT
+    TWC_IUNKNOWN_REFCOUNT
 
     // IPluginManager
     HRESULT GetCount(int32_t* count) override;

@@ -23,7 +23,7 @@ public:
     ~CParamsPage() override;
 
     HRESULT QueryInterface(const GUID& iid, void** out) override;
-    TP_IUNKNOWN_REFCOUNT
+    TWC_IUNKNOWN_REFCOUNT
 
     HRESULT SetPageSite(IPropertyPageSite* site) override;
     HRESULT Activate(PageWindow parent, const TWRECT* rect, int32_t modal) override;
