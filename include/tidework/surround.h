@@ -36,6 +36,23 @@ enum : uint32_t {
     kSpeakers71 = 0x63F,
 };
 
+// The mask the system hands a mapper for a channel count it maps: 0 for the counts it leaves to
+// the mapper's usual layout.
+constexpr uint32_t MapperSpeakerMask(int32_t channels) {
+    switch (channels) {
+    case 1:
+        return kSpeakersMono;
+    case 2:
+        return kSpeakersStereo;
+    case 6:
+        return kSpeakers51;
+    case 8:
+        return kSpeakers71;
+    default:
+        return 0;
+    }
+}
+
 // Modes of ISurroundMode::SetMode (the AudioOutput / SurroundMode and FormatConversion /
 // DownMixMode values above 0 select the virtual-surround modes; 0 is the standard down-mix). The
 // virtual modes render for two ears and so need a stereo output; with any other output the

@@ -24,21 +24,6 @@ void DestroyArray(SAFEARRAY* array) {
 
 } // namespace
 
-uint32_t CSurroundLink::RendererMask(int32_t channels) {
-    switch (channels) {
-    case 1:
-        return kSpeakersMono;
-    case 2:
-        return kSpeakersStereo;
-    case 6:
-        return kSpeakers51;
-    case 8:
-        return kSpeakers71;
-    default:
-        return 0;
-    }
-}
-
 uint32_t CSurroundLink::FormatMask(int32_t channels) {
     switch (channels) {
     case 1:
@@ -63,8 +48,8 @@ bool CSurroundLink::Create(int32_t mode, int32_t rate, int32_t sourceChannels, i
         return false;
     m_renderer = static_cast<ISurroundRenderer*>(out);
 
-    if (m_renderer->Initialise(rate, rate, sourceChannels, channels, RendererMask(sourceChannels),
-                               RendererMask(channels)) != 0) {
+    if (m_renderer->Initialise(rate, rate, sourceChannels, channels, MapperSpeakerMask(sourceChannels),
+                               MapperSpeakerMask(channels)) != 0) {
         Release();
         return false;
     }

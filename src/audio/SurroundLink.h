@@ -20,10 +20,8 @@ public:
     CSurroundLink(const CSurroundLink&) = delete;
     CSurroundLink& operator=(const CSurroundLink&) = delete;
 
-    // The renderer's speaker mask for a channel count: 1: 4, 2: 3, 6: 0x3F, 8: 0x63F, others 0.
-    static uint32_t RendererMask(int32_t channels);
     // The device format's channel mask: 1: 4, 2: 3, 6: 0x3F, 8: 0xFF, others 0 (the 8-channel mask
-    // differs from the renderer's).
+    // differs from the one the renderer is given).
     static uint32_t FormatMask(int32_t channels);
 
     // Makes the renderer by class id through CoCreateInstance, initialises it with `rate` on both

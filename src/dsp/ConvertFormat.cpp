@@ -80,21 +80,6 @@ double CConvertFormat::GetProgress() {
     return static_cast<double>(m_framesRead.load()) / static_cast<double>(total);
 }
 
-uint32_t CConvertFormat::SpeakerMask(int32_t channels) {
-    switch (channels) {
-    case 1:
-        return kSpeakersMono;
-    case 2:
-        return kSpeakersStereo;
-    case 6:
-        return kSpeakers51;
-    case 8:
-        return kSpeakers71;
-    default:
-        return 0;
-    }
-}
-
 ISurroundRenderer* CConvertFormat::MakeMapper(int32_t rate, int32_t sourceChannels, int32_t targetChannels,
                                               bool& failed) {
     failed = false;
@@ -117,8 +102,8 @@ ISurroundRenderer* CConvertFormat::MakeMapper(int32_t rate, int32_t sourceChanne
     }
     // The rates are the source's on both sides: the mapper runs before the resampler. Both ways
     // of configuring are used, as callers of either vintage of the component expect.
-    const uint32_t inMask = SpeakerMask(sourceChannels);
-    const uint32_t outMask = SpeakerMask(targetChannels);
+    const uint32_t inMask = MapperSpeakerMask(sourceChannels);
+    const uint32_t outMask = MapperSpeakerMask(targetChannels);
     if (mapper->SetFormat(rate, rate, sourceChannels, targetChannels, inMask, outMask) != 0 ||
         mapper->Initialise(rate, rate, sourceChannels, targetChannels, inMask, outMask) != 0) {
         mapper->Release();

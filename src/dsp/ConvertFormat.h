@@ -52,10 +52,6 @@ public:
     // with that result.
     int32_t Run() override;
 
-    // The speaker mask the mappers are configured with for a channel count; 0 for counts without
-    // a usual layout.
-    static uint32_t SpeakerMask(int32_t channels);
-
 private:
     // Makes and configures the mapper from `sourceChannels` to `targetChannels` at `rate`; null
     // with `failed` set when that was needed and did not work.

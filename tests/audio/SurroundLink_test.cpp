@@ -22,7 +22,7 @@ TEST(SurroundLinkTest, MasksAreTheDevicesOwnWithTheirDifferenceAtEightChannels) 
         uint32_t renderer, format;
     } cases[] = {{1, 4, 4}, {2, 3, 3}, {6, 0x3F, 0x3F}, {8, 0x63F, 0xFF}, {4, 0, 0}, {0, 0, 0}};
     for (const auto& c : cases) {
-        EXPECT_EQ(CSurroundLink::RendererMask(c.channels), c.renderer) << c.channels;
+        EXPECT_EQ(MapperSpeakerMask(c.channels), c.renderer) << c.channels;
         EXPECT_EQ(CSurroundLink::FormatMask(c.channels), c.format) << c.channels;
     }
 }
