@@ -13,22 +13,16 @@
 //                                 and waits to be killed.
 //   fault_host recover            recovers the lost container (Crash Guard, first choice) and prints
 //                                 "recovered <digest>" or "none".
-//
-// A digest is a hash of the document's stored state (sources, transforms, events, labels, both
-// history lists, view and selection), made by storing the document into a container in memory.
+#include "../../hosts/DocumentHost.h"
 #include "audio/DeviceChain.h"
 #include "audio/VirtualDevice.h"
 #include "audio/VirtualDeviceMgr.h"
-#include "host/CrashGuardDialog.h"
-#include "host/FileThreadList.h"
 #include "host/TKThread.h"
 #include "platform/Messages.h"
 #include "platform/Presentation.h"
 #include "platform/Settings.h"
 #include "platform/Utf.h"
 #include "platform/Window.h"
-#include "storage/MemFileIO.h"
-#include "storage/RaffParser.h"
 #include "view/ChildView.h"
 #include "view/RecordDialog.h"
 #include "view/ViewHistory.h"
@@ -41,58 +35,19 @@
 #include <cstdio>
 #include <dlfcn.h>
 #include <fstream>
-#include <future>
 #include <iterator>
 #include <string>
 #include <thread>
 
 using namespace tw;
+using namespace tw::test;
 
 namespace {
-
-template <class Call> auto OnThreadOf(WindowHandle handle, Call call) -> decltype(call()) {
-    std::promise<decltype(call())> done;
-    CWindow::LoopOf(handle)->PostCall([&] { done.set_value(call()); });
-    return done.get_future().get();
-}
-
-uint64_t Fnv(const uint8_t* bytes, size_t size) {
-    uint64_t hash = 1469598103934665603ull;
-    for (size_t i = 0; i < size; ++i) {
-        hash ^= bytes[i];
-        hash *= 1099511628211ull;
-    }
-    return hash;
-}
-
-uint64_t Digest(CChildView& view) {
-    CMemFileIO memory;
-    CRaffParser container;
-    container.AttachContainer(&memory);
-    if (!container.SaveState(view.GetMedia(), &view.GetHistoryArchive(), view.GetViewSection(),
-                             view.GetSelection()))
-        return 0;
-    return Fnv(memory.GetData() + 18, static_cast<size_t>(memory.GetLength() - 18));
-}
 
 uint64_t FileHash(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
     return in ? Fnv(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()) : 0;
-}
-
-CChildView* FirstView() {
-    CFileThreadList& list = CFileThreadList::Instance();
-    std::lock_guard<std::recursive_mutex> lock(list.Lock());
-    if (list.Threads().empty())
-        return nullptr;
-    return dynamic_cast<CChildView*>(CWindow::FromHandle(list.Threads().front()->GetViewHandle()));
-}
-
-void Shutdown() {
-    tkShutdown();
-    while (tkQueryRunStatus() != 0)
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
 }
 
 // The document as a line, and what its container holds as far as this process knows: the state
@@ -147,7 +102,7 @@ int Run(const std::string& point, const std::string& folder) {
     const std::string song = folder + "/disk/song.wav";
     if (tkOpenFile(ToUtf16(song).c_str(), nullptr) != 0)
         return 3;
-    CChildView* found = FirstView();
+    CChildView* found = FirstDocument().object;
     if (found == nullptr)
         return 4;
     CChildView& view = *found;
@@ -205,35 +160,12 @@ int Run(const std::string& point, const std::string& folder) {
         std::this_thread::sleep_for(std::chrono::seconds(1));
 }
 
-int Recover() {
-    auto presentation = std::make_shared<CHeadlessPresentation>();
-    presentation->OnDialog("CrashGuard", [](CModalDialog& dialog) {
-        static_cast<CCrashGuardDialog&>(dialog).m_choice = CCrashGuardDialog::recover;
-        dialog.OnOK();
-    });
-    SetPresentation(presentation);
-    HostInfo none{0, 0, 0};
-    if (tkInitDLL(&none) != 1)
-        return 2;
-    CChildView* view = tkCheckForLostTempFiles() != 0 ? FirstView() : nullptr;
-    if (view == nullptr)
-        std::printf("none\n");
-    else
-        std::printf("recovered %016" PRIx64 "\n",
-                    OnThreadOf(view->GetSafeHandle(), [&] { return Digest(*view); }));
-    for (const std::string& box : presentation->Boxes())
-        std::printf("box %s\n", box.c_str());
-    std::fflush(stdout);
-    Shutdown();
-    return 0;
-}
-
 } // namespace
 
 int main(int argc, char** argv) {
     const std::string mode = argc > 1 ? argv[1] : "";
     if (mode == "recover")
-        return Recover();
+        return RecoverLostDocument(true);
     if (argc == 3)
         return Run(mode, argv[2]);
     std::fprintf(stderr, "usage: fault_host state|project|file|peak|record <folder> | fault_host recover\n");

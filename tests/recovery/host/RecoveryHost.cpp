@@ -10,21 +10,16 @@
 //                                           tkCheckForLostTempFiles and prints "recovered <digest>"
 //                                           or "none".
 //
-// The digest is a hash of the document's stored state (groups 1-6 and the header's sections), made
-// by storing the document into a container in memory, so two processes agree on it exactly when
-// their documents and histories are the same.
+#include "../../hosts/DocumentHost.h"
 #include "dsp/TransformManager.h"
 #include "dsp/TransformPlugin.h"
 #include "frame/MainFrame.h"
-#include "host/CrashGuardDialog.h"
-#include "host/FileThreadList.h"
 #include "host/TKThread.h"
 #include "platform/Messages.h"
+#include "platform/ModalDialog.h"
 #include "platform/Presentation.h"
 #include "platform/Utf.h"
 #include "platform/Window.h"
-#include "storage/MemFileIO.h"
-#include "storage/RaffParser.h"
 #include "view/ChildView.h"
 #include "view/ViewHistory.h"
 
@@ -35,65 +30,14 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
-#include <future>
 #include <random>
 #include <string>
 #include <thread>
 
 using namespace tw;
+using namespace tw::test;
 
 namespace {
-
-// Runs `call` on the thread of window `handle` and waits for it.
-template <class Call> auto OnThreadOf(WindowHandle handle, Call call) -> decltype(call()) {
-    using Result = decltype(call());
-    std::promise<Result> done;
-    CMessageLoop* loop = CWindow::LoopOf(handle);
-    loop->PostCall([&] { done.set_value(call()); });
-    return done.get_future().get();
-}
-
-uint64_t Digest(CChildView& view) {
-    CMemFileIO memory;
-    CRaffParser container;
-    container.AttachContainer(&memory);
-    if (!container.SaveState(view.GetMedia(), &view.GetHistoryArchive(), view.GetViewSection(),
-                             view.GetSelection()))
-        return 0;
-    // FNV-1a over the sections of the header and the whole state.
-    uint64_t hash = 1469598103934665603ull;
-    for (int64_t i = 18; i < memory.GetLength(); ++i) {
-        hash ^= memory.GetData()[i];
-        hash *= 1099511628211ull;
-    }
-    return hash;
-}
-
-struct Document {
-    WindowHandle frame = 0;
-    WindowHandle view = 0;
-    CChildView* object = nullptr;
-};
-
-Document FirstDocument() {
-    Document document;
-    CFileThreadList& list = CFileThreadList::Instance();
-    std::lock_guard<std::recursive_mutex> lock(list.Lock());
-    if (list.Threads().empty())
-        return document;
-    document.frame = list.Threads().front()->GetFrameHandle();
-    document.view = list.Threads().front()->GetViewHandle();
-    document.object = dynamic_cast<CChildView*>(CWindow::FromHandle(document.view));
-    return document;
-}
-
-// Shuts the library down and waits until its document threads have ended, as a host does before
-// it unloads it.
-void Shutdown() {
-    tkShutdown();
-    while (tkQueryRunStatus() != 0)
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-}
 
 void Print(const char* format, ...) __attribute__((format(printf, 1, 2)));
 void Print(const char* format, ...) {
@@ -185,33 +129,6 @@ int Run(const std::string& wav, uint32_t series, int steps, bool hold) {
     return 0;
 }
 
-int Recover() {
-    auto presentation = std::make_shared<CHeadlessPresentation>();
-    presentation->OnDialog("CrashGuard", [](CModalDialog& dialog) {
-        static_cast<CCrashGuardDialog&>(dialog).m_choice = CCrashGuardDialog::recover;
-        dialog.OnOK();
-    });
-    SetPresentation(presentation);
-    HostInfo none{0, 0, 0};
-    if (tkInitDLL(&none) != 1)
-        return 2;
-    if (tkCheckForLostTempFiles() == 0) {
-        Print("none\n");
-        Shutdown();
-        return 0;
-    }
-    const Document document = FirstDocument();
-    if (document.object == nullptr) {
-        Print("unopened\n");
-        Shutdown();
-        return 0;
-    }
-    CChildView& view = *document.object;
-    Print("recovered %016" PRIx64 "\n", OnThreadOf(document.view, [&] { return Digest(view); }));
-    Shutdown();
-    return 0;
-}
-
 } // namespace
 
 int main(int argc, char** argv) {
@@ -220,7 +137,7 @@ int main(int argc, char** argv) {
         return Run(argv[2], static_cast<uint32_t>(std::strtoul(argv[3], nullptr, 10)), std::atoi(argv[4]),
                    mode == "hold");
     if (mode == "recover")
-        return Recover();
+        return RecoverLostDocument(false);
     std::fprintf(stderr, "usage: recovery_host run <wav> <series> <steps> | recovery_host recover\n");
     return 1;
 }
