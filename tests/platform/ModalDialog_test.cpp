@@ -212,14 +212,6 @@ TEST_F(ModalDialogTest, NestedDialogs_TheNewestEnabledPopupIsFoundAndOwnersComeB
     EXPECT_TRUE(frame.IsWindowEnabled());
 }
 
-TEST_F(ModalDialogTest, MessageBoxes_TakeScriptedAnswersThenTheirFirstButton) {
-    m_presentation->QueueBoxAnswer(IDNO);
-    EXPECT_EQ(ShowMessageBox("Delete?", MB_YESNO), IDNO);
-    EXPECT_EQ(ShowMessageBox("Delete again?", MB_YESNO), IDYES);
-    EXPECT_EQ(ShowMessageBox("Note"), IDOK);
-    EXPECT_EQ(m_presentation->Boxes(), (std::vector<std::string>{"Delete?", "Delete again?", "Note"}));
-}
-
 TEST_F(ModalDialogTest, BoxOnADocumentThread_KeepsItsLoopServingUntilAPersonAnswers) {
     // A presentation that waits for a person, here another thread's answer.
     class SlowPresentation : public CHeadlessPresentation {

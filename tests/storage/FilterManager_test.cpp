@@ -261,19 +261,6 @@ TEST(FilterManager, AMissingLibrary_LeavesEverythingEmptyAndEveryOpenFails) {
     EXPECT_FALSE(manager.IsLoaded());
 }
 
-TEST(FilterManager, TheFirstManagerMade_IsTheGlobalInstanceUntilItGoes) {
-    auto first = std::make_unique<CFileFilterManager>();
-    // Another test's manager may be alive; the instance then stays that one.
-    CFileFilterManager* global = CFileFilterManager::Instance();
-    ASSERT_NE(global, nullptr);
-    CFileFilterManager second;
-    EXPECT_EQ(CFileFilterManager::Instance(), global);
-    if (global == first.get()) {
-        first.reset();
-        EXPECT_EQ(CFileFilterManager::Instance(), nullptr);
-    }
-}
-
 class FakeStatus : public Counted<IFormatStatus> {
 public:
     FakeStatus(uint32_t code, std::string text, int error) : code_(code), text_(Wide(text)), error_(error) {}
