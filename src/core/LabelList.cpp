@@ -26,7 +26,16 @@ bool CLabelList::Insert(CLabelData* label) {
 }
 
 bool CLabelList::Add(int64_t position, int32_t type, const std::string& first, const std::string& second) {
-    return Insert(new CLabelData(position, type, first, second));
+    auto* label = new CLabelData(position, type, first, second);
+    // Unlike Insert's caller, nobody holds a marker this replaces: it is the list's to delete.
+    for (CLabelData*& slot : m_labels) {
+        if (slot->m_position == position) {
+            delete slot;
+            slot = label;
+            return true;
+        }
+    }
+    return Insert(label);
 }
 
 bool CLabelList::Remove(CLabelData* label) {
