@@ -492,10 +492,12 @@ uint32_t CQtPresentation::TrackPopupMenu(WindowHandle view, const std::vector<CM
     const bool posted = CGuiThread::Post([this, view, menu, x, y, promise] {
         auto chosen = std::make_shared<std::atomic<uint32_t>>(0);
         auto* popup = new QMenu;
-        popup->setAttribute(Qt::WA_DeleteOnClose);
         AddItems(popup, menu, chosen);
-        // The choice is known only after the triggered signal, which Qt sends after the hide.
-        QObject::connect(popup, &QMenu::aboutToHide, popup, [promise, chosen] {
+        // The choice is known only after the triggered signal, which Qt sends after the hide. A
+        // menu that is hidden rather than closed is not deleted on close, so the hide deletes it,
+        // once the trigger has been delivered.
+        QObject::connect(popup, &QMenu::aboutToHide, popup, [popup, promise, chosen] {
+            popup->deleteLater();
             QMetaObject::invokeMethod(
                 CGuiThread::Context(), [promise, chosen] { promise->set_value(chosen->load()); },
                 Qt::QueuedConnection);
