@@ -174,10 +174,11 @@ TEST_F(FilteredIOTest, SpeakerMask_FollowsTheChannelCount) {
 TEST_F(FilteredIOTest, CreateOutput_ChoosesByExtensionFallingBackToWav_OrBySavePosition) {
     WAVEFORMATEX format = PcmFormat(2, 44100, 16);
     const int32_t wav = manager_.FindFilter("wav", false);
-    for (const char* path : {"/tmp/take.xyz", "/tmp/take", "/tmp/Take.FLAC"}) {
-        std::unique_ptr<CFilteredOutput> out(manager_.CreateOutputForFile(path, format));
+    for (const std::string path : {"/tmp/take.xyz", "/tmp/take", "/tmp/Take.FLAC"}) {
+        std::unique_ptr<CFilteredOutput> out(manager_.CreateOutputForFile(path.c_str(), format));
         ASSERT_TRUE(out) << path;
-        EXPECT_EQ(out->GetPluginIndex(), path[10] == 'F' ? manager_.FindFilter("flac", false) : wav) << path;
+        EXPECT_EQ(out->GetPluginIndex(), path.ends_with(".FLAC") ? manager_.FindFilter("flac", false) : wav)
+            << path;
         EXPECT_EQ(out->GetTypeName(), "FilteredOutput");
     }
     EXPECT_NE(manager_.FindFilter("flac", false), wav);
