@@ -23,6 +23,7 @@ file(RELATIVE_PATH _tools_to_modules /${CMAKE_INSTALL_BINDIR} /${TW_INSTALL_MODU
 foreach(_tool tidewright tideclip)
   if(TARGET ${_tool})
     set_target_properties(${_tool} PROPERTIES INSTALL_RPATH "$ORIGIN/${_tools_to_modules}")
+    target_compile_definitions(${_tool} PRIVATE TW_TOOLS_TO_MODULES="${_tools_to_modules}")
     install(TARGETS ${_tool} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
   endif()
 endforeach()

@@ -1,7 +1,9 @@
-// How the tools find libtidework.so: beside the executable in the build tree, and in an installation
-// through the executable's run path ($ORIGIN/../lib/tidewright, set by the install rules), which
-// dlopen searches for a bare library name. The library then finds its FormatHost/, SCF/ and
-// Settings/ folders beside itself.
+// How the tools find libtidework.so: beside the executable in the build tree; in an installation at
+// the module folder the install rules put it in, named by its full path, because the run path that
+// dlopen would search for a bare name is the caller's, and a preloaded or sanitizer runtime that
+// wraps dlopen becomes the caller; last by the bare name, for a library the loader's own
+// configuration finds. The library then finds its FormatHost/, SCF/ and Settings/ folders beside
+// itself.
 #pragma once
 
 #include <dlfcn.h>
@@ -20,15 +22,24 @@ inline std::string OwnFolder() {
     return path.substr(0, path.rfind('/') + 1);
 }
 
+#ifndef TW_TOOLS_TO_MODULES
+#define TW_TOOLS_TO_MODULES "../lib/tidewright"
+#endif
+
 // The loaded library, or null with the loader's reason in `error`.
 inline void* OpenTideworkLibrary(std::string& error) {
-    const std::string beside = OwnFolder() + "libtidework.so";
-    const bool inBuildTree = access(beside.c_str(), F_OK) == 0;
-    void* library = dlopen(inBuildTree ? beside.c_str() : "libtidework.so", RTLD_NOW | RTLD_LOCAL);
+    std::string path = "libtidework.so";
+    for (const std::string& candidate :
+         {OwnFolder() + "libtidework.so", OwnFolder() + TW_TOOLS_TO_MODULES "/libtidework.so"}) {
+        if (access(candidate.c_str(), F_OK) == 0) {
+            path = candidate;
+            break;
+        }
+    }
+    void* library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (library == nullptr) {
         const char* reason = dlerror();
-        error = "cannot load " + (inBuildTree ? beside : std::string("libtidework.so")) + ": " +
-                (reason != nullptr ? reason : "unknown reason");
+        error = "cannot load " + path + ": " + (reason != nullptr ? reason : "unknown reason");
     }
     return library;
 }
