@@ -1,5 +1,6 @@
 #include "audio/BlockQueueOut.h"
 
+#include "audio/MeterFrames.h"
 #include "core/MediaData.h"
 
 #include <algorithm>
@@ -49,6 +50,7 @@ bool CBlockQueueOut::Open(int32_t rate, int32_t channels, int32_t bits, int32_t 
     const size_t meterFloats = static_cast<size_t>(m_meterFrames) * blockCount * channels;
     m_meter = std::make_unique<float[]>(meterFloats);
     std::fill_n(m_meter.get(), meterFloats, 0.0f);
+    m_meterPeek.assign(static_cast<size_t>(m_meterFrames) * channels, 0.0f);
     m_ring.Clear();
     m_format = f;
     m_blockFrames = blockFrames;
@@ -121,8 +123,11 @@ bool CBlockQueueOut::SubmitNext(float* scratch) {
     // The meter slice travels with its block, so the view's reading follows what is heard. It is
     // a peek: the ring is not disturbed.
     const uint32_t meterFloats = static_cast<uint32_t>(m_meterFrames * channels);
-    if (m_ring.Size() > meterFloats)
-        m_ring.PopBlock(m_meter.get() + static_cast<size_t>(fill) * meterFloats, meterFloats, 0);
+    if (m_ring.Size() > meterFloats) {
+        m_ring.PopBlock(m_meterPeek.data(), meterFloats, 0);
+        StoreMeterFrames(m_meter.get() + static_cast<size_t>(fill) * meterFloats, m_meterPeek.data(),
+                         meterFloats);
+    }
 
     const uint32_t floats = static_cast<uint32_t>(m_blockFrames * channels);
     m_ring.PopBlock(scratch, floats);
@@ -248,7 +253,7 @@ float CBlockQueueOut::GetPeak(int32_t channel) {
         return 0.0f;
     float peak = 0.0f;
     for (int32_t i = 0; i < m_meterFrames; ++i)
-        peak = std::max(peak, slice[static_cast<size_t>(i) * channels + channel]);
+        peak = std::max(peak, LoadMeterSample(slice + static_cast<size_t>(i) * channels + channel));
     return peak;
 }
 

@@ -125,6 +125,7 @@ private:
     std::atomic<int32_t> m_queued{0};
     std::atomic<int32_t> m_meterIndex{0};
     std::unique_ptr<float[]> m_meter; // m_blockCount slices of m_meterFrames frames
+    std::vector<float> m_meterPeek;   // one slice, as the play thread takes it from the ring
     int32_t m_meterFrames = 256;      // meter block of the open device
     int32_t m_meterBlock = 256;
     std::atomic<bool> m_paused{false};

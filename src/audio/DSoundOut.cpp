@@ -1,6 +1,7 @@
 #include "audio/DSoundOut.h"
 
 #include "audio/LoopingBuffer.h"
+#include "audio/MeterFrames.h"
 #include "audio/PulseConnection.h"
 #include "core/MediaData.h"
 #include "platform/Event.h"
@@ -181,8 +182,8 @@ void CDSoundOut::FillRun(void* run, uint32_t bytes, uint32_t ringOffset, const f
     QuantizeFrames(run, src, static_cast<int32_t>(floatBytes), m_format.Format.wBitsPerSample, channels);
     // The meter ring keeps one float frame per frame of the ring, at the same place, so the
     // frames under the play cursor are the ones heard.
-    std::memcpy(m_meter.get() + static_cast<size_t>(ringOffset / blockAlign) * channels, src,
-                static_cast<size_t>(floatBytes));
+    StoreMeterFrames(m_meter.get() + static_cast<size_t>(ringOffset / blockAlign) * channels, src,
+                     static_cast<size_t>(frames * channels));
 }
 
 int32_t CDSoundOut::Write(CMediaData& block) {
@@ -311,7 +312,7 @@ const float* CDSoundOut::GetMeterBuffer() {
     const int64_t start = std::max<int64_t>(cursor - m_openMeterBlock * blockAlign, 0);
     float* frames = m_meter.get() + static_cast<size_t>(start / blockAlign) * channels;
     if (m_paused)
-        std::fill_n(frames, static_cast<size_t>(m_openMeterBlock) * channels, 0.0f);
+        ClearMeterFrames(frames, static_cast<size_t>(m_openMeterBlock) * channels);
     return frames;
 }
 
@@ -328,7 +329,7 @@ float CDSoundOut::GetPeak(int32_t channel) {
     std::fill(std::begin(m_peaks), std::end(m_peaks), 0.0f);
     for (int64_t f = 0; f < m_openMeterBlock; ++f)
         for (int32_t c = 0; c < channels; ++c)
-            m_peaks[c] = std::max(m_peaks[c], meter[f * channels + c]);
+            m_peaks[c] = std::max(m_peaks[c], LoadMeterSample(meter + f * channels + c));
     const int32_t slot = std::min(channels - 1, channel);
     return slot >= 0 ? m_peaks[slot] : 0.0f;
 }

@@ -7,6 +7,7 @@
 
 #include "audio/AudioOut.h"
 #include "audio/DeviceChain.h"
+#include "audio/MeterFrames.h"
 #include "audio/PlayRequest.h"
 #include "dsp/FrequencyAnalyzer.h"
 #include "dsp/TransformPlugin.h"
@@ -247,7 +248,10 @@ void CChildView::OnPlayTimer() {
             if (const float* frames = output->GetMeterBuffer()) {
                 WAVEFORMATEX deviceFormat{};
                 output->GetFormat(&deviceFormat);
-                spectrum = m_spectrum->Analyse(frames, output->GetMeterBlock(), deviceFormat);
+                const int32_t block = output->GetMeterBlock();
+                const std::vector<float> copy =
+                    CopyMeterFrames(frames, static_cast<size_t>(block) * deviceFormat.nChannels);
+                spectrum = m_spectrum->Analyse(copy.data(), block, deviceFormat);
             }
     }
     m_gate.UnlockRead();
