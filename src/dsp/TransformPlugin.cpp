@@ -253,7 +253,7 @@ CTransformPlugin* CTransformPlugin::Clone() {
 
     clone->SetOption(m_option);
     clone->m_realTimePosition = m_realTimePosition;
-    clone->m_bypass = m_bypass;
+    clone->m_bypass.store(m_bypass.load());
     std::lock_guard<std::mutex> lock(g_cloneLinks);
     clone->m_origin = this;
     m_clones.push_back(clone);
@@ -323,7 +323,7 @@ void CTransformPlugin::Exchange(CMediaData& block, ITransformOffline* offline) {
 }
 
 void CTransformPlugin::ProcessRealTime(CMediaData& block) {
-    if (m_bypass != 0)
+    if (m_bypass.load())
         return;
     // The position keeps 32 bits and wraps after half a day of audio, as stored positions do.
     m_realTimePosition = static_cast<int32_t>(static_cast<uint32_t>(m_realTimePosition) +
@@ -333,7 +333,7 @@ void CTransformPlugin::ProcessRealTime(CMediaData& block) {
 }
 
 void CTransformPlugin::ProcessOffline(CMediaData& block) {
-    if (m_bypass != 0)
+    if (m_bypass.load())
         return;
     auto* offline = Query<ITransformOffline>(m_transform, IID_ITransformOffline);
     if (offline == nullptr)

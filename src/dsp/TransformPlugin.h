@@ -13,6 +13,7 @@
 
 #include <tidework/transform.h>
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -98,8 +99,8 @@ public:
     std::string GetId() const;
     GUID GetClassId() const override { return m_classId; }
     GUID GetSubId() const override { return m_subId; }
-    bool GetBypass() const override { return m_bypass != 0; }
-    void SetBypass(bool bypass) override { m_bypass = bypass ? 1 : 0; }
+    bool GetBypass() const override { return m_bypass.load(); }
+    void SetBypass(bool bypass) override { m_bypass.store(bypass); }
     int64_t GetOfflinePosition() const { return m_offlinePosition; }
     int32_t GetRealTimePosition() const { return m_realTimePosition; }
 
@@ -128,7 +129,8 @@ private:
     ITransform* m_transform = nullptr;
     GUID m_classId{};
     GUID m_subId{};
-    uint8_t m_bypass = 0;
+    // Switched from the document's thread while a playing clone renders.
+    std::atomic<bool> m_bypass{false};
     int64_t m_offlinePosition = 0;
     int32_t m_realTimePosition = 0;
     int32_t m_option = 0;
