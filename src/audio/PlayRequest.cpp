@@ -100,7 +100,14 @@ void PlayThreadProc(PlayRequest* request) {
         channels = std::min(channels, 2);
     }
 
-    if (format == nullptr || !device->Open(rate, channels, bits, kPlayLatencyMs, 0)) {
+    // Opened under the exclusive side, as it is closed: a view that stops the device meanwhile
+    // waits for the open to finish rather than meeting a half-built device.
+    if (request->gate != nullptr)
+        request->gate->LockWrite();
+    const bool opened = format != nullptr && device->Open(rate, channels, bits, kPlayLatencyMs, 0);
+    if (request->gate != nullptr)
+        request->gate->UnlockWrite();
+    if (!opened) {
         ReleaseDevice(*request, device, false);
         PostOutputError(request->window);
         StartViewTimer(request->window);
