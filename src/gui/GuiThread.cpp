@@ -1,5 +1,6 @@
 #include "gui/GuiThread.h"
 
+#include "gui/GuiCallQueue.h"
 #include "platform/MessageLoop.h"
 
 #include <QApplication>
@@ -27,7 +28,7 @@ namespace {
 struct GuiState {
     std::mutex mutex;
     std::condition_variable started;
-    QObject* context = nullptr;
+    CGuiCallQueue* context = nullptr;
     std::thread thread;
     bool ownThread = false;
     bool starting = false;
@@ -104,7 +105,7 @@ void RunOwnApplication() {
     QApplication application(argc, argv);
     application.setQuitOnLastWindowClosed(false);
     application.setApplicationName("Vond Tidewright");
-    QObject context;
+    CGuiCallQueue context;
     {
         std::lock_guard<std::mutex> lock(state.mutex);
         if (state.abandoned)
@@ -131,7 +132,7 @@ bool CGuiThread::Start() {
     if (state.abandoned)
         return false;
     if (auto* host = qobject_cast<QApplication*>(QCoreApplication::instance())) {
-        auto* context = new QObject;
+        auto* context = new CGuiCallQueue;
         context->moveToThread(host->thread());
         state.context = context;
         state.ownThread = false;
@@ -160,8 +161,7 @@ void CGuiThread::Stop() {
         std::lock_guard<std::mutex> lock(state.mutex);
         if (!state.ownThread || state.context == nullptr)
             return;
-        QMetaObject::invokeMethod(
-            state.context, [] { QCoreApplication::quit(); }, Qt::QueuedConnection);
+        state.context->Post([] { QCoreApplication::quit(); });
         thread = std::move(state.thread);
         state.ownThread = false;
     }
@@ -193,7 +193,7 @@ bool CGuiThread::Post(std::function<void()> call) {
     std::lock_guard<std::mutex> lock(state.mutex);
     if (state.context == nullptr)
         return false;
-    return QMetaObject::invokeMethod(state.context, std::move(call), Qt::QueuedConnection);
+    return state.context->Post(std::move(call));
 }
 
 QObject* CGuiThread::Context() {
