@@ -107,8 +107,9 @@ public:
             return S_OK;
         }
         if (!m_halving) {
+            const float gain = m_gain.load();
             for (ULONG i = 0; i < count; ++i)
-                samples[i] *= m_gain;
+                samples[i] *= gain;
             return S_OK;
         }
         const ULONG perFrame = static_cast<ULONG>(frameBytes / 4);
@@ -124,9 +125,14 @@ public:
     HRESULT GetLayoutFlags(uint32_t* flags) override { return *flags = kLayoutMono | kLayoutStereo, S_OK; }
     HRESULT SetLength(int64_t frames) override { return Note("SetLength " + std::to_string(frames)), S_OK; }
     HRESULT GetStateSize(int32_t* size) override { return *size = m_hostile ? -4 : 4, S_OK; }
-    HRESULT GetState(uint8_t* buffer) override { return std::memcpy(buffer, &m_gain, 4), S_OK; }
+    HRESULT GetState(uint8_t* buffer) override {
+        const float gain = m_gain.load();
+        return std::memcpy(buffer, &gain, 4), S_OK;
+    }
     HRESULT SetState(const uint8_t* buffer) override {
-        std::memcpy(&m_gain, buffer, 4);
+        float gain;
+        std::memcpy(&gain, buffer, 4);
+        m_gain = gain;
         return Note("SetState"), S_OK;
     }
     HRESULT SetReadPosition(int64_t frame) override {
@@ -200,11 +206,12 @@ private:
         }
     };
 
-    float m_gain = 1.0f;
+    // Set from the document's thread while a playing clone processes, as the components allow.
+    std::atomic<float> m_gain{1.0f};
     bool m_halving;
     bool m_hostile;
     int m_calls = 0;
-    uint32_t m_refs = 1;
+    std::atomic<uint32_t> m_refs{1};
     PresetsPart m_presets{this};
     ParamsPart m_params{this};
 };
@@ -311,7 +318,7 @@ private:
     }
 
     ManagerDouble* m_config;
-    uint32_t m_refs = 1;
+    std::atomic<uint32_t> m_refs{1};
 };
 
 // One class factory type for all doubles: a creator decides what the class makes.
