@@ -15,6 +15,7 @@
 #include <tidework/tidework.h>
 
 #include "BenchWav.h"
+#include "TideworkLibrary.h"
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
@@ -41,15 +42,6 @@ constexpr double kBudgetMs = 50.0;
 
 std::u16string Utf16(const std::string& ascii) {
     return std::u16string(ascii.begin(), ascii.end());
-}
-
-std::string OwnFolder() {
-    char buffer[4096];
-    const ssize_t length = readlink("/proc/self/exe", buffer, sizeof buffer - 1);
-    if (length <= 0)
-        return "./";
-    const std::string path(buffer, static_cast<size_t>(length));
-    return path.substr(0, path.rfind('/') + 1);
 }
 
 bool WaitIdle(decltype(&tkQueryRunStatus) runStatus) {
@@ -113,9 +105,10 @@ int main(int argc, char** argv) {
         return 1;
     }
 
-    void* library = dlopen((OwnFolder() + "libtidework.so").c_str(), RTLD_NOW | RTLD_LOCAL);
+    std::string loadError;
+    void* library = tools::OpenTideworkLibrary(loadError);
     if (library == nullptr) {
-        std::fprintf(stderr, "open_time: %s\n", dlerror());
+        std::fprintf(stderr, "open_time: %s\n", loadError.c_str());
         return 1;
     }
     auto initDLL = reinterpret_cast<decltype(&tkInitDLL)>(dlsym(library, "tkInitDLL"));

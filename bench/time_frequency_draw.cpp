@@ -17,7 +17,7 @@
 // take), with the ratio of the image's median to it; and the wavelet's dot products alone, through
 // the vector path and through plain loops.
 //
-// Usage: spectrogram_draw [seconds of audio, default 3600] [rounds, default 100]
+// Usage: time_frequency_draw [seconds of audio, default 3600] [rounds, default 100]
 #include "BenchStats.h"
 #include "core/EditedMedia.h"
 #include "display/DrawContext.h"
@@ -149,7 +149,7 @@ int main(int argc, char** argv) {
 
     ::setenv("QT_QPA_PLATFORM", "offscreen", 0);
     int qtArgc = 1;
-    char qtName[] = "spectrogram_draw";
+    char qtName[] = "time_frequency_draw";
     char* qtArgv[] = {qtName, nullptr};
     QGuiApplication app(qtArgc, qtArgv);
 
@@ -159,7 +159,7 @@ int main(int argc, char** argv) {
         return 1;
     }
     const std::string in = folder.Path() + "/in.wav";
-    std::printf("spectrogram_draw: %lld s of stereo 16-bit 44.1 kHz audio, 1000 cuts, 999 fades, %d x %d "
+    std::printf("time_frequency_draw: %lld s of stereo 16-bit 44.1 kHz audio, 1000 cuts, 999 fades, %d x %d "
                 "window, %d rounds\n",
                 static_cast<long long>(seconds), kWidth, kHeight, rounds);
     if (!bench::WriteTestWav(in, frames)) {
