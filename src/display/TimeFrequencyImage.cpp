@@ -1,4 +1,5 @@
 // The two ways of filling the intensity bitmaps of CSpectrogramVisualizer.
+#include "core/CursorHold.h"
 #include "core/EditedMedia.h"
 #include "core/MediaData.h"
 #include "core/ReadCursor.h"
@@ -11,24 +12,6 @@
 #include <cmath>
 
 namespace tw {
-
-namespace {
-
-// The read cursor of one image computation, freed however the computation ends.
-class CursorHold {
-public:
-    explicit CursorHold(CEditedMedia& media) : m_media(media), m_cursor(media.MakeCursor()) {}
-    ~CursorHold() { m_media.FreeCursor(m_cursor); }
-    CursorHold(const CursorHold&) = delete;
-    CursorHold& operator=(const CursorHold&) = delete;
-    ReadCursor& operator*() { return *m_cursor; }
-
-private:
-    CEditedMedia& m_media;
-    ReadCursor* m_cursor;
-};
-
-} // namespace
 
 void CSpectrogramVisualizer::Deinterleave(const float* interleaved, int frames, int channels, int channel,
                                           float* dest) const {

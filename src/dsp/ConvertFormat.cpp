@@ -1,5 +1,6 @@
 #include "dsp/ConvertFormat.h"
 
+#include "core/CursorHold.h"
 #include "core/EditedMedia.h"
 #include "core/FloatLIFO.h"
 #include "core/MediaData.h"
@@ -36,20 +37,6 @@ uint32_t FloatCount(const SAFEARRAY* array) {
         return 0;
     return array->rgsabound[0].cElements;
 }
-
-// Releases the document's read cursor however Run leaves.
-class CursorHold {
-public:
-    explicit CursorHold(CEditedMedia& media) : m_media(media), m_cursor(media.MakeCursor()) {}
-    ~CursorHold() { m_media.FreeCursor(m_cursor); }
-    CursorHold(const CursorHold&) = delete;
-    CursorHold& operator=(const CursorHold&) = delete;
-    ReadCursor& operator*() { return *m_cursor; }
-
-private:
-    CEditedMedia& m_media;
-    ReadCursor* m_cursor;
-};
 
 struct MapperHold {
     ISurroundRenderer* mapper = nullptr;
