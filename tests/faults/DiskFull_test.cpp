@@ -22,6 +22,7 @@
 #include <vector>
 
 #include "../TestWav.h"
+#include "../hosts/HostProcess.h"
 
 namespace {
 
@@ -33,41 +34,25 @@ constexpr const char* kWriteFailed = "An error occurred while writing to the fil
 // until it prints "held" or ends; then it is killed. Its output lines.
 std::vector<std::string> RunHost(const std::string& folder, const std::vector<std::string>& args,
                                  const std::string& disk = {}, long long room = 0) {
-    int out[2];
-    if (pipe(out) != 0)
+    std::vector<std::pair<std::string, std::string>> environment;
+    if (!disk.empty())
+        environment = {{"LD_PRELOAD", TW_DISKFULL_LIBRARY},
+                       {"TW_DISKFULL_PATH", disk},
+                       {"TW_DISKFULL_AFTER", std::to_string(room)},
+                       {"TW_DISKFULL_ARMED", "0"}};
+    const tw::test::HostChild child = tw::test::StartHost(TW_FAULT_HOST, folder, args, environment);
+    if (child.out < 0)
         return {};
-    const pid_t pid = fork();
-    if (pid == 0) {
-        dup2(out[1], 1);
-        close(out[0]);
-        close(out[1]);
-        for (const char* name : {"XDG_DATA_HOME", "XDG_CACHE_HOME", "XDG_STATE_HOME", "XDG_CONFIG_HOME"})
-            setenv(name, (folder + "/" + name).c_str(), 1);
-        setenv("QT_QPA_PLATFORM", "offscreen", 1);
-        if (!disk.empty()) {
-            setenv("LD_PRELOAD", TW_DISKFULL_LIBRARY, 1);
-            setenv("TW_DISKFULL_PATH", disk.c_str(), 1);
-            setenv("TW_DISKFULL_AFTER", std::to_string(room).c_str(), 1);
-            setenv("TW_DISKFULL_ARMED", "0", 1);
-        }
-        std::vector<char*> argv{const_cast<char*>(TW_FAULT_HOST)};
-        for (const std::string& arg : args)
-            argv.push_back(const_cast<char*>(arg.c_str()));
-        argv.push_back(nullptr);
-        execv(TW_FAULT_HOST, argv.data());
-        _exit(127);
-    }
-    close(out[1]);
     std::vector<std::string> lines;
     std::string pending;
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
     while (lines.empty() || lines.back() != "held") {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
             deadline - std::chrono::steady_clock::now());
-        pollfd fd{out[0], POLLIN, 0};
+        pollfd fd{child.out, POLLIN, 0};
         char buffer[4096];
         const ssize_t n = left.count() > 0 && poll(&fd, 1, static_cast<int>(left.count())) > 0
-                              ? read(out[0], buffer, sizeof buffer)
+                              ? read(child.out, buffer, sizeof buffer)
                               : 0;
         if (n <= 0)
             break;
@@ -75,9 +60,9 @@ std::vector<std::string> RunHost(const std::string& folder, const std::vector<st
         for (size_t end; (end = pending.find('\n')) != std::string::npos; pending.erase(0, end + 1))
             lines.push_back(pending.substr(0, end));
     }
-    close(out[0]);
-    kill(pid, SIGKILL);
-    waitpid(pid, nullptr, 0);
+    close(child.out);
+    kill(child.pid, SIGKILL);
+    waitpid(child.pid, nullptr, 0);
     return lines;
 }
 

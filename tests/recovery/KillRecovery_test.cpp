@@ -20,6 +20,7 @@
 #include <unistd.h>
 
 #include "../TestWav.h"
+#include "../hosts/HostProcess.h"
 
 namespace {
 
@@ -32,39 +33,16 @@ void WriteWav(const std::string& path, uint32_t frames) {
         path, frames, [](uint32_t i, int c) { return static_cast<uint16_t>(i * (c == 0 ? 13 : 7)); });
 }
 
-struct Child {
-    pid_t pid = -1;
-    int out = -1;
-};
+using tw::test::HostChild;
 
 // Starts the host with its own XDG folders under `home`.
-Child Start(const std::string& home, const std::vector<std::string>& args) {
-    int pipeFds[2];
-    if (pipe(pipeFds) != 0)
-        return {};
-    const pid_t pid = fork();
-    if (pid == 0) {
-        dup2(pipeFds[1], 1);
-        close(pipeFds[0]);
-        close(pipeFds[1]);
-        for (const char* name : {"XDG_DATA_HOME", "XDG_CACHE_HOME", "XDG_STATE_HOME", "XDG_CONFIG_HOME"})
-            setenv(name, (home + "/" + name).c_str(), 1);
-        setenv("QT_QPA_PLATFORM", "offscreen", 1);
-        std::vector<char*> argv;
-        argv.push_back(const_cast<char*>(TW_RECOVERY_HOST));
-        for (const std::string& arg : args)
-            argv.push_back(const_cast<char*>(arg.c_str()));
-        argv.push_back(nullptr);
-        execv(TW_RECOVERY_HOST, argv.data());
-        _exit(127);
-    }
-    close(pipeFds[1]);
-    return {pid, pipeFds[0]};
+HostChild Start(const std::string& home, const std::vector<std::string>& args) {
+    return tw::test::StartHost(TW_RECOVERY_HOST, home, args);
 }
 
 // Reads the child's lines until it ends or `killAfter` has passed since its first line (then it is
 // killed). Negative `killAfter`: never killed.
-std::vector<std::string> Collect(Child child, int killAfterMs) {
+std::vector<std::string> Collect(HostChild child, int killAfterMs) {
     std::vector<std::string> lines;
     std::string pending;
     Clock::time_point started{};
